@@ -1,0 +1,8 @@
+if(UTIL_SANITIZERS)
+    add_compile_options(-fsanitize=${UTIL_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${UTIL_SANITIZERS})
+    # Inlining under a sanitizer makes GCC report paths that cannot happen.
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        add_compile_options(-Wno-maybe-uninitialized -Wno-stringop-overflow)
+    endif()
+endif()

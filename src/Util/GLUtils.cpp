@@ -1,0 +1,3 @@
+#include "Util/GLUtils.h"
+
+#include "Util/GLDispatch.h"
