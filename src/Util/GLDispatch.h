@@ -93,14 +93,16 @@ namespace Util {
 /// Nothing of the table is kept: each call asks the host for the table and reads the entry, since the host
 /// may change either between two calls.
 template <void* const* (*Table)(), std::size_t Position, typename Function>
-struct EntryPoint
+struct EntryPoint;
+
+template <void* const* (*Table)(), std::size_t Position, typename Result, typename... Arguments>
+struct EntryPoint<Table, Position, Result (*)(Arguments...)>
 {
     [[nodiscard]] bool IsMissing() const { return Table()[Position] == nullptr; }
 
-    template <typename... Arguments>
-    auto operator()(Arguments... arguments) const
+    Result operator()(Arguments... arguments) const
     {
-        return reinterpret_cast<Function>(Table()[Position])(arguments...);
+        return reinterpret_cast<Result (*)(Arguments...)>(Table()[Position])(arguments...);
     }
 };
 

@@ -1,0 +1,143 @@
+#include "Util/GLDispatch.h"
+#include "support/GLContext.h"
+#include "support/GLState.h"
+#include "support/TestDispatch.h"
+
+#include <GLES3/gl32.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+using namespace TestSupport;
+namespace GL = Util::GL;
+namespace EGL = Util::EGL;
+
+TEST(TestDispatch, ACallReachesTheDriver)
+{
+    const GLContext context;
+    CallRecorder recorder;
+    GLint value = 0;
+    GL::GetIntegerv(GL_MAX_TEXTURE_SIZE, &value);
+    EXPECT_GE(value, 2048);
+    EXPECT_EQ(EGL::GetCurrentDisplay(), context.Display());
+    EXPECT_EQ(recorder.CountGL(), 1U);
+    GL::BindTexture(GL_TEXTURE_2D, 7);
+    EXPECT_EQ(testing::PrintToString(recorder.Calls().back()), "glBindTexture(0xDE1, 7)");
+    EXPECT_EQ(recorder.Count("eglGetCurrentDisplay"), 1U);
+}
+
+TEST(TestDispatch, ChangesEndWithTheirScope)
+{
+    const GLContext context;
+    GLint draws = 0;
+    {
+        const WithheldEntry outer("glReadPixels");
+        {
+            const WithheldEntry inner(Table::GL, 92);
+            EXPECT_TRUE(GL::ReadPixels.IsMissing());
+        }
+        EXPECT_TRUE(GL::ReadPixels.IsMissing());
+        const WithheldEntry egl("eglQuerySurface");
+        EXPECT_TRUE(EGL::QuerySurface.IsMissing());
+    }
+    EXPECT_FALSE(GL::ReadPixels.IsMissing());
+    EXPECT_FALSE(EGL::QuerySurface.IsMissing());
+    {
+        CallRecorder recorder;
+        const ReplacedEntry error(GL::GetError, [] { return GLenum{GL_OUT_OF_MEMORY}; });
+        const ReplacedEntry outer(GL::DrawArrays, [&](auto...) { ++draws; });
+        {
+            const ReplacedEntry inner(GL::DrawArrays, [&](auto...) { draws += 10; });
+            GL::DrawArrays(GL_TRIANGLES, 0, 3);
+        }
+        GL::DrawArrays(GL_TRIANGLES, 0, 3);
+        EXPECT_EQ(draws, 11);
+        EXPECT_EQ(recorder.Count("glDrawArrays"), 2U);
+        EXPECT_EQ(GL::GetError(), GLenum{GL_OUT_OF_MEMORY});
+    }
+    EXPECT_EQ(GL::GetError(), GLenum{GL_NO_ERROR});
+    {
+        const OfferedVersion es2(20);
+        EXPECT_TRUE(GL::ReadBuffer.IsMissing());
+        EXPECT_FALSE(GL::Viewport.IsMissing());
+    }
+    EXPECT_FALSE(GL::GetTexLevelParameteriv.IsMissing());
+    EXPECT_EQ(draws, 11);
+}
+
+TEST(TestDispatch, EveryEntryIsInTheDriversTable)
+{
+    const GLContext context;
+    for (const DispatchEntry& entry : DispatchEntries()) {
+        const WithheldEntry withheld(entry.name);
+        void* const* const table =
+            entry.table == Table::EGL ? Core::KHRLayer::EGLProc() : Core::KHRLayer::GLESProc();
+        EXPECT_EQ(table[entry.position], nullptr) << entry.name << " stands elsewhere";
+    }
+    for (const DispatchEntry& entry : DispatchEntries()) {
+        void* const* const table =
+            entry.table == Table::EGL ? Core::KHRLayer::EGLProc() : Core::KHRLayer::GLESProc();
+        EXPECT_NE(table[entry.position], nullptr) << entry.name;
+    }
+}
+
+TEST(GLContext, HasTheBitsAskedFor)
+{
+    const GLContext::Options cases[] = {
+        {},
+        {.width = 1, .height = 1, .alphaBits = 0, .depthBits = 0, .stencilBits = 0},
+        {.redBits = 5, .greenBits = 6, .blueBits = 5, .alphaBits = 0, .depthBits = 16, .stencilBits = 0},
+        {.depthBits = 32, .stencilBits = 0, .samples = 4},
+    };
+    for (const GLContext::Options& options : cases) {
+        const GLContext context(options);
+        const std::pair<GLenum, int> wanted[] = {{GL_RED_BITS, options.redBits},
+                                                 {GL_ALPHA_BITS, options.alphaBits},
+                                                 {GL_DEPTH_BITS, options.depthBits},
+                                                 {GL_STENCIL_BITS, options.stencilBits},
+                                                 {GL_SAMPLES, options.samples}};
+        for (const auto& [name, bits] : wanted) {
+            GLint value = -1;
+            glGetIntegerv(name, &value);
+            EXPECT_EQ(value, bits);
+        }
+        GLint viewport[4] = {};
+        glGetIntegerv(GL_VIEWPORT, viewport);
+        EXPECT_THAT(viewport, testing::ElementsAre(0, 0, options.width, options.height));
+    }
+    EXPECT_THROW(GLContext({.stencilBits = 3}), std::runtime_error);
+    EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT);
+}
+
+TEST(GLState, TellsWhatChanged)
+{
+    const GLContext context({.debug = true});
+    glStencilMask(127);
+    const GLState before = GLState::Now();
+    EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+
+    GLuint texture = 0;
+    glGenTextures(1, &texture);
+    glActiveTexture(GL_TEXTURE2);
+    glBindTexture(GL_TEXTURE_2D_ARRAY, texture);
+    glActiveTexture(GL_TEXTURE0);
+    glStencilMaskSeparate(GL_BACK, 7);
+    glReadBuffer(GL_NONE);
+    glVertexAttribDivisor(1, 3);
+    glEnable(GL_RASTERIZER_DISCARD);
+    glPixelStorei(GL_PACK_ROW_LENGTH, 100);
+    glEnable(0xFFFF);
+    const std::string changes = GLState::Now().ChangesSince(before);
+    for (const char* line :
+         {"texture unit 2 GL_TEXTURE_2D_ARRAY: 0 -> 1\n", "GL_STENCIL_BACK_WRITEMASK: 127 -> 7\n",
+          "framebuffer[0] GL_READ_BUFFER: 0x405 -> 0\n", "GL_RASTERIZER_DISCARD: 0 -> 1\n",
+          "vertex array[0] attribute[1] GL_VERTEX_ATTRIB_ARRAY_DIVISOR: 0 -> 3\n",
+          "GL_PACK_ROW_LENGTH: 0 -> 100\n", "textures:  -> 1\n", "pending error: 0 -> 0x500\n"}) {
+        EXPECT_THAT(changes, testing::HasSubstr(line));
+    }
+}
+
+} // namespace

@@ -1,0 +1,132 @@
+#include "support/GLContext.h"
+
+#include <EGL/eglext.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace TestSupport {
+
+namespace {
+
+[[noreturn]] void Fail(const std::string& what)
+{
+    char code[16];
+    std::snprintf(code, sizeof(code), "0x%04X", static_cast<unsigned int>(eglGetError()));
+    throw std::runtime_error(what + " failed: EGL error " + code);
+}
+
+/// The one display of the process. It is terminated at exit only: `eglTerminate` would end the contexts of
+/// others too, and starting the driver costs far more than a context.
+class SurfacelessDisplay
+{
+public:
+    SurfacelessDisplay() : m_display(eglGetPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, nullptr, nullptr))
+    {
+        if (!eglInitialize(m_display, nullptr, nullptr)) {
+            Fail("eglInitialize");
+        }
+    }
+    SurfacelessDisplay(const SurfacelessDisplay&) = delete;
+    SurfacelessDisplay& operator=(const SurfacelessDisplay&) = delete;
+    ~SurfacelessDisplay()
+    {
+        eglTerminate(m_display);
+        eglReleaseThread();
+    }
+
+    static EGLDisplay Get()
+    {
+        static const SurfacelessDisplay s_display;
+        return s_display.m_display;
+    }
+
+private:
+    EGLDisplay m_display;
+};
+
+/// `eglChooseConfig` takes its sizes as the least that will do and prefers the deepest colour.
+EGLConfig FindConfig(EGLDisplay display, const GLContext::Options& options)
+{
+    const std::array wanted{
+        std::pair{EGL_RED_SIZE, options.redBits},     std::pair{EGL_GREEN_SIZE, options.greenBits},
+        std::pair{EGL_BLUE_SIZE, options.blueBits},   std::pair{EGL_ALPHA_SIZE, options.alphaBits},
+        std::pair{EGL_DEPTH_SIZE, options.depthBits}, std::pair{EGL_STENCIL_SIZE, options.stencilBits},
+        std::pair{EGL_SAMPLES, options.samples},
+    };
+    const EGLint kind[] = {EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, EGL_RENDERABLE_TYPE, EGL_OPENGL_ES3_BIT,
+                           EGL_NONE};
+    EGLint count = 0;
+    if (!eglChooseConfig(display, kind, nullptr, 0, &count)) {
+        Fail("eglChooseConfig");
+    }
+    std::vector<EGLConfig> configs(static_cast<std::size_t>(count));
+    if (!eglChooseConfig(display, kind, configs.data(), count, &count)) {
+        Fail("eglChooseConfig");
+    }
+    const auto config = std::ranges::find_if(configs, [&](EGLConfig candidate) {
+        return std::ranges::all_of(wanted, [&](const auto& attribute) {
+            EGLint value = -1;
+            return eglGetConfigAttrib(display, candidate, attribute.first, &value) &&
+                   value == attribute.second;
+        });
+    });
+    if (config == configs.end()) {
+        throw std::runtime_error("the driver has no pixel buffer surface with these bits");
+    }
+    return *config;
+}
+
+} // namespace
+
+GLContext::GLContext(const Options& options) : m_display(SurfacelessDisplay::Get())
+{
+    const EGLConfig config = FindConfig(m_display, options);
+    if (!eglBindAPI(EGL_OPENGL_ES_API)) {
+        Fail("eglBindAPI");
+    }
+    const EGLint size[] = {EGL_WIDTH, options.width, EGL_HEIGHT, options.height, EGL_NONE};
+    m_surface = eglCreatePbufferSurface(m_display, config, size);
+    if (m_surface == EGL_NO_SURFACE) {
+        Fail("eglCreatePbufferSurface");
+    }
+    const EGLint version[] = {EGL_CONTEXT_MAJOR_VERSION,
+                              3,
+                              EGL_CONTEXT_MINOR_VERSION,
+                              1,
+                              EGL_CONTEXT_OPENGL_DEBUG,
+                              options.debug ? EGL_TRUE : EGL_FALSE,
+                              EGL_NONE};
+    const EGLContext shared = options.shareWith ? options.shareWith->m_context : EGL_NO_CONTEXT;
+    m_context = eglCreateContext(m_display, config, shared, version);
+    if (m_context == EGL_NO_CONTEXT) {
+        eglDestroySurface(m_display, m_surface);
+        Fail("eglCreateContext");
+    }
+    if (!eglMakeCurrent(m_display, m_surface, m_surface, m_context)) {
+        eglDestroyContext(m_display, m_context);
+        eglDestroySurface(m_display, m_surface);
+        Fail("eglMakeCurrent");
+    }
+}
+
+GLContext::~GLContext()
+{
+    eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+    eglDestroyContext(m_display, m_context);
+    eglDestroySurface(m_display, m_surface);
+}
+
+void GLContext::MakeCurrent() const
+{
+    if (!eglMakeCurrent(m_display, m_surface, m_surface, m_context)) {
+        Fail("eglMakeCurrent");
+    }
+}
+
+} // namespace TestSupport

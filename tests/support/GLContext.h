@@ -1,0 +1,51 @@
+#pragma once
+
+#include <EGL/egl.h>
+
+namespace TestSupport {
+
+/// An OpenGL ES context on the software driver, current on the calling thread until the end of its scope,
+/// with a pixel buffer surface as its default framebuffer. Needs no display server.
+///
+/// Several may live at once; each one's end leaves none current. The driver's contexts are always of the
+/// highest version that it has, OpenGL ES 3.2: for an earlier one see `OfferedVersion`.
+class GLContext
+{
+public:
+    /// What the default framebuffer has: exactly this many bits and samples, not "at least".
+    struct Options
+    {
+        int width = 64;
+        int height = 48;
+        int redBits = 8;
+        int greenBits = 8;
+        int blueBits = 8;
+        int alphaBits = 8;
+        int depthBits = 24;
+        int stencilBits = 8;
+        int samples = 0;
+        bool debug = false; ///< a debug context, which reports through `glDebugMessageCallback`
+        const GLContext* shareWith = nullptr;
+    };
+
+    /// @throws std::runtime_error naming the EGL call that failed, or where the driver has no such surface
+    explicit GLContext(const Options& options);
+    GLContext() : GLContext(Options()) {}
+    GLContext(const GLContext&) = delete;
+    GLContext& operator=(const GLContext&) = delete;
+    ~GLContext();
+
+    /// @throws std::runtime_error
+    void MakeCurrent() const;
+
+    [[nodiscard]] EGLDisplay Display() const { return m_display; }
+    [[nodiscard]] EGLSurface Surface() const { return m_surface; }
+    [[nodiscard]] EGLContext Handle() const { return m_context; }
+
+private:
+    EGLDisplay m_display = EGL_NO_DISPLAY;
+    EGLSurface m_surface = EGL_NO_SURFACE;
+    EGLContext m_context = EGL_NO_CONTEXT;
+};
+
+} // namespace TestSupport

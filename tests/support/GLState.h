@@ -1,0 +1,34 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+namespace TestSupport {
+
+/// The current context's state as a program can query it: whatever code that borrows the context may disturb,
+/// the attachments of every framebuffer, the parameters of the bound textures, and which objects exist.
+///
+/// ```cpp
+/// const GLState before = GLState::Now();
+/// Capture();
+/// EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+/// ```
+class GLState
+{
+public:
+    /// Needs OpenGL ES 3.2. Takes the pending GL error, which is part of the state.
+    ///
+    /// @throws std::logic_error where a query of its own raised an error
+    static GLState Now();
+
+    /// @return one line for each value that differs, `name: before -> now`; empty where nothing does
+    [[nodiscard]] std::string ChangesSince(const GLState& before) const;
+
+    /// @throws std::out_of_range for a name that the state does not have
+    [[nodiscard]] const std::string& operator[](const std::string& name) const { return m_values.at(name); }
+
+private:
+    std::map<std::string, std::string> m_values;
+};
+
+} // namespace TestSupport
