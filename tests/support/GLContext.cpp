@@ -21,34 +21,19 @@ namespace {
     throw std::runtime_error(what + " failed: EGL error " + code);
 }
 
-/// The one display of the process. It is terminated at exit only: `eglTerminate` would end the contexts of
-/// others too, and starting the driver costs far more than a context.
-class SurfacelessDisplay
+/// The one display of the process. It is never terminated: `eglTerminate` would end the contexts of others
+/// too, and would unload the driver, after which a leak checker cannot tell whose an allocation was.
+EGLDisplay SurfacelessDisplay()
 {
-public:
-    SurfacelessDisplay() : m_display(eglGetPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, nullptr, nullptr))
-    {
-        if (!eglInitialize(m_display, nullptr, nullptr)) {
+    static auto* const s_display = [] {
+        auto* const display = eglGetPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, nullptr, nullptr);
+        if (!eglInitialize(display, nullptr, nullptr)) {
             Fail("eglInitialize");
         }
-    }
-    SurfacelessDisplay(const SurfacelessDisplay&) = delete;
-    SurfacelessDisplay& operator=(const SurfacelessDisplay&) = delete;
-    ~SurfacelessDisplay()
-    {
-        eglTerminate(m_display);
-        eglReleaseThread();
-    }
-
-    static EGLDisplay Get()
-    {
-        static const SurfacelessDisplay s_display;
-        return s_display.m_display;
-    }
-
-private:
-    EGLDisplay m_display;
-};
+        return display;
+    }();
+    return s_display;
+}
 
 /// `eglChooseConfig` takes its sizes as the least that will do and prefers the deepest colour.
 EGLConfig FindConfig(EGLDisplay display, const GLContext::Options& options)
@@ -84,9 +69,9 @@ EGLConfig FindConfig(EGLDisplay display, const GLContext::Options& options)
 
 } // namespace
 
-GLContext::GLContext(const Options& options) : m_display(SurfacelessDisplay::Get())
+GLContext::GLContext(const Options& options) : m_display(SurfacelessDisplay())
 {
-    const EGLConfig config = FindConfig(m_display, options);
+    auto* const config = FindConfig(m_display, options);
     if (!eglBindAPI(EGL_OPENGL_ES_API)) {
         Fail("eglBindAPI");
     }
@@ -102,7 +87,7 @@ GLContext::GLContext(const Options& options) : m_display(SurfacelessDisplay::Get
                               EGL_CONTEXT_OPENGL_DEBUG,
                               options.debug ? EGL_TRUE : EGL_FALSE,
                               EGL_NONE};
-    const EGLContext shared = options.shareWith ? options.shareWith->m_context : EGL_NO_CONTEXT;
+    auto* const shared = options.shareWith ? options.shareWith->m_context : EGL_NO_CONTEXT;
     m_context = eglCreateContext(m_display, config, shared, version);
     if (m_context == EGL_NO_CONTEXT) {
         eglDestroySurface(m_display, m_surface);

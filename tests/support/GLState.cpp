@@ -6,8 +6,6 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <ranges>
-#include <set>
 #include <span>
 #include <stdexcept>
 #include <string_view>
@@ -338,7 +336,7 @@ void AddTextures(Values& values, GLuint unit)
 
 void AddAllTextures(Values& values)
 {
-    const GLenum active = static_cast<GLenum>(GetInteger(GL_ACTIVE_TEXTURE));
+    const auto active = static_cast<GLenum>(GetInteger(GL_ACTIVE_TEXTURE));
     for (GLuint unit = 0; unit < Units; ++unit) {
         AddTextures(values, unit);
     }
@@ -458,21 +456,17 @@ GLState GLState::Now()
 
 std::string GLState::ChangesSince(const GLState& before) const
 {
-    std::set<std::string> names;
-    const auto keys = {std::views::keys(before.m_values), std::views::keys(m_values)};
-    for (const auto& some : keys) {
-        names.insert(some.begin(), some.end());
+    std::map<std::string, std::array<std::string, 2>> lines;
+    for (const auto& [name, value] : before.m_values) {
+        lines[name] = {value, "(none)"};
     }
-    const auto valueIn = [](const GLState& state, const std::string& name) {
-        const auto value = state.m_values.find(name);
-        return value == state.m_values.end() ? "(none)" : value->second;
-    };
+    for (const auto& [name, value] : m_values) {
+        lines.try_emplace(name, std::array<std::string, 2>{"(none)", {}}).first->second[1] = value;
+    }
     std::string changes;
-    for (const std::string& name : names) {
-        const std::string was = valueIn(before, name);
-        const std::string is = valueIn(*this, name);
-        if (was != is) {
-            changes.append(name).append(": ").append(was).append(" -> ").append(is).append("\n");
+    for (const auto& [name, values] : lines) {
+        if (values[0] != values[1]) {
+            changes.append(name).append(": ").append(values[0]).append(" -> ").append(values[1]).append("\n");
         }
     }
     return changes;

@@ -22,6 +22,12 @@ enum class Table
     EGL
 };
 
+/// The table that an accessor returns.
+template <void* const* (*Accessor)()>
+inline constexpr Table TableOf = Table::GL;
+template <>
+inline constexpr Table TableOf<&Core::KHRLayer::EGLProc> = Table::EGL;
+
 /// One function that the library knows.
 struct DispatchEntry
 {
@@ -76,28 +82,26 @@ void* ExchangeEntry(Table table, std::size_t position, void* function);
 ///     glBlitFramebuffer(arguments...);
 /// });
 /// ```
-template <void* const* (*Proc)(), std::size_t Position, typename Result, typename... Arguments>
+template <void* const* (*Accessor)(), std::size_t Position, typename Result, typename... Arguments>
 class [[nodiscard]] ReplacedEntry
 {
 public:
     using Function = std::function<Result(Arguments...)>;
 
-    ReplacedEntry(const Util::EntryPoint<Proc, Position, Result (*)(Arguments...)>& /*entry*/,
+    ReplacedEntry(const Util::EntryPoint<Accessor, Position, Result (*)(Arguments...)>& /*entry*/,
                   std::type_identity_t<Function> function)
         : m_previousFunction(std::exchange(s_function, std::move(function))),
-          m_previousEntry(ExchangeEntry(Place, Position, reinterpret_cast<void*>(&Call)))
+          m_previousEntry(ExchangeEntry(TableOf<Accessor>, Position, reinterpret_cast<void*>(&Call)))
     {}
     ReplacedEntry(const ReplacedEntry&) = delete;
     ReplacedEntry& operator=(const ReplacedEntry&) = delete;
     ~ReplacedEntry()
     {
-        ExchangeEntry(Place, Position, m_previousEntry);
+        ExchangeEntry(TableOf<Accessor>, Position, m_previousEntry);
         s_function = std::move(m_previousFunction);
     }
 
 private:
-    static constexpr Table Place = Proc == &Core::KHRLayer::EGLProc ? Table::EGL : Table::GL;
-
     static Result Call(Arguments... arguments) { return s_function(arguments...); }
 
     static inline Function s_function;
