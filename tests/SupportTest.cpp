@@ -68,15 +68,9 @@ TEST(TestDispatch, ChangesEndWithTheirScope)
     EXPECT_EQ(draws, 11);
 }
 
-TEST(TestDispatch, EveryEntryIsInTheDriversTable)
+TEST(TestDispatch, TheDriverHasEveryEntry)
 {
     const GLContext context;
-    for (const DispatchEntry& entry : DispatchEntries()) {
-        const WithheldEntry withheld(entry.name);
-        void* const* const table =
-            entry.table == Table::EGL ? Core::KHRLayer::EGLProc() : Core::KHRLayer::GLESProc();
-        EXPECT_EQ(table[entry.position], nullptr) << entry.name << " stands elsewhere";
-    }
     for (const DispatchEntry& entry : DispatchEntries()) {
         void* const* const table =
             entry.table == Table::EGL ? Core::KHRLayer::EGLProc() : Core::KHRLayer::GLESProc();

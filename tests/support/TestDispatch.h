@@ -46,6 +46,10 @@ public:
     /// @throws std::out_of_range where neither table has a function of that name
     explicit WithheldEntry(std::string_view name);
     WithheldEntry(Table table, std::size_t position);
+    template <void* const* (*Accessor)(), std::size_t Position, typename Function>
+    explicit WithheldEntry(const Util::EntryPoint<Accessor, Position, Function>& /*entry*/)
+        : WithheldEntry(TableOf<Accessor>, Position)
+    {}
     WithheldEntry(const WithheldEntry&) = delete;
     WithheldEntry& operator=(const WithheldEntry&) = delete;
     ~WithheldEntry();
