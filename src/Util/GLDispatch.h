@@ -3,7 +3,7 @@
 #include "Core/KHRLayer.h"
 
 #include <EGL/egl.h>
-#include <GLES3/gl31.h>
+#include <GLES3/gl32.h>
 
 #include <cstddef>
 

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "Util/GLDispatch.h"
+
+#include <cstdint>
+#include <span>
+
+namespace Util {
+
+/// One attachment of the framebuffer object bound for drawing, or the window surface. What was not asked for,
+/// or could not be had, is 0.
+struct Attachment
+{
+    GLint objectType = 0; ///< `GL_TEXTURE`, `GL_RENDERBUFFER` or `GL_NONE`
+    GLint objectName = 0;
+
+    // Of a texture.
+    GLint level = 0;
+    GLint cubeMapFace = 0;
+    GLint layer = 0;
+    GLint baseViewIndex = 0; ///< `GL_OVR_multiview`
+    GLint numViews = 0;
+    GLenum target = 0; ///< target of the texture; of a cube map, the face
+
+    GLint width = 0;
+    GLint height = 0;
+    GLint redSize = 0;
+    GLint greenSize = 0;
+    GLint blueSize = 0;
+    GLint alphaSize = 0;
+    GLint redType = 0;
+    GLint greenType = 0;
+    GLint blueType = 0;
+    GLint alphaType = 0;
+    GLint depthSize = 0;
+    GLint stencilSize = 0;
+    GLint internalFormat = 0;
+    GLint samples = 0;
+};
+
+/// A value that a caller wants to know: its query for a texture level, its query for a renderbuffer, its
+/// place. A query of 0 is not made.
+struct ImageQuery
+{
+    GLenum texture;
+    GLenum renderbuffer;
+    GLint Attachment::*value;
+};
+
+/// Whether to ask for the views of a `GL_OVR_multiview` attachment; a context without the extension answers
+/// with `GL_INVALID_ENUM`.
+enum class Views
+{
+    Ignore,
+    Query
+};
+
+/// Describes an attachment of the framebuffer object bound for drawing.
+///
+/// GL does not tell the target of a texture; it is found by binding the name to each until one raises no
+/// error. `GL_DEBUG_OUTPUT` is off meanwhile, and the errors are consumed. An object whose name has been
+/// deleted is not bound, since that would make it anew; its values stay 0.
+///
+/// @param point    e.g. `GL_COLOR_ATTACHMENT0`
+/// @param queries  what to ask of the image, in order
+Attachment DescribeAttachment(GLenum point, std::span<const ImageQuery> queries, Views views);
+
+/// Size of the surface current for drawing; 0 x 0 where there is none.
+void QuerySurfaceSize(GLint* width, GLint* height);
+
+/// @return whether the host has what `DescribeAttachment` calls
+bool CanDescribeAttachments();
+
+/// @return whether the host has what `QuerySurfaceSize` calls
+bool CanQuerySurface();
+
+} // namespace Util

@@ -1,0 +1,117 @@
+#include "Util/GLScreenshotHandler.h"
+
+#include "Playback/PlaybackEnvironment.h"
+#include "Util/GLUtils.h"
+#include "Util/Logging.h"
+#include "Util/PixelBuffer.h"
+#include "Util/PixelConversion.h"
+
+#include <algorithm>
+
+namespace Util {
+
+namespace {
+
+/// Pixels are converted and handed to the file in blocks of this size: large enough that the file sees few
+/// writes, small enough to stay in cache. See bench/ScreenshotBenchmark.cpp.
+constexpr std::uint32_t BlockBytes = 64 * 1024;
+constexpr std::uint32_t OutputPitch = 4;
+constexpr std::uint32_t BlockPixels = BlockBytes / OutputPitch;
+
+bool ScreenshotsAreOpaque()
+{
+    using Playback::PlaybackEnvironment;
+    return PlaybackEnvironment::m_pInstance ? PlaybackEnvironment::m_pInstance->m_opaqueScreenshots
+                                            : PlaybackEnvironment::Instance().m_opaqueScreenshots;
+}
+
+void LogNotCreated(const std::string& fileName)
+{
+    UTIL_LOG(Core::Log::LevelError, "Screenshot failed: Could not create image file %s", fileName.c_str());
+}
+
+} // namespace
+
+GLScreenshotHandler::GLScreenshotHandler(ImageFormat imageFormat) : m_imageFormat(imageFormat) {}
+
+GLScreenshotHandler::~GLScreenshotHandler() = default;
+
+std::uint32_t GLScreenshotHandler::WriteScreenshot(const std::string& fileName, std::uint32_t width,
+                                                   std::uint32_t height, const std::uint8_t* pixels,
+                                                   std::uint32_t format, std::uint32_t type)
+{
+    const bool makeOpaque = ScreenshotsAreOpaque();
+    const bool isPng = m_imageFormat == FormatPNG;
+    if (!isPng && m_imageFormat != FormatBMP) {
+        UTIL_LOG(Core::Log::LevelError, "Screenshot failed: Unrecognized image file format %d",
+                 static_cast<int>(m_imageFormat));
+        LogNotCreated(fileName);
+        return StatusUnsupportedFormat;
+    }
+
+    const std::string path = fileName + (isPng ? ".png" : ".bmp");
+    const bool isEmpty = width == 0 || height == 0;
+    if (GetPitch(format, type) == 0 || (!pixels && !isEmpty)) {
+        LogNotCreated(path);
+        return StatusFailure;
+    }
+
+    std::uint32_t status =
+        isPng ? CreatePNGFile(path, width, height, true) : CreateBMPFile(path, width, height);
+    if (status != StatusSuccess) {
+        LogNotCreated(path);
+        return status;
+    }
+
+    // GL and BMP store the bottom row first, PNG the top row.
+    status = WriteAsBGRA(pixels, width, height, format, type, isPng, makeOpaque);
+    const bool isClosed = CloseFile() == StatusSuccess;
+    if (status == StatusSuccess && (!isClosed || (isPng && s_pngFailed))) {
+        status = StatusFailure;
+    }
+    if (status != StatusSuccess) {
+        UTIL_LOG(Core::Log::LevelError, "Screenshot failed: Error writing image file %s", path.c_str());
+    }
+    return status;
+}
+
+std::uint32_t GLScreenshotHandler::WriteAsBGRA(const std::uint8_t* pixels, std::uint32_t width,
+                                               std::uint32_t height, std::uint32_t format, std::uint32_t type,
+                                               bool flipVertical, bool makeOpaque)
+{
+    if (width == 0 || height == 0) {
+        return StatusSuccess;
+    }
+    const std::size_t pitch = GetPitch(format, type);
+    const PixelBuffer block = AllocatePixels(BlockPixels, 1, OutputPitch);
+    if (pitch == 0 || !pixels || !block) {
+        return StatusFailure;
+    }
+
+    std::uint32_t used = 0; // pixels in the block
+    const auto flush = [&] {
+        const std::uint32_t status = WriteImageData(block.get(), std::size_t{used} * OutputPitch);
+        used = 0;
+        return status;
+    };
+
+    const std::size_t rowBytes = width * pitch;
+    for (std::uint32_t row = 0; row < height; ++row) {
+        const std::uint8_t* source = pixels + (flipVertical ? height - 1 - row : row) * rowBytes;
+        for (std::uint32_t left = width; left > 0;) {
+            const std::uint32_t count = std::min(left, BlockPixels - used);
+            ConvertToBGRA(source, count, type, makeOpaque, block.get() + std::size_t{used} * OutputPitch);
+            source += count * pitch;
+            left -= count;
+            used += count;
+            if (used == BlockPixels) {
+                if (const std::uint32_t status = flush(); status != StatusSuccess) {
+                    return status;
+                }
+            }
+        }
+    }
+    return flush();
+}
+
+} // namespace Util

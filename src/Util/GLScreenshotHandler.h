@@ -1,0 +1,135 @@
+#pragma once
+
+#include "Util/Export.h"
+#include "Util/ScreenshotWriter.h"
+
+#include <cstdint>
+#include <string>
+
+namespace Util {
+
+/// Takes screenshots of the framebuffer that is bound for drawing and writes them as BMP or PNG files.
+///
+/// Every capture runs on the thread on which the OpenGL ES context is current, reaches GL and EGL through the
+/// host's dispatch tables alone, and needs OpenGL ES 3.0; framebuffer objects need 3.1. GL state is as before
+/// when a call returns, except where an operation says so, and no GL object remains. A capture whose entry
+/// points are not all there returns 1 and makes no GL call.
+///
+/// Pixels between the operations are laid out as `glReadPixels` returns them: bottom row first, rows of width
+/// x `GetPitch(format, type)` bytes without padding.
+///
+/// Known limits: write masks and blending set for single draw buffers (OpenGL ES 3.2) come back as those of
+/// draw buffer 0; an occlusion query that is active counts the quad of a depth or stencil capture; the window
+/// surface is read through the surface current for drawing, which must also be the one current for reading;
+/// in a context without error reporting (`GL_KHR_no_error`) a copy that the driver refuses cannot be noticed.
+class UTIL_EXPORT GLScreenshotHandler : public ScreenshotWriter
+{
+public:
+    /// @param imageFormat  kind of every file of this handler: `FormatBMP` or `FormatPNG`; with any other,
+    ///                     every screenshot fails with 8
+    explicit GLScreenshotHandler(ImageFormat imageFormat);
+    ~GLScreenshotHandler() override;
+
+    /// Captures what is bound for drawing: the window surface, or the attachments of a framebuffer object.
+    ///
+    /// Files, each with ".bmp" or ".png" behind it: of the window surface `fileName`, `fileName`_depth and
+    /// `fileName`_stencil; of a framebuffer object `fileName`_color0, _color1 and so on up to the first point
+    /// without an attachment, then _depth and _stencil.
+    ///
+    /// @param fileName    path without extension
+    /// @param bufferMask  `GL_COLOR_BUFFER_BIT`, `GL_DEPTH_BUFFER_BIT`, `GL_STENCIL_BUFFER_BIT`; others are
+    ///                    ignored
+    /// @return status of the last capture made, each taking the place of the one before: the walk over colour
+    ///         attachments ends with 1 at the first empty point even when all before it succeeded. 1 when
+    ///         nothing was asked for. Files already written stay.
+    std::uint32_t TakeScreenshot(const std::string& fileName, std::uint32_t bufferMask);
+
+    /// Captures one buffer of the window surface, read as 8-bit RGBA whatever its configuration.
+    ///
+    /// @param fileName  path without extension; "_depth" or "_stencil" is added for these two
+    /// @param buffer    `GL_BACK`, `GL_DEPTH` or `GL_STENCIL`
+    /// @return 0; 1 when there is no surface or it has neither depth nor stencil; the status of `WriteScreenshot`.
+    ///         The one that is missing beside the other gives a black picture and a warning: look at
+    ///         `GL_DEPTH_BITS` and `GL_STENCIL_BITS` before asking.
+    std::uint32_t TakeScreenshotBackBuffer(const std::string& fileName, std::uint32_t buffer);
+
+    /// Captures one attachment of the framebuffer object bound for drawing, which must be bound for reading
+    /// too.
+    ///
+    /// Renderbuffers and textures of every target: 2D, cube map, 3D, 2D array and their multisample forms, at
+    /// any level, face and layer.
+    ///
+    /// @param fileName    path without extension; "_color" and the number, "_depth" or "_stencil" is added
+    /// @param attachment  `GL_COLOR_ATTACHMENT0` + i, `GL_DEPTH_ATTACHMENT` or `GL_STENCIL_ATTACHMENT`
+    /// @return 0; 1 when nothing is attached, the object is gone, or its format cannot be shown (integer
+    ///         colours); the status of `WriteScreenshot`
+    /// @note GL errors that were pending are consumed where the attachment is a texture.
+    std::uint32_t TakeScreenshotFBO(const std::string& fileName, std::uint32_t attachment);
+
+    /// Reads a colour buffer of the framebuffer bound for reading and writes it.
+    ///
+    /// @param readBuffer      `GL_BACK` or `GL_COLOR_ATTACHMENT0` + i
+    /// @param internalFormat  of the buffer; chooses the transfer format, see `GetReadPixelFormatType`
+    /// @return 0; 1 when a size is below 1, the format cannot be shown or there is no memory; the status of
+    ///         `WriteScreenshot`. A read that the driver refuses gives a black picture.
+    std::uint32_t WriteColorBuffer(const std::string& fileName, std::int32_t readBuffer, std::int32_t width,
+                                   std::int32_t height, std::int32_t internalFormat);
+
+    /// Reads depth or stencil of the framebuffer bound for drawing and writes it as grey.
+    ///
+    /// @param depthSize    depth bits of the buffer
+    /// @param stencilSize  stencil bits of the buffer
+    /// @return 0; 1 when a size is below 1, no depth/stencil format has these bits, or there is no memory;
+    ///         the status of `WriteScreenshot`
+    std::uint32_t WriteDepthStencilBuffer(const std::string& fileName, std::int32_t width,
+                                          std::int32_t height, std::uint32_t depthSize,
+                                          std::uint32_t stencilSize, bool isStencil);
+
+    /// Turns depth or stencil of the framebuffer bound for drawing into grey pixels.
+    ///
+    /// Depth 0 to 1 becomes 0 to 255, a stencil value becomes itself; alpha is 255. The source is scaled to
+    /// the output with nearest filtering. Where the driver refuses to copy the buffer, or the shader does not
+    /// build, the pixels are opaque black and a warning is logged.
+    ///
+    /// @param srcWidth, srcHeight  size of the source, from its origin
+    /// @param dstWidth, dstHeight  size of the output
+    /// @param pixels               room for dstWidth x dstHeight x 4 bytes; receives `GL_RGBA` /
+    ///                             `GL_UNSIGNED_BYTE`
+    /// @param internalFormat, format, type  `glTexImage2D` triple of a texture that can take the buffer, as
+    ///                             `GetDepthStencilFormatType` gives it
+    /// @param stencil              false: depth; true: stencil, which needs OpenGL ES 3.1
+    /// @return 0, also when an entry point is missing and nothing was done; 6 when `pixels` is null
+    /// @note GL errors that were pending are consumed.
+    std::int32_t GetDepthStencilBuffer(std::uint32_t srcWidth, std::uint32_t srcHeight,
+                                       std::uint32_t dstWidth, std::uint32_t dstHeight, std::uint8_t* pixels,
+                                       std::uint32_t internalFormat, std::uint32_t format, std::uint32_t type,
+                                       bool stencil);
+
+    /// Writes a block of pixels as an image file. Makes no GL call.
+    ///
+    /// @param fileName  path; ".bmp" or ".png" is appended always
+    /// @param pixels    bottom row first; may be null where the image has no pixels
+    /// @param format    `GL_RGBA`
+    /// @param type      `GL_UNSIGNED_BYTE`, `GL_UNSIGNED_INT`, `GL_INT` or `GL_FLOAT`
+    /// @return 0; 8 for a handler of another image kind; 1 when layout or block are refused, the file cannot
+    ///         be created or was not written whole. Each is logged; after 8 and a refusal there is no file,
+    ///         otherwise what was written of it stays.
+    std::uint32_t WriteScreenshot(const std::string& fileName, std::uint32_t width, std::uint32_t height,
+                                  const std::uint8_t* pixels, std::uint32_t format, std::uint32_t type);
+
+    /// Converts pixels to B, G, R, A bytes and appends them to the open file.
+    ///
+    /// @param flipVertical  top row first instead of bottom row first
+    /// @param makeOpaque    every alpha becomes 255
+    /// @return 0; 1 for a layout that cannot be converted or without memory; the status of `WriteImageData`
+    std::uint32_t WriteAsBGRA(const std::uint8_t* pixels, std::uint32_t width, std::uint32_t height,
+                              std::uint32_t format, std::uint32_t type, bool flipVertical, bool makeOpaque);
+
+    /// @param pixel  bytes B, G, R, A from the lowest
+    static constexpr std::uint32_t MakeOpaque(std::uint32_t pixel) { return pixel | 0xFF000000U; }
+
+private:
+    const ImageFormat m_imageFormat;
+};
+
+} // namespace Util

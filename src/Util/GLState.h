@@ -1,0 +1,95 @@
+#pragma once
+
+#include "Util/GLDispatch.h"
+
+#include <array>
+#include <cstddef>
+#include <span>
+
+namespace Util {
+
+/// @return the integer that GL reports for `name`; `preset` where the query fails
+GLint GetInteger(GLenum name, GLint preset = 0);
+
+/// Turns capabilities off and, at the end of its scope, those that were on back on.
+template <std::size_t Count>
+class DisabledCapabilities
+{
+public:
+    /// @param capabilities  e.g. `GL_SCISSOR_TEST`; one that the context does not know raises
+    ///                      `GL_INVALID_ENUM`
+    explicit DisabledCapabilities(const std::array<GLenum, Count>& capabilities)
+        : m_capabilities(capabilities)
+    {
+        for (std::size_t i = 0; i < Count; ++i) {
+            m_wasEnabled[i] = GL::IsEnabled(m_capabilities[i]) == GL_TRUE;
+            if (m_wasEnabled[i]) {
+                GL::Disable(m_capabilities[i]);
+            }
+        }
+    }
+    DisabledCapabilities(const DisabledCapabilities&) = delete;
+    DisabledCapabilities& operator=(const DisabledCapabilities&) = delete;
+    ~DisabledCapabilities()
+    {
+        for (std::size_t i = 0; i < Count; ++i) {
+            if (m_wasEnabled[i]) {
+                GL::Enable(m_capabilities[i]);
+            }
+        }
+    }
+
+private:
+    std::array<GLenum, Count> m_capabilities;
+    std::array<bool, Count> m_wasEnabled{};
+};
+
+/// Keeps errors that are raised on purpose from the application's debug callback, which may well abort on
+/// one.
+///
+/// A context without debug output answers the query with `GL_INVALID_ENUM`.
+class QuietDebugOutput : DisabledCapabilities<1>
+{
+public:
+    QuietDebugOutput() : DisabledCapabilities<1>({GL_DEBUG_OUTPUT}) {}
+};
+
+/// Makes `glReadPixels` write tightly packed rows to client memory, and puts the application's pack state
+/// back at the end of its scope.
+class PackedRead
+{
+public:
+    PackedRead();
+    PackedRead(const PackedRead&) = delete;
+    PackedRead& operator=(const PackedRead&) = delete;
+    ~PackedRead();
+
+private:
+    GLint m_packBuffer;
+    GLint m_alignment;
+    GLint m_rowLength;
+    GLint m_skipPixels;
+    GLint m_skipRows;
+};
+
+/// Selects a read buffer of the framebuffer now bound for reading; at the end of its scope, while the same
+/// one is bound, the one selected before.
+class SelectedReadBuffer
+{
+public:
+    explicit SelectedReadBuffer(GLenum buffer);
+    SelectedReadBuffer(const SelectedReadBuffer&) = delete;
+    SelectedReadBuffer& operator=(const SelectedReadBuffer&) = delete;
+    ~SelectedReadBuffer();
+
+private:
+    GLint m_saved;
+};
+
+/// @return the colour buffer that a framebuffer is read from unless somebody chose another
+constexpr GLenum DefaultReadBuffer(GLint framebuffer)
+{
+    return framebuffer == 0 ? GL_BACK : GL_COLOR_ATTACHMENT0;
+}
+
+} // namespace Util
