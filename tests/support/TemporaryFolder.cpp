@@ -8,9 +8,9 @@
 
 namespace TestSupport {
 
-TemporaryFolder::TemporaryFolder()
+TemporaryFolder::TemporaryFolder(const std::filesystem::path& parent)
 {
-    std::string pattern = (std::filesystem::temp_directory_path() / "util-test-XXXXXX").string();
+    std::string pattern = (parent / "util-test-XXXXXX").string();
     if (!mkdtemp(pattern.data())) {
         throw std::system_error(errno, std::generic_category(), "mkdtemp");
     }
