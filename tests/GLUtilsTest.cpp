@@ -146,8 +146,8 @@ TEST(GLUtils, TransferFormatOfAnInternalFormat)
     };
     for (const Case& row : cases) {
         EXPECT_EQ(Util::GetFormatFromInternalFormat(row.internalFormat), row.format)
-            << Hex(row.internalFormat);
-        EXPECT_EQ(Util::GetTypeFromInternalFormat(row.internalFormat), row.type) << Hex(row.internalFormat);
+            << Hex{row.internalFormat};
+        EXPECT_EQ(Util::GetTypeFromInternalFormat(row.internalFormat), row.type) << Hex{row.internalFormat};
     }
     EXPECT_EQ(SizedFormats().size(), 99U);
 }
@@ -161,8 +161,8 @@ TEST(GLUtils, TheDriverTakesEveryTransferFormat)
             continue;
         }
         const Texture texture(internalFormat);
-        EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR}) << Hex(internalFormat);
-        EXPECT_EQ(Texture::Ask(GL_TEXTURE_INTERNAL_FORMAT), internalFormat) << Hex(internalFormat);
+        EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR}) << Hex{internalFormat};
+        EXPECT_EQ(Texture::Ask(GL_TEXTURE_INTERNAL_FORMAT), internalFormat) << Hex{internalFormat};
         ++taken;
     }
     EXPECT_EQ(taken, 54);
@@ -189,7 +189,7 @@ TEST(GLUtils, TheDriverReadsWithTheFormatsForReading)
         Util::GetReadPixelFormatType(internalFormat, &format, &type);
         std::array<GLuint, 4> pixel{};
         glReadPixels(0, 0, 1, 1, format, type, pixel.data());
-        EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR}) << Hex(internalFormat);
+        EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR}) << Hex{internalFormat};
         ++read;
     }
     // The formats of OpenGL ES 3.2 that must be renderable, table 8.10, without the depth and stencil ones.
@@ -217,7 +217,7 @@ TEST(GLUtils, TransferFormatForReading)
         std::pair<unsigned int, unsigned int> pair;
         Util::GetReadPixelFormatType(value, &pair.first, nullptr);
         Util::GetReadPixelFormatType(value, nullptr, &pair.second);
-        ASSERT_EQ(pair, wanted) << Hex(value);
+        ASSERT_EQ(pair, wanted) << Hex{value};
     }
 }
 
@@ -234,7 +234,7 @@ TEST(GLUtils, PixelSizes)
                                        GL_FLOAT, GL_HALF_FLOAT, GL_UNSIGNED_INT_2_10_10_10_REV}) {
             const auto size = sizes.find({format, type});
             EXPECT_EQ(Util::GetPitch(format, type), size == sizes.end() ? 0U : size->second)
-                << Hex(format) << " " << Hex(type);
+                << Hex{format} << " " << Hex{type};
         }
     }
 }
@@ -346,7 +346,7 @@ TEST(GLUtils, InternalFormatFromTheDriversComponents)
                       Texture::Ask(GL_TEXTURE_RED_TYPE), Texture::Ask(GL_TEXTURE_GREEN_TYPE),
                       Texture::Ask(GL_TEXTURE_BLUE_TYPE), Texture::Ask(GL_TEXTURE_ALPHA_TYPE)),
                   lookAlike == lookAlikes.end() ? internalFormat : lookAlike->second)
-            << Hex(internalFormat);
+            << Hex{internalFormat};
     }
 }
 
@@ -387,7 +387,7 @@ TEST(GLUtils, InternalFormatFromTransferFormat)
                                                           Util::GetTypeFromInternalFormat(internalFormat));
         const auto other = others.find(internalFormat);
         if (back != 0) {
-            EXPECT_EQ(back, other == others.end() ? internalFormat : other->second) << Hex(internalFormat);
+            EXPECT_EQ(back, other == others.end() ? internalFormat : other->second) << Hex{internalFormat};
             ++agreed;
         }
     }
@@ -409,11 +409,11 @@ TEST(GLUtils, BoundBuffers)
     std::array<GLuint, std::size(targets)> buffers{};
     glGenBuffers(static_cast<GLsizei>(buffers.size()), buffers.data());
     for (std::size_t i = 0; i < buffers.size(); ++i) {
-        EXPECT_EQ(Util::GetBindBuffer(targets[i].second), 0U) << Hex(targets[i].second);
+        EXPECT_EQ(Util::GetBindBuffer(targets[i].second), 0U) << Hex{targets[i].second};
         glBindBuffer(targets[i].first, buffers[i]);
     }
     for (std::size_t i = 0; i < buffers.size(); ++i) {
-        EXPECT_EQ(Util::GetBindBuffer(targets[i].second), buffers[i]) << Hex(targets[i].second);
+        EXPECT_EQ(Util::GetBindBuffer(targets[i].second), buffers[i]) << Hex{targets[i].second};
     }
     EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR});
     glDeleteBuffers(static_cast<GLsizei>(buffers.size()), buffers.data());
