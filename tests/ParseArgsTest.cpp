@@ -1,0 +1,174 @@
+#include "Util/ParseArgs.h"
+
+#include "support/FailingNew.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Util::ParseArgs;
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::Pair;
+
+using Words = std::vector<std::string>;
+using Values = std::map<std::string, std::string>;
+
+CmdLineArgs Declared()
+{
+    CmdLineArgs args;
+    args.m_flagOptions = {"-v", "-both", "--"};
+    args.m_valueOptions = {"-o", "-p", "-both"};
+    return args;
+}
+
+TEST(ParseArgs, Lines)
+{
+    const struct
+    {
+        std::string line;
+        Words arguments;
+        Words flags;
+        Values values;
+    } cases[] = {
+        {"", {}, {}, {}},
+        {" \t\r\n\v\f", {}, {}, {}},
+        {"-v in.dat -o out.dat", {"in.dat"}, {"-v"}, {{"-o", "out.dat"}}},
+        {"\t-v\n-v ", {}, {"-v", "-v"}, {}},
+        {"--", {}, {"--"}, {}},
+
+        // The value of an option.
+        {"-o=out.dat", {}, {}, {{"-o", "out.dat"}}},
+        {"-o= out.dat", {}, {}, {{"-o", "out.dat"}}},
+        {"-o", {}, {}, {{"-o", ""}}},
+        {"-o=", {}, {}, {}},
+        {"-o a -o b", {}, {}, {{"-o", "b"}}},
+        {"-o a -o", {}, {}, {{"-o", ""}}},
+        {"-o a -o=", {}, {}, {{"-o", "a"}}},
+        {"-o -v x y", {"y"}, {"-v"}, {{"-o", "x"}}},
+        {"-o= -v x", {}, {"-v"}, {{"-o", "x"}}},
+        {"-o -p x y", {"y"}, {}, {{"-o", ""}, {"-p", "x"}}},
+        {"-o= -p x", {}, {}, {{"-p", "x"}}},
+        {"-both x", {"x"}, {"-both"}, {}},
+        {"-both=x", {}, {}, {{"-both", "x"}}},
+
+        // Equals signs.
+        {"name=value", {"value"}, {}, {}},
+        {"-o name=value", {}, {}, {{"-o", "value"}}},
+        {"-o=a=b", {}, {}, {{"-o", "b"}}},
+        {"name=-v", {}, {"-v"}, {}},
+        {"name=", {}, {}, {}},
+        {"=x", {"=x"}, {}, {}},
+        {"-o==x", {}, {}, {{"-o", "=x"}}},
+        {"==x", {"x"}, {}, {}},
+        {"=", {"="}, {}, {}},
+        {"a = b", {"a", "=", "b"}, {}, {}},
+
+        // Quotes.
+        {"-o \"a b\"", {}, {}, {{"-o", "a b"}}},
+        {"-o=\"a b\"", {}, {}, {{"-o", "a b"}}},
+        {"-o=\"-v=1\"", {}, {}, {{"-o", "-v=1"}}},
+        {R"("-v" "-x")", {"-v", "-x"}, {}, {}},
+        {R"("" -o "")", {""}, {}, {{"-o", ""}}},
+        {"a\"b c", {"a\"b", "c"}, {}, {}},
+        {"\"a\"b", {"a", "b"}, {}, {}},
+        {"\"a\"-v", {"a"}, {"-v"}, {}},
+        {R"("a""b")", {"a", "b"}, {}, {}},
+        {"\"a\"=b", {"a", "=b"}, {}, {}},
+        {"\"a b", {"a b"}, {}, {}},
+        {"-o \"a b", {}, {}, {{"-o", "a b"}}},
+        {"\"-v", {}, {"-v"}, {}},
+        {"\"-o", {}, {}, {{"-o", ""}}},
+        {"\"", {""}, {}, {}},
+        {"x \"", {"x", ""}, {}, {}},
+
+        // Bytes beyond ASCII, and NUL.
+        {"\xE9\xFF \x85"s + "a\0b"s, {"\xE9\xFF", "\x85"s + "a\0b"s}, {}, {}},
+    };
+    for (const auto& row : cases) {
+        CmdLineArgs args = Declared();
+        EXPECT_TRUE(ParseCmdLine(row.line, &args)) << row.line;
+        EXPECT_EQ(args.m_arguments, row.arguments) << row.line;
+        EXPECT_EQ(args.m_flags, row.flags) << row.line;
+        EXPECT_EQ(args.m_values, row.values) << row.line;
+        EXPECT_EQ(args.m_error, "") << row.line;
+    }
+}
+
+TEST(ParseArgs, UnknownOptionEndsTheParse)
+{
+    const struct
+    {
+        const char* line;
+        const char* error;
+        Words flags;
+        Values values;
+    } cases[] = {
+        {"-x -v", "-x", {}, {}},    {"-v -V", "-V", {"-v"}, {}}, {"-o -5", "-5", {}, {{"-o", ""}}},
+        {"-v=1", "-v", {"-v"}, {}}, {"-x=1", "-x", {}, {}},      {"-o=-5", "-5", {}, {}},
+        {"-", "-", {}, {}},         {"\"-x y", "-x y", {}, {}},  {"-o\"a b\"", "-o\"a", {}, {}},
+    };
+    for (const auto& row : cases) {
+        CmdLineArgs args = Declared();
+        args.m_error = "older";
+        EXPECT_FALSE(ParseCmdLine("word "s + row.line, &args)) << row.line;
+        EXPECT_EQ(args.m_error, row.error) << row.line;
+        EXPECT_EQ(args.m_flags, row.flags) << row.line;
+        EXPECT_EQ(args.m_values, row.values) << row.line;
+        EXPECT_THAT(args.m_arguments, ElementsAre("word")) << row.line;
+    }
+}
+
+TEST(ParseArgs, AddsToWhatIsThere)
+{
+    CmdLineArgs args = Declared();
+    ASSERT_TRUE(ParseCmdLine("-v a -o x -p=", &args));
+    ASSERT_TRUE(ParseCmdLine("b -v -p y", &args));
+    EXPECT_THAT(args.m_arguments, ElementsAre("a", "b")) << "no option waits for its value across two lines";
+    EXPECT_THAT(args.m_flags, ElementsAre("-v", "-v"));
+    EXPECT_THAT(args.m_values, ElementsAre(Pair("-o", "x"), Pair("-p", "y")));
+    EXPECT_EQ(args.m_flagOptions, Declared().m_flagOptions);
+    EXPECT_EQ(args.m_valueOptions, Declared().m_valueOptions);
+    EXPECT_FALSE(ParseCmdLine("", nullptr));
+}
+
+TEST(ParseArgs, LineMayBeOneOfTheResults)
+{
+    const std::string line =
+        R"(-v "a long value that needs memory of its own" -o "another such value, and longer" c d)";
+    CmdLineArgs args = Declared();
+    args.m_arguments = {line};
+    args.m_values["-o"] = line;
+    args.m_arguments.shrink_to_fit();
+    EXPECT_TRUE(ParseCmdLine(args.m_arguments[0], &args));
+    args.m_values["-o"] = line;
+    EXPECT_TRUE(ParseCmdLine(args.m_values["-o"], &args));
+    const std::string value = "a long value that needs memory of its own";
+    EXPECT_THAT(args.m_arguments, ElementsAre(line, value, "c", "d", value, "c", "d"));
+    EXPECT_THAT(args.m_values, ElementsAre(Pair("-o", "another such value, and longer")));
+}
+
+TEST(ParseArgs, NothingIsThrownWithoutMemory)
+{
+    if (!TestSupport::CanFailNew) {
+        GTEST_SKIP() << "a sanitizer owns operator new";
+    }
+    const std::string line =
+        R"(-v -o "a long value that needs memory of its own" -p=x "a long argument of the same kind")";
+    bool hasFailed = true;
+    for (std::size_t index = 0; hasFailed; ++index) {
+        CmdLineArgs args = Declared();
+        args.m_error = "older";
+        bool done = false;
+        {
+            const TestSupport::FailingNew failing(index);
+            done = ParseCmdLine(line, &args);
+            hasFailed = failing.HasFailed();
+        }
+        EXPECT_EQ(done, !hasFailed) << "allocation " << index;
+        EXPECT_EQ(args.m_error, "older");
+    }
+}
+
+} // namespace
