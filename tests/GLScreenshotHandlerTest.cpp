@@ -99,7 +99,7 @@ TEST_F(EncodingTest, RowsKeepTheirPlaceAtEverySize)
         std::vector<std::uint32_t> pixels(std::size_t{width} * height);
         std::uint32_t seed = 1;
         std::generate(pixels.begin(), pixels.end(), [&seed] { return seed = seed * 1664525 + 1013904223; });
-        const auto at = [&](int x, int y) {
+        const auto at = [&, width = width, height = height](int x, int y) {
             const std::size_t row = height - 1 - static_cast<std::size_t>(y);
             TestSupport::Pixel pixel;
             std::memcpy(pixel.data(), &pixels[row * width + static_cast<std::size_t>(x)], 4);

@@ -1,12 +1,11 @@
 #include "Util/LogUtils.h"
 
-#include "support/FailingNew.h"
+#include "support/FailingAllocation.h"
 #include "support/RecordingLog.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
 
 namespace {
 
@@ -194,9 +193,6 @@ TEST_F(LogUtilsTest, WriterOfAFileThatCannotBeOpened)
 
 TEST_F(LogUtilsTest, NothingIsThrownWithoutMemory)
 {
-    if (!TestSupport::CanFailNew) {
-        GTEST_SKIP() << "a sanitizer owns operator new";
-    }
     const TestSupport::TemporaryFolder folder;
     const std::string baseName = folder.File("trace");
     bool hasFailed = true;

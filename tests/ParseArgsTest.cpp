@@ -1,6 +1,6 @@
 #include "Util/ParseArgs.h"
 
-#include "support/FailingNew.h"
+#include "support/FailingAllocation.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -151,9 +151,6 @@ TEST(ParseArgs, LineMayBeOneOfTheResults)
 
 TEST(ParseArgs, NothingIsThrownWithoutMemory)
 {
-    if (!TestSupport::CanFailNew) {
-        GTEST_SKIP() << "a sanitizer owns operator new";
-    }
     const std::string line =
         R"(-v -o "a long value that needs memory of its own" -p=x "a long argument of the same kind")";
     bool hasFailed = true;

@@ -1,6 +1,6 @@
 #include "Util/Path.h"
 
-#include "support/FailingNew.h"
+#include "support/FailingAllocation.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -406,9 +406,6 @@ TEST(Path, DeleteFolderIsNotLedOutsideByAFolderThatIsMoved)
 
 TEST(Path, NothingIsThrownWithoutMemory)
 {
-    if (!TestSupport::CanFailNew) {
-        GTEST_SKIP() << "a sanitizer owns operator new";
-    }
     const CurrentFolder current;
     const std::string longName = "a name longer than what a string holds in itself";
     const std::string directories = longName + "/" + longName;

@@ -13,9 +13,27 @@ constexpr std::size_t Never = std::numeric_limits<std::size_t>::max();
 thread_local std::size_t s_firstToFail = Never;
 thread_local std::size_t s_count = 0;
 
+thread_local std::size_t s_newToFail = Never;
+thread_local std::size_t s_newCount = 0;
+
 bool MustFail()
 {
     return s_firstToFail != Never && s_count++ >= s_firstToFail;
+}
+
+void* Allocate(std::size_t size) noexcept
+{
+    return std::malloc(size > 0 ? size : 1);
+}
+
+void* AllocateOrThrow(std::size_t size)
+{
+    const bool mustFail = s_newToFail != Never && s_newCount++ == s_newToFail;
+    void* const memory = mustFail ? nullptr : Allocate(size);
+    if (!memory) {
+        throw std::bad_alloc();
+    }
+    return memory;
 }
 
 void UseOwnAllocator(z_stream* stream)
@@ -49,14 +67,47 @@ extern "C" int inflateInit_(z_stream* stream, const char* version, int streamSiz
     return Real(&inflateInit_, "inflateInit_")(stream, version, streamSize);
 }
 
-// Through the throwing form, so that a sanitizer's own operator stays in use.
+// All of them, since a sanitizer checks that memory goes back the way it came, and since its own throwing forms end the
+// process where they find no memory.
+
+void* operator new(std::size_t size)
+{
+    return AllocateOrThrow(size);
+}
+
+void* operator new[](std::size_t size)
+{
+    return AllocateOrThrow(size);
+}
+
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
+{
+    return MustFail() ? nullptr : Allocate(size);
+}
+
 void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
-    try {
-        return MustFail() ? nullptr : ::operator new[](size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    return MustFail() ? nullptr : Allocate(size);
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete[](void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete[](void* memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
 }
 
 namespace TestSupport {
@@ -75,6 +126,22 @@ FailingAllocation::~FailingAllocation()
 bool FailingAllocation::HasFailed() const
 {
     return s_count > s_firstToFail;
+}
+
+FailingNew::FailingNew(std::size_t index)
+{
+    s_newToFail = index;
+    s_newCount = 0;
+}
+
+FailingNew::~FailingNew()
+{
+    s_newToFail = Never;
+}
+
+bool FailingNew::HasFailed() const
+{
+    return s_newCount > s_newToFail;
 }
 
 } // namespace TestSupport
