@@ -1,9 +1,7 @@
-#include "Util/GLScreenshotHandler.h"
+#include "support/CaptureFixture.h"
 #include "support/GLContext.h"
 #include "support/GLState.h"
-#include "support/Quadrants.h"
-#include "support/RecordingLog.h"
-#include "support/TemporaryFolder.h"
+#include "support/Scene.h"
 #include "support/TestDispatch.h"
 
 #include <GLES3/gl32.h>
@@ -11,128 +9,19 @@
 #include <gtest/gtest.h>
 #include <GLES2/gl2ext.h>
 
-#include <filesystem>
 #include <fstream>
-#include <functional>
-#include <set>
+#include <limits>
 
 namespace {
 
-using TestSupport::ColorOfQuadrants;
-using TestSupport::CompareQuadrants;
-using TestSupport::DepthOfQuadrants;
-using TestSupport::GLContext;
-using TestSupport::GLState;
-using TestSupport::LoadImage;
-using TestSupport::Pixel;
-using TestSupport::StencilOfQuadrants;
+using namespace TestSupport;
 using Util::GLScreenshotHandler;
 using Util::ScreenshotWriter;
 
-constexpr int Width = 64;
-constexpr int Height = 48;
-constexpr GLbitfield AllBuffers = GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT;
+constexpr int Width = SourceWidth;
+constexpr int Height = SourceHeight;
 
-constexpr Pixel Black{0, 0, 0, 255};
-constexpr std::array<Pixel, 4> AllBlack{Black, Black, Black, Black};
-
-/// One image that can be attached: defines storage in which level, face or layer `Width` x `Height` is
-/// attached.
-struct Source
-{
-    std::string name;
-    std::function<void(GLenum point)> attach;
-};
-
-GLuint NewTexture(GLenum target)
-{
-    GLuint texture = 0;
-    glGenTextures(1, &texture);
-    glBindTexture(target, texture);
-    return texture;
-}
-
-Source Texture2D(GLenum format, int level)
-{
-    return {"2D texture, level " + std::to_string(level), [=](GLenum point) {
-                const GLuint texture = NewTexture(GL_TEXTURE_2D);
-                glTexStorage2D(GL_TEXTURE_2D, level + 1, format, Width << level, Height << level);
-                glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_2D, texture, level);
-            }};
-}
-
-Source CubeFace(GLenum format)
-{
-    return {"cube face", [=](GLenum point) {
-                const GLuint texture = NewTexture(GL_TEXTURE_CUBE_MAP);
-                glTexStorage2D(GL_TEXTURE_CUBE_MAP, 1, format, Width, Width);
-                glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_CUBE_MAP_NEGATIVE_Y, texture, 0);
-            }};
-}
-
-Source Layer(const char* name, GLenum target, GLenum format, int layer)
-{
-    return {std::string(name) + ", layer " + std::to_string(layer), [=](GLenum point) {
-                const GLuint texture = NewTexture(target);
-                glTexStorage3D(target, 1, format, Width, Height, 4);
-                glFramebufferTextureLayer(GL_FRAMEBUFFER, point, texture, 0, layer);
-            }};
-}
-
-Source Renderbuffer(GLenum format)
-{
-    return {"renderbuffer", [=](GLenum point) {
-                GLuint renderbuffer = 0;
-                glGenRenderbuffers(1, &renderbuffer);
-                glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
-                glRenderbufferStorage(GL_RENDERBUFFER, format, Width, Height);
-                glFramebufferRenderbuffer(GL_FRAMEBUFFER, point, GL_RENDERBUFFER, renderbuffer);
-            }};
-}
-
-void NewFramebuffer()
-{
-    GLuint framebuffer = 0;
-    glGenFramebuffers(1, &framebuffer);
-    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-}
-
-class CaptureTest : public testing::Test
-{
-protected:
-    CaptureTest() { TestSupport::ClearLog(); }
-
-    std::uint32_t Take(GLbitfield buffers, ScreenshotWriter::ImageFormat format = ScreenshotWriter::FormatPNG)
-    {
-        return GLScreenshotHandler(format).TakeScreenshot(m_folder.File("shot"), buffers);
-    }
-
-    [[nodiscard]] std::set<std::string> Files() const
-    {
-        std::set<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_folder.Path())) {
-            names.insert(entry.path().filename());
-        }
-        return names;
-    }
-
-    void RemoveFiles() const
-    {
-        for (const std::string& name : Files()) {
-            std::filesystem::remove(m_folder.Path() / name);
-        }
-    }
-
-    [[nodiscard]] std::string Compare(const char* file, const std::array<Pixel, 4>& expected,
-                                      int height = Height, int tolerance = 0) const
-    {
-        return CompareQuadrants(LoadImage(m_folder.File(file)), Width, height, expected, tolerance);
-    }
-
-    TestSupport::TemporaryFolder m_folder;
-};
-
-using FileNames = std::set<std::string>;
+using CaptureTest = CaptureFixture;
 
 TEST_F(CaptureTest, WindowSurface)
 {
@@ -151,7 +40,7 @@ TEST_F(CaptureTest, WindowSurface)
         {"all", AllBuffers, 0, {"shot.png", "shot_depth.png", "shot_stencil.png"}},
     };
     const GLContext context({.width = Width, .height = Height});
-    TestSupport::DrawQuadrants(Width, Height);
+    DrawQuadrants(Width, Height);
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         RemoveFiles();
@@ -160,10 +49,10 @@ TEST_F(CaptureTest, WindowSurface)
         EXPECT_EQ(GLState::Now().ChangesSince(before), "");
         EXPECT_EQ(Files(), row.files);
     }
-    EXPECT_EQ(Compare("shot.png", ColorOfQuadrants()), "");
-    EXPECT_EQ(Compare("shot_depth.png", DepthOfQuadrants()), "");
-    EXPECT_EQ(Compare("shot_stencil.png", StencilOfQuadrants()), "");
-    EXPECT_THAT(TestSupport::LogTexts(), testing::IsEmpty());
+    EXPECT_EQ(Compare("shot.png", Width, Height, ColorOfQuadrants()), "");
+    EXPECT_EQ(Compare("shot_depth.png", Width, Height, DepthOfQuadrants()), "");
+    EXPECT_EQ(Compare("shot_stencil.png", Width, Height, StencilOfQuadrants()), "");
+    EXPECT_THAT(LogTexts(), testing::IsEmpty());
 }
 
 TEST_F(CaptureTest, WindowSurfacesOfOtherConfigurations)
@@ -191,21 +80,23 @@ TEST_F(CaptureTest, WindowSurfacesOfOtherConfigurations)
                                  .depthBits = row.depth,
                                  .stencilBits = row.stencil,
                                  .samples = row.samples});
-        TestSupport::DrawQuadrants(Width, Height);
+        DrawQuadrants(Width, Height);
         const GLState before = GLState::Now();
         Take(AllBuffers);
         EXPECT_EQ(GLState::Now().ChangesSince(before), "");
         EXPECT_EQ(Files(), row.files);
-        EXPECT_EQ(Compare("shot.png", ColorOfQuadrants()), "");
+        EXPECT_EQ(Compare("shot.png", Width, Height, ColorOfQuadrants()), "");
         if (row.files.contains("shot_depth.png")) {
-            EXPECT_EQ(Compare("shot_depth.png", DepthOfQuadrants()), "");
+            EXPECT_EQ(Compare("shot_depth.png", Width, Height, DepthOfQuadrants()), "");
         }
         if (row.files.contains("shot_stencil.png")) {
             // Depth bits alone still choose a format for the copy, which then has no stencil to show.
-            EXPECT_EQ(Compare("shot_stencil.png", row.stencil != 0 ? StencilOfQuadrants() : AllBlack), "");
+            EXPECT_EQ(Compare("shot_stencil.png", Width, Height,
+                              row.stencil != 0 ? StencilOfQuadrants() : AllBlack),
+                      "");
         }
     }
-    EXPECT_EQ(TestSupport::LogTexts().size(), 3U) << "a warning for each black picture";
+    EXPECT_EQ(LogTexts().size(), 3U) << "a warning for each black picture";
 }
 
 TEST_F(CaptureTest, ColourAttachments)
@@ -215,29 +106,26 @@ TEST_F(CaptureTest, ColourAttachments)
         const char* name;
         GLenum format;
         std::array<bool, 4> components;
-        int tolerance;
     };
     const std::vector<Row> rows{
-        {"RGBA8", GL_RGBA8, {true, true, true, true}, 0},
-        {"RGB8", GL_RGB8, {true, true, true, false}, 0},
-        {"RGB565", GL_RGB565, {true, true, true, false}, 0},
-        {"RGBA4", GL_RGBA4, {true, true, true, true}, 0},
-        {"RGB10_A2", GL_RGB10_A2, {true, true, true, true}, 0},
-        {"SRGB8_ALPHA8", GL_SRGB8_ALPHA8, {true, true, true, true}, 0},
-        {"R8", GL_R8, {true, false, false, false}, 0},
-        {"RG16F", GL_RG16F, {true, true, false, false}, 0},
-        {"RGBA16F", GL_RGBA16F, {true, true, true, true}, 0},
-        {"RGBA32F", GL_RGBA32F, {true, true, true, true}, 0},
-        {"R11F_G11F_B10F", GL_R11F_G11F_B10F, {true, true, true, false}, 0},
+        {"RGBA8", GL_RGBA8, {true, true, true, true}},
+        {"RGB8", GL_RGB8, {true, true, true, false}},
+        {"RGB565", GL_RGB565, {true, true, true, false}},
+        {"RGBA4", GL_RGBA4, {true, true, true, true}},
+        {"RGB10_A2", GL_RGB10_A2, {true, true, true, true}},
+        {"SRGB8_ALPHA8", GL_SRGB8_ALPHA8, {true, true, true, true}},
+        {"R8", GL_R8, {true, false, false, false}},
+        {"RG16F", GL_RG16F, {true, true, false, false}},
+        {"RGBA16F", GL_RGBA16F, {true, true, true, true}},
+        {"RGBA32F", GL_RGBA32F, {true, true, true, true}},
+        {"R11F_G11F_B10F", GL_R11F_G11F_B10F, {true, true, true, false}},
     };
     const GLContext context({.width = 8, .height = 8});
     for (const Row& row : rows) {
         for (const Source& source :
-             {Texture2D(row.format, 1), CubeFace(row.format),
-              Layer("3D texture", GL_TEXTURE_3D, row.format, 0),
-              Layer("3D texture", GL_TEXTURE_3D, row.format, 2),
-              Layer("2D array", GL_TEXTURE_2D_ARRAY, row.format, 0),
-              Layer("2D array", GL_TEXTURE_2D_ARRAY, row.format, 3), Renderbuffer(row.format)}) {
+             {Texture2D(row.format, 1), CubeFace(row.format), Layer(GL_TEXTURE_3D, row.format, 0),
+              Layer(GL_TEXTURE_3D, row.format, 2), Layer(GL_TEXTURE_2D_ARRAY, row.format, 0),
+              Layer(GL_TEXTURE_2D_ARRAY, row.format, 3), Renderbuffer(row.format)}) {
             SCOPED_TRACE(std::string(row.name) + ", " + source.name);
             RemoveFiles();
             NewFramebuffer();
@@ -245,8 +133,7 @@ TEST_F(CaptureTest, ColourAttachments)
             if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
                 continue; // not every float format is renderable in every target
             }
-            const int height = source.name == "cube face" ? Width : Height;
-            TestSupport::DrawQuadrants(Width, height);
+            DrawQuadrants(source.width, source.height);
 
             std::array<Pixel, 4> expected = ColorOfQuadrants();
             for (Pixel& pixel : expected) {
@@ -258,7 +145,7 @@ TEST_F(CaptureTest, ColourAttachments)
             EXPECT_EQ(Take(GL_COLOR_BUFFER_BIT), 1U) << "the walk ends at the first empty point";
             EXPECT_EQ(GLState::Now().ChangesSince(before), "");
             EXPECT_EQ(Files(), FileNames{"shot_color0.png"});
-            EXPECT_EQ(Compare("shot_color0.png", expected, height, row.tolerance), "");
+            EXPECT_EQ(Compare("shot_color0.png", source.width, source.height, expected), "");
         }
     }
 }
@@ -283,9 +170,8 @@ TEST_F(CaptureTest, DepthAndStencilAttachments)
     };
     const GLContext context({.width = 8, .height = 8});
     for (const Row& row : rows) {
-        for (const Source& source :
-             {Texture2D(row.format, 1), Layer("2D array", GL_TEXTURE_2D_ARRAY, row.format, 3),
-              Renderbuffer(row.format)}) {
+        for (const Source& source : {Texture2D(row.format, 1), Layer(GL_TEXTURE_2D_ARRAY, row.format, 3),
+                                     Renderbuffer(row.format)}) {
             SCOPED_TRACE(std::string(row.name) + ", " + source.name);
             RemoveFiles();
             NewFramebuffer();
@@ -296,22 +182,22 @@ TEST_F(CaptureTest, DepthAndStencilAttachments)
                 glGetError();
                 continue;
             }
-            TestSupport::DrawQuadrants(Width, Height);
+            DrawQuadrants(Width, Height);
             const GLState before = GLState::Now();
             EXPECT_EQ(Take(GL_DEPTH_BUFFER_BIT), row.depth ? 0U : 1U);
             EXPECT_EQ(Take(GL_STENCIL_BUFFER_BIT), row.stencil ? 0U : 1U);
             EXPECT_EQ(Take(GL_COLOR_BUFFER_BIT), 1U);
             EXPECT_EQ(GLState::Now().ChangesSince(before), "");
             if (row.depth) {
-                EXPECT_EQ(Compare("shot_depth.png", DepthOfQuadrants()), "");
+                EXPECT_EQ(Compare("shot_depth.png", Width, Height, DepthOfQuadrants()), "");
             }
             if (row.stencil) {
-                EXPECT_EQ(Compare("shot_stencil.png", StencilOfQuadrants()), "");
+                EXPECT_EQ(Compare("shot_stencil.png", Width, Height, StencilOfQuadrants()), "");
             }
             EXPECT_EQ(Files().size(), (row.depth ? 1U : 0U) + (row.stencil ? 1U : 0U));
         }
     }
-    EXPECT_THAT(TestSupport::LogTexts(), testing::IsEmpty());
+    EXPECT_THAT(LogTexts(), testing::IsEmpty());
 }
 
 TEST_F(CaptureTest, TheWalkOverColourAttachments)
@@ -366,7 +252,7 @@ TEST_F(CaptureTest, AttachmentsOfDifferentSizesAndDeletedNames)
     glBindRenderbuffer(GL_RENDERBUFFER, small);
     glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, 16, 8);
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, small);
-    TestSupport::DrawQuadrants(16, 8);
+    DrawQuadrants(16, 8);
     EXPECT_EQ(Take(AllBuffers), 0U);
     EXPECT_EQ(LoadImage(m_folder.File("shot_color0.png")).width, Width);
     EXPECT_EQ(CompareQuadrants(LoadImage(m_folder.File("shot_depth.png")), 16, 8, DepthOfQuadrants()), "");
@@ -399,97 +285,13 @@ TEST_F(CaptureTest, ReadsWhatIsBoundForDrawing)
     glClearColor(0.2F, 0.4F, 0.6F, 0.8F);
     glClear(GL_COLOR_BUFFER_BIT);
     glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
-    TestSupport::DrawQuadrants(Width, Height);
+    DrawQuadrants(Width, Height);
     const GLState before = GLState::Now();
     EXPECT_EQ(Take(AllBuffers), 0U);
     EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-    EXPECT_EQ(Compare("shot.png", ColorOfQuadrants()), "");
-    EXPECT_EQ(Compare("shot_depth.png", DepthOfQuadrants()), "");
-    EXPECT_EQ(Compare("shot_stencil.png", StencilOfQuadrants()), "");
-}
-
-/// Turns everything against a capture that an application could have left behind.
-void MakeStateHostile()
-{
-    constexpr auto VertexShader = R"(#version 300 es
-out float captured;
-void main() { captured = 1.0; gl_Position = vec4(0.0); gl_PointSize = 1.0; }
-)";
-    constexpr auto FragmentShader = R"(#version 300 es
-precision mediump float;
-out vec4 color;
-void main() { color = vec4(1.0); }
-)";
-    const GLuint program = glCreateProgram();
-    for (const auto& [type, text] :
-         {std::pair{GL_VERTEX_SHADER, VertexShader}, std::pair{GL_FRAGMENT_SHADER, FragmentShader}}) {
-        const GLuint shader = glCreateShader(static_cast<GLenum>(type));
-        glShaderSource(shader, 1, &text, nullptr);
-        glCompileShader(shader);
-        glAttachShader(program, shader);
-    }
-    constexpr auto Varying = "captured";
-    glTransformFeedbackVaryings(program, 1, &Varying, GL_INTERLEAVED_ATTRIBS);
-    glLinkProgram(program);
-    glUseProgram(program);
-
-    std::array<GLuint, 4> buffers{};
-    glGenBuffers(4, buffers.data());
-    glBindBufferBase(GL_TRANSFORM_FEEDBACK_BUFFER, 0, buffers[0]);
-    glBufferData(GL_TRANSFORM_FEEDBACK_BUFFER, 1024, nullptr, GL_STREAM_READ);
-    glBeginTransformFeedback(GL_POINTS);
-    glBindBuffer(GL_PIXEL_PACK_BUFFER, buffers[1]);
-    glBufferData(GL_PIXEL_PACK_BUFFER, 64, nullptr, GL_STREAM_READ);
-    glBindBuffer(GL_PIXEL_UNPACK_BUFFER, buffers[2]);
-    glBufferData(GL_PIXEL_UNPACK_BUFFER, 64, nullptr, GL_STREAM_DRAW);
-    glBindBuffer(GL_ARRAY_BUFFER, buffers[3]);
-
-    // Vertex array 0, with what glVertexAttribPointer could not bring back.
-    glBufferData(GL_ARRAY_BUFFER, 64, nullptr, GL_STATIC_DRAW);
-    glVertexAttribIPointer(0, 3, GL_SHORT, 16, reinterpret_cast<const void*>(8));
-    glVertexAttribDivisor(0, 5);
-    glEnableVertexAttribArray(1);
-    GLuint vertexArray = 0;
-    glGenVertexArrays(1, &vertexArray);
-    glBindVertexArray(vertexArray);
-    glEnableVertexAttribArray(2);
-
-    glPixelStorei(GL_PACK_ALIGNMENT, 8);
-    glPixelStorei(GL_PACK_ROW_LENGTH, 1000);
-    glPixelStorei(GL_PACK_SKIP_ROWS, 3);
-    glPixelStorei(GL_PACK_SKIP_PIXELS, 5);
-    glPixelStorei(GL_UNPACK_ROW_LENGTH, 7);
-
-    GLuint sampler = 0;
-    glGenSamplers(1, &sampler);
-    glSamplerParameteri(sampler, GL_TEXTURE_COMPARE_MODE, GL_COMPARE_REF_TO_TEXTURE);
-    glSamplerParameteri(sampler, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
-    glBindSampler(0, sampler);
-    glActiveTexture(GL_TEXTURE3);
-    NewTexture(GL_TEXTURE_2D);
-
-    glEnable(GL_SCISSOR_TEST);
-    glScissor(1, 1, 2, 2);
-    glViewport(3, 4, 5, 6);
-    glEnable(GL_DEPTH_TEST);
-    glDepthFunc(GL_NEVER);
-    glEnable(GL_STENCIL_TEST);
-    glStencilFunc(GL_NEVER, 1, 0xFF);
-    glStencilMaskSeparate(GL_FRONT, 0x0F);
-    glStencilMaskSeparate(GL_BACK, 0xA0);
-    glEnable(GL_CULL_FACE);
-    glCullFace(GL_FRONT_AND_BACK);
-    glEnable(GL_BLEND);
-    glBlendFunc(GL_ZERO, GL_ZERO);
-    glEnable(GL_RASTERIZER_DISCARD);
-    glEnable(GL_SAMPLE_COVERAGE);
-    glSampleCoverage(0.0F, GL_FALSE);
-    glEnable(GL_SAMPLE_MASK);
-    glSampleMaski(0, 0);
-    glEnable(GL_SAMPLE_ALPHA_TO_COVERAGE);
-    glColorMask(GL_FALSE, GL_TRUE, GL_FALSE, GL_TRUE);
-    glDepthMask(GL_FALSE);
-    glReadBuffer(GL_NONE);
+    EXPECT_EQ(Compare("shot.png", Width, Height, ColorOfQuadrants()), "");
+    EXPECT_EQ(Compare("shot_depth.png", Width, Height, DepthOfQuadrants()), "");
+    EXPECT_EQ(Compare("shot_stencil.png", Width, Height, StencilOfQuadrants()), "");
 }
 
 void AbortOnError(GLenum /*source*/, GLenum type, GLuint /*id*/, GLenum /*severity*/, GLsizei /*length*/,
@@ -507,11 +309,10 @@ TEST_F(CaptureTest, NothingInTheApplicationsStateBendsThePictureOrIsLost)
         const GLContext context({.width = Width, .height = Height, .debug = true});
         if (!isWindow) {
             NewFramebuffer();
-            Layer("2D array", GL_TEXTURE_2D_ARRAY, GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
-            Layer("2D array", GL_TEXTURE_2D_ARRAY, GL_DEPTH24_STENCIL8, 1)
-                .attach(GL_DEPTH_STENCIL_ATTACHMENT);
+            Layer(GL_TEXTURE_2D_ARRAY, GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
+            Layer(GL_TEXTURE_2D_ARRAY, GL_DEPTH24_STENCIL8, 1).attach(GL_DEPTH_STENCIL_ATTACHMENT);
         }
-        TestSupport::DrawQuadrants(Width, Height);
+        DrawQuadrants(Width, Height);
         MakeStateHostile();
         glEnable(GL_DEBUG_OUTPUT);
         glEnable(GL_DEBUG_OUTPUT_SYNCHRONOUS);
@@ -520,19 +321,19 @@ TEST_F(CaptureTest, NothingInTheApplicationsStateBendsThePictureOrIsLost)
         const GLState before = GLState::Now();
         EXPECT_EQ(Take(AllBuffers), 0U);
         EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-        EXPECT_EQ(Compare(isWindow ? "shot.png" : "shot_color0.png", ColorOfQuadrants()), "");
-        EXPECT_EQ(Compare("shot_depth.png", DepthOfQuadrants()), "");
-        EXPECT_EQ(Compare("shot_stencil.png", StencilOfQuadrants()), "");
+        EXPECT_EQ(Compare(isWindow ? "shot.png" : "shot_color0.png", Width, Height, ColorOfQuadrants()), "");
+        EXPECT_EQ(Compare("shot_depth.png", Width, Height, DepthOfQuadrants()), "");
+        EXPECT_EQ(Compare("shot_stencil.png", Width, Height, StencilOfQuadrants()), "");
         glEndTransformFeedback();
         EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
-        EXPECT_THAT(TestSupport::LogTexts(), testing::IsEmpty());
+        EXPECT_THAT(LogTexts(), testing::IsEmpty());
     }
 }
 
 TEST_F(CaptureTest, AProgramDeletedWhileInUseStaysInUse)
 {
     const GLContext context({.width = Width, .height = Height});
-    TestSupport::DrawQuadrants(Width, Height);
+    DrawQuadrants(Width, Height);
     MakeStateHostile();
     glEndTransformFeedback();
     GLint program = 0;
@@ -541,8 +342,8 @@ TEST_F(CaptureTest, AProgramDeletedWhileInUseStaysInUse)
     const GLState before = GLState::Now();
     EXPECT_EQ(Take(GL_DEPTH_BUFFER_BIT), 0U);
     EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-    EXPECT_EQ(Compare("shot_depth.png", AllBlack), "");
-    EXPECT_EQ(TestSupport::LogTexts().size(), 1U);
+    EXPECT_EQ(Compare("shot_depth.png", Width, Height, AllBlack), "");
+    EXPECT_EQ(LogTexts().size(), 1U);
 }
 
 TEST_F(CaptureTest, EveryEntryPointMayBeMissing)
@@ -554,10 +355,10 @@ TEST_F(CaptureTest, EveryEntryPointMayBeMissing)
             Texture2D(GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
             Texture2D(GL_DEPTH24_STENCIL8, 0).attach(GL_DEPTH_STENCIL_ATTACHMENT);
         }
-        TestSupport::DrawQuadrants(Width, Height);
+        DrawQuadrants(Width, Height);
         const GLState before = GLState::Now();
         int refusals = 0;
-        for (const auto& entry : TestSupport::DispatchEntries()) {
+        for (const auto& entry : DispatchEntries()) {
             for (const auto& [buffer, file, expected] :
                  {std::tuple{GL_COLOR_BUFFER_BIT, isWindow ? "shot.png" : "shot_color0.png",
                              ColorOfQuadrants()},
@@ -565,15 +366,15 @@ TEST_F(CaptureTest, EveryEntryPointMayBeMissing)
                   std::tuple{GL_STENCIL_BUFFER_BIT, "shot_stencil.png", StencilOfQuadrants()}}) {
                 SCOPED_TRACE(entry.name + " " + file);
                 RemoveFiles();
-                const TestSupport::CallRecorder calls;
-                const TestSupport::WithheldEntry withheld(entry.name);
+                const CallRecorder calls;
+                const WithheldEntry withheld(entry.name);
                 Take(static_cast<GLbitfield>(buffer));
                 if (Files().empty()) {
                     ++refusals;
                     EXPECT_EQ(calls.CountGL(),
                               calls.Count("glGetIntegerv") + calls.Count("glBindFramebuffer"));
                 } else {
-                    EXPECT_EQ(Compare(file, expected), "");
+                    EXPECT_EQ(Compare(file, Width, Height, expected), "");
                 }
             }
         }
@@ -586,7 +387,7 @@ TEST_F(CaptureTest, AContextWithoutTheNeededVersionOrNoneIsRefused)
 {
     {
         const GLContext context({.width = Width, .height = Height});
-        const TestSupport::OfferedVersion es20(20);
+        const OfferedVersion es20(20);
         EXPECT_EQ(Take(GL_COLOR_BUFFER_BIT), 1U);
     }
     EXPECT_EQ(Take(AllBuffers), 1U);

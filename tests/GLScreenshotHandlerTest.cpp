@@ -1,6 +1,7 @@
 #include "Util/GLScreenshotHandler.h"
 
 #include "Playback/PlaybackEnvironment.h"
+#include "support/FailingAllocation.h"
 #include "support/Image.h"
 #include "support/RecordingLog.h"
 #include "support/TemporaryFolder.h"
@@ -208,6 +209,25 @@ TEST_F(EncodingTest, AFileCutShortIsNoSuccess)
         0U);
     EXPECT_EQ(TestSupport::LoadImage(m_folder.File("shot.png.png")).At(0, 0),
               (TestSupport::Pixel{1, 2, 3, 4}));
+}
+
+TEST_F(EncodingTest, AnAllocationThatFailsIsAStatus)
+{
+    const std::string name = m_folder.File("a-name-too-long-to-be-stored-without-an-allocation");
+    const Bytes pixel{1, 2, 3, 4};
+    std::size_t failures = 0;
+    for (bool hasFailed = true; hasFailed && failures < 100; failures += hasFailed) {
+        GLScreenshotHandler handler(ScreenshotWriter::FormatPNG);
+        std::uint32_t status = 77;
+        {
+            const TestSupport::FailingNew failing(failures);
+            status = handler.WriteScreenshot(name, 1, 1, pixel.data(), GL_RGBA, GL_UNSIGNED_BYTE);
+            hasFailed = failing.HasFailed();
+        }
+        EXPECT_EQ(status, hasFailed ? 1U : 0U) << failures;
+        EXPECT_EQ(handler.CloseFile(), 9U);
+    }
+    EXPECT_GE(failures, 1U) << "the path";
 }
 
 } // namespace

@@ -36,6 +36,9 @@ struct Attachment
     GLint stencilSize = 0;
     GLint internalFormat = 0;
     GLint samples = 0;
+
+    /// What the library reads as one image: of a layered texture with several views, which layer.
+    [[nodiscard]] GLint ViewLayer() const { return layer > 0 ? layer : baseViewIndex; }
 };
 
 /// A value that a caller wants to know: its query for a texture level, its query for a renderbuffer, its

@@ -7,6 +7,7 @@
 #include "Util/PixelConversion.h"
 
 #include <algorithm>
+#include <new>
 
 namespace Util {
 
@@ -39,7 +40,7 @@ GLScreenshotHandler::~GLScreenshotHandler() = default;
 std::uint32_t GLScreenshotHandler::WriteScreenshot(const std::string& fileName, std::uint32_t width,
                                                    std::uint32_t height, const std::uint8_t* pixels,
                                                    std::uint32_t format, std::uint32_t type)
-{
+try {
     const bool makeOpaque = ScreenshotsAreOpaque();
     const bool isPng = m_imageFormat == FormatPNG;
     if (!isPng && m_imageFormat != FormatBMP) {
@@ -73,6 +74,8 @@ std::uint32_t GLScreenshotHandler::WriteScreenshot(const std::string& fileName, 
         UTIL_LOG(Core::Log::LevelError, "Screenshot failed: Error writing image file %s", path.c_str());
     }
     return status;
+} catch (const std::bad_alloc&) {
+    return StatusFailure; // no memory for a name
 }
 
 std::uint32_t GLScreenshotHandler::WriteAsBGRA(const std::uint8_t* pixels, std::uint32_t width,

@@ -48,9 +48,9 @@ public:
     ///
     /// @param fileName  path without extension; "_depth" or "_stencil" is added for these two
     /// @param buffer    `GL_BACK`, `GL_DEPTH` or `GL_STENCIL`
-    /// @return 0; 1 when there is no surface or it has neither depth nor stencil; the status of `WriteScreenshot`.
-    ///         The one that is missing beside the other gives a black picture and a warning: look at
-    ///         `GL_DEPTH_BITS` and `GL_STENCIL_BITS` before asking.
+    /// @return 0; 1 when there is no surface or it has neither depth nor stencil; the status of
+    ///         `WriteScreenshot`. The one that is missing beside the other gives a black picture and a
+    ///         warning: look at `GL_DEPTH_BITS` and `GL_STENCIL_BITS` before asking.
     std::uint32_t TakeScreenshotBackBuffer(const std::string& fileName, std::uint32_t buffer);
 
     /// Captures one attachment of the framebuffer object bound for drawing, which must be bound for reading
@@ -105,6 +105,37 @@ public:
                                        std::uint32_t internalFormat, std::uint32_t format, std::uint32_t type,
                                        bool stencil);
 
+    /// Captures the colour of the window surface, or of colour attachment 0 of the framebuffer object bound
+    /// for drawing, scaled down (or up) to fit a box.
+    ///
+    /// The driver scales, with one linear blit, after resolving a multisampled source; of a
+    /// `GL_OVR_multiview` attachment the view at its layer, or else its base view, is shown. Only pixels of
+    /// the thumbnail's size are read back. Where the driver refuses to scale, the picture has the full size
+    /// of the source.
+    ///
+    /// @param fileName   path without extension
+    /// @param maxWidth   width of the box in pixels; 0 for the source's own
+    /// @param maxHeight  height of the box; 0 for the source's own. The picture keeps the source's
+    ///                   proportions; the side that these give is truncated, not rounded.
+    /// @return 0; 1 for a negative side, a size that no memory holds or a source that cannot be read (integer
+    ///         colours); 3 when the source has width or height 0 or there is none; the status of
+    ///         `WriteScreenshot`
+    /// @note Pack row length and skips are 0 afterwards. GL errors that were pending are consumed.
+    std::uint32_t TakeScreenshotThumbnail(const std::string& fileName, std::int32_t maxWidth,
+                                          std::int32_t maxHeight);
+
+    /// As `TakeScreenshotThumbnail`, of the depth buffer as grey, scaled with nearest filtering.
+    ///
+    /// @return 0; 1 for a side that is negative, comes out as 0 or exceeds `GL_MAX_TEXTURE_SIZE`, or no
+    ///         memory; 4 when there are no depth bits; 3 for a source of size 0; the status of
+    ///         `WriteScreenshot`
+    std::uint32_t TakeScreenshotThumbnailDepth(const std::string& fileName, std::int32_t maxWidth,
+                                               std::int32_t maxHeight);
+
+    /// As `TakeScreenshotThumbnailDepth`, of the stencil buffer.
+    std::uint32_t TakeScreenshotThumbnailStencil(const std::string& fileName, std::int32_t maxWidth,
+                                                 std::int32_t maxHeight);
+
     /// Writes a block of pixels as an image file. Makes no GL call.
     ///
     /// @param fileName  path; ".bmp" or ".png" is appended always
@@ -129,6 +160,12 @@ public:
     static constexpr std::uint32_t MakeOpaque(std::uint32_t pixel) { return pixel | 0xFF000000U; }
 
 private:
+    std::uint32_t WriteMultisampledColorBuffer(const std::string& fileName, std::uint32_t readBuffer,
+                                               std::int32_t width, std::int32_t height,
+                                               std::int32_t internalFormat);
+    std::uint32_t TakeScreenshotThumbnailDepthStencil(const std::string& fileName, std::int32_t maxWidth,
+                                                      std::int32_t maxHeight, bool isStencil);
+
     const ImageFormat m_imageFormat;
 };
 

@@ -1,4 +1,5 @@
 #include "Util/GLAttachment.h"
+#include "Util/GLCopy.h"
 #include "Util/GLDepthStencil.h"
 #include "Util/GLDispatch.h"
 #include "Util/GLScreenshotHandler.h"
@@ -8,6 +9,7 @@
 #include "Util/String.h"
 
 #include <array>
+#include <new>
 
 namespace Util {
 
@@ -81,7 +83,7 @@ std::uint32_t GLScreenshotHandler::TakeScreenshot(const std::string& fileName, s
 }
 
 std::uint32_t GLScreenshotHandler::TakeScreenshotBackBuffer(const std::string& fileName, std::uint32_t buffer)
-{
+try {
     const bool isColor = buffer == GL_BACK;
     if (!CanQuerySurface() || !(isColor ? CanReadColor() : CanReadDepthStencil())) {
         return StatusFailure;
@@ -97,10 +99,12 @@ std::uint32_t GLScreenshotHandler::TakeScreenshotBackBuffer(const std::string& f
     const auto stencilBits = static_cast<std::uint32_t>(GetInteger(GL_STENCIL_BITS));
     return WriteDepthStencilBuffer(fileName + (isStencil ? "_stencil" : "_depth"), width, height, depthBits,
                                    stencilBits, isStencil);
+} catch (const std::bad_alloc&) {
+    return StatusFailure; // no memory for a name
 }
 
 std::uint32_t GLScreenshotHandler::TakeScreenshotFBO(const std::string& fileName, std::uint32_t attachment)
-{
+try {
     const bool isColor = !IsDepthOrStencil(attachment);
     if (!CanDescribeAttachments() || !(isColor ? CanReadColor() : CanReadDepthStencil())) {
         return StatusFailure;
@@ -111,13 +115,20 @@ std::uint32_t GLScreenshotHandler::TakeScreenshotFBO(const std::string& fileName
     }
     if (isColor) {
         const std::string number = String::FromInt(static_cast<int>(attachment - GL_COLOR_ATTACHMENT0), 10);
-        return WriteColorBuffer(fileName + "_color" + number, static_cast<std::int32_t>(attachment),
-                                source.width, source.height, source.internalFormat);
+        const std::string name = fileName + "_color" + number;
+        if (GetInteger(GL_SAMPLE_BUFFERS) > 0) {
+            return WriteMultisampledColorBuffer(name, attachment, source.width, source.height,
+                                                source.internalFormat);
+        }
+        return WriteColorBuffer(name, static_cast<std::int32_t>(attachment), source.width, source.height,
+                                source.internalFormat);
     }
     const bool isStencil = attachment == GL_STENCIL_ATTACHMENT;
     return WriteDepthStencilBuffer(fileName + (isStencil ? "_stencil" : "_depth"), source.width,
                                    source.height, static_cast<std::uint32_t>(source.depthSize),
                                    static_cast<std::uint32_t>(source.stencilSize), isStencil);
+} catch (const std::bad_alloc&) {
+    return StatusFailure; // no memory for a name
 }
 
 std::uint32_t GLScreenshotHandler::WriteColorBuffer(const std::string& fileName, std::int32_t readBuffer,
@@ -146,6 +157,28 @@ std::uint32_t GLScreenshotHandler::WriteColorBuffer(const std::string& fileName,
         GL::ReadPixels(0, 0, width, height, format, type, pixels.get());
     }
     return WriteScreenshot(fileName, columns, rows, pixels.get(), format, type);
+}
+
+/// `glReadPixels` refuses a multisampled framebuffer object: its samples are resolved first.
+std::uint32_t GLScreenshotHandler::WriteMultisampledColorBuffer(const std::string& fileName,
+                                                                std::uint32_t readBuffer, std::int32_t width,
+                                                                std::int32_t height,
+                                                                std::int32_t internalFormat)
+{
+    if (!CanCopyColor() || width < 1 || height < 1) {
+        return StatusFailure;
+    }
+    const QuietDebugOutput quiet;
+    ColorTarget resolved;
+    const SavedBindings saved;
+    const Size size{width, height};
+    const ImageLayout layout = LayoutOf(static_cast<GLenum>(internalFormat), GL_UNSIGNED_BYTE);
+    if (resolved.CopyFrom(saved.DrawFramebuffer(), readBuffer, size, layout, size, GL_NEAREST) !=
+        GL_NO_ERROR) {
+        return StatusFailure;
+    }
+    GL::BindFramebuffer(GL_READ_FRAMEBUFFER, resolved.Framebuffer());
+    return WriteColorBuffer(fileName, GL_COLOR_ATTACHMENT0, width, height, internalFormat);
 }
 
 std::uint32_t GLScreenshotHandler::WriteDepthStencilBuffer(const std::string& fileName, std::int32_t width,

@@ -1,3 +1,4 @@
+#include "Util/GLCopy.h"
 #include "Util/GLDepthStencil.h"
 #include "Util/GLDispatch.h"
 #include "Util/GLScreenshotHandler.h"
@@ -11,19 +12,6 @@
 namespace Util {
 
 namespace {
-
-struct Size
-{
-    GLsizei width;
-    GLsizei height;
-};
-
-struct ImageFormatTriple
-{
-    GLenum internalFormat;
-    GLenum format;
-    GLenum type;
-};
 
 /// Everything that may bend the quad, or the copy, on its way.
 constexpr std::array<GLenum, 10> BendingCapabilities{
@@ -218,26 +206,14 @@ struct TemporaryObjects
     }
 };
 
-/// Binds a texture of one level with nearest filtering and gives it its storage.
-void DefineTexture(GLuint texture, const ImageFormatTriple& image, Size size)
-{
-    GL::BindTexture(GL_TEXTURE_2D, texture);
-    GL::TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    GL::TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    GL::TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-    GL::TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    GL::TexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(image.internalFormat), size.width, size.height, 0,
-                   image.format, image.type, nullptr);
-}
-
 /// Copies depth or stencil of the source into the copy texture, attached to the framebuffer object.
 ///
 /// @return `GL_NO_ERROR`, or what the driver raised
-GLenum CopySource(const TemporaryObjects& objects, GLint source, const ImageFormatTriple& image, Size size,
+GLenum CopySource(const TemporaryObjects& objects, GLint source, const ImageLayout& layout, Size size,
                   bool stencil)
 {
     GL::GetError(); // whatever was pending says nothing about the copy
-    DefineTexture(objects.copyTexture, image, size);
+    DefineTexture(objects.copyTexture, layout, size);
     GL::TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_COMPARE_MODE, GL_NONE);
     if (stencil) {
         GL::TexParameteri(GL_TEXTURE_2D, GL_DEPTH_STENCIL_TEXTURE_MODE, GL_STENCIL_INDEX);
@@ -372,7 +348,7 @@ std::int32_t GLScreenshotHandler::GetDepthStencilBuffer(std::uint32_t srcWidth, 
     if (error != GL_NO_ERROR && !stencil) {
         // The formats of a depth copy must match, and 32 bits of depth may well be fixed-point: let the
         // driver choose.
-        constexpr ImageFormatTriple unsized{GL_DEPTH_COMPONENT, GL_DEPTH_COMPONENT, GL_UNSIGNED_INT};
+        constexpr ImageLayout unsized{GL_DEPTH_COMPONENT, GL_DEPTH_COMPONENT, GL_UNSIGNED_INT};
         error = CopySource(objects, state.Source(), unsized, sourceSize, stencil);
     }
 

@@ -2,8 +2,8 @@
 
 #include "Util/Export.h"
 
-/// Translation between OpenGL ES enumerants: which transfer format reads or fills which internal format, which
-/// internal format an attachment has, how large a pixel is, which query tells a buffer binding.
+/// Translation between OpenGL ES enumerants: which transfer format reads or fills which internal format,
+/// which internal format an attachment has, how large a pixel is, which query tells a buffer binding.
 ///
 /// Enumerants are the Khronos values; 0 (`GL_NONE`) means unknown, and is the answer for every value that a
 /// function does not know. All functions but `GetBindBuffer` are pure: any thread, no context, no GL call.
@@ -16,8 +16,8 @@ namespace Util {
 /// early for the target, the query leaves `GL_INVALID_ENUM` to be found by the next `glGetError`.
 ///
 /// @param target  a buffer binding target of OpenGL ES 3.2, e.g. `GL_PIXEL_PACK_BUFFER`
-/// @return 0 where nothing is bound and where the query fails; also, without any GL call, for any other target
-///         and where the host's dispatch table has no `glGetIntegerv`
+/// @return 0 where nothing is bound and where the query fails; also, without any GL call, for any other
+///         target and where the host's dispatch table has no `glGetIntegerv`
 /// @see OpenGL ES 3.2, table 6.1
 UTIL_EXPORT unsigned int GetBindBuffer(unsigned int target);
 
@@ -45,8 +45,8 @@ UTIL_EXPORT void GetReadPixelFormatType(unsigned int internalFormat, unsigned in
 
 /// A texture into which a depth, stencil or depth-stencil buffer can be copied by `glBlitFramebuffer`.
 ///
-/// 32 depth bits are taken as floating-point. A fixed-point buffer of 32 bits reports the same number, so that
-/// its copy may be refused.
+/// 32 depth bits are taken as floating-point. A fixed-point buffer of 32 bits reports the same number, so
+/// that its copy may be refused.
 ///
 /// @param depthBits       0, 16, 24 or 32
 /// @param stencilBits     0 or 8; 8 goes with 0, 24 and 32 depth bits only
@@ -67,8 +67,8 @@ UTIL_EXPORT bool IsUnsizedInternalFormat(unsigned int internalFormat);
 
 /// Base format of a colour buffer whose components have these sizes in bits; only zero or not matters.
 ///
-/// The components count up to the first that is missing: without green there is only red, without blue red and
-/// green, without alpha those three.
+/// The components count up to the first that is missing: without green there is only red, without blue red
+/// and green, without alpha those three.
 ///
 /// @return `GL_RED`, `GL_RG`, `GL_RGB` or `GL_RGBA`; 0 without red
 UTIL_EXPORT unsigned int GetFormatFromRGBAComponentSizes(unsigned int redSize, unsigned int greenSize,

@@ -1,0 +1,484 @@
+#include "support/CaptureFixture.h"
+#include "support/GLContext.h"
+#include "support/GLState.h"
+#include "support/Scene.h"
+#include "support/TestDispatch.h"
+
+#include <GLES3/gl32.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <GLES2/gl2ext.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+using namespace TestSupport;
+using Util::GLScreenshotHandler;
+using Util::ScreenshotWriter;
+
+enum class Kind
+{
+    Color,
+    Depth,
+    Stencil
+};
+
+constexpr std::array AllKinds{Kind::Color, Kind::Depth, Kind::Stencil};
+
+class ThumbnailTest : public CaptureFixture
+{
+protected:
+    std::uint32_t Thumbnail(Kind kind, int maxWidth, int maxHeight,
+                            ScreenshotWriter::ImageFormat format = ScreenshotWriter::FormatPNG)
+    {
+        GLScreenshotHandler handler(format);
+        const std::string name = m_folder.File("shot");
+        switch (kind) {
+        case Kind::Color:
+            return handler.TakeScreenshotThumbnail(name, maxWidth, maxHeight);
+        case Kind::Depth:
+            return handler.TakeScreenshotThumbnailDepth(name, maxWidth, maxHeight);
+        case Kind::Stencil:
+            return handler.TakeScreenshotThumbnailStencil(name, maxWidth, maxHeight);
+        }
+        return 77;
+    }
+
+    /// Takes a thumbnail of quadrants, half the size of the source, and looks at all of it.
+    void ExpectHalfSize(Kind kind, int width, int height, const std::array<Pixel, 4>& expected)
+    {
+        RemoveFiles();
+        const GLState before = GLState::Now();
+        EXPECT_EQ(Thumbnail(kind, width / 2, height / 2), 0U);
+        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        // Linear filtering mixes neighbours; nearest filtering does not.
+        EXPECT_EQ(Compare("shot.png", width / 2, height / 2, expected, 0, kind == Kind::Color ? 1 : 0), "");
+    }
+};
+
+TEST_F(ThumbnailTest, SizesFitTheBox)
+{
+    struct Case
+    {
+        int maxWidth;
+        int maxHeight;
+        int width;
+        int height;
+    };
+    const std::vector<Case> cases{
+        {256, 256, 256, 144}, {200, 100, 177, 100},  {100, 400, 100, 56}, {256, 0, 256, 144},
+        {0, 0, 1920, 1080},   {160, 90, 160, 90},    {0, 90, 160, 90},    {2560, 2560, 2560, 1440},
+        {2, 2, 2, 1},         {1920, 540, 960, 540},
+    };
+    const GLContext context({.width = 1920, .height = 1080});
+    for (const Case& row : cases) {
+        SCOPED_TRACE(std::to_string(row.maxWidth) + " x " + std::to_string(row.maxHeight));
+        for (const Kind kind : {Kind::Color, Kind::Depth}) {
+            EXPECT_EQ(Thumbnail(kind, row.maxWidth, row.maxHeight, ScreenshotWriter::FormatBMP), 0U);
+            const Image image = LoadImage(m_folder.File("shot.bmp"));
+            EXPECT_EQ(image.width, row.width);
+            EXPECT_EQ(image.height, row.height);
+        }
+    }
+}
+
+TEST_F(ThumbnailTest, BoxesThatGiveNoSize)
+{
+    constexpr int Huge = std::numeric_limits<int>::max();
+    const GLContext context({.width = 64, .height = 48});
+    DrawQuadrants(64, 48);
+    const GLState before = GLState::Now();
+    for (const Kind kind : AllKinds) {
+        for (const auto& [maxWidth, maxHeight] : {std::pair{-1, 8}, {8, -1}, {-Huge - 1, 0}}) {
+            const CallRecorder calls;
+            EXPECT_EQ(Thumbnail(kind, maxWidth, maxHeight), 1U);
+            EXPECT_EQ(calls.CountGL(), 0U);
+        }
+        // A side that truncates to 0, and sides beyond the driver's largest texture: no blit into either.
+        for (const auto& [maxWidth, maxHeight] : {std::pair{1, 1}, {Huge, Huge}, {20000, 20000}}) {
+            SCOPED_TRACE(std::to_string(maxWidth) + " x " + std::to_string(maxHeight));
+            RemoveFiles();
+            EXPECT_EQ(Thumbnail(kind, maxWidth, maxHeight), kind == Kind::Color ? 0U : 1U);
+            if (kind == Kind::Color) {
+                EXPECT_EQ(Compare("shot.png", 64, 48, ColorOfQuadrants()), "") << "the full size instead";
+            } else {
+                EXPECT_EQ(Files(), FileNames{});
+            }
+        }
+        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    }
+}
+
+TEST_F(ThumbnailTest, WindowSurfaces)
+{
+    struct Row
+    {
+        const char* name;
+        GLContext::Options options;
+        std::uint32_t depthStatus;
+        std::uint32_t stencilStatus;
+    };
+    const std::vector<Row> rows{
+        {"24/8", {.width = 64, .height = 48}, 0, 0},
+        {"24/8, 4 samples", {.width = 64, .height = 48, .samples = 4}, 0, 0},
+        {"no alpha, 4 samples", {.width = 64, .height = 48, .alphaBits = 0, .samples = 4}, 0, 0},
+        {"16/0", {.width = 64, .height = 48, .depthBits = 16, .stencilBits = 0}, 0, 4},
+        {"32/0, fixed-point", {.width = 64, .height = 48, .depthBits = 32, .stencilBits = 0}, 0, 4},
+        {"colour alone", {.width = 64, .height = 48, .depthBits = 0, .stencilBits = 0}, 4, 4},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const GLContext context(row.options);
+        DrawQuadrants(64, 48);
+        auto color = ColorOfQuadrants();
+        for (Pixel& pixel : color) {
+            pixel[3] = row.options.alphaBits == 0 ? 255 : pixel[3];
+        }
+        ExpectHalfSize(Kind::Color, 64, 48, color);
+        if (row.depthStatus == 0) {
+            ExpectHalfSize(Kind::Depth, 64, 48, DepthOfQuadrants());
+        } else {
+            EXPECT_EQ(Thumbnail(Kind::Depth, 32, 24), row.depthStatus);
+        }
+        if (row.stencilStatus == 0) {
+            ExpectHalfSize(Kind::Stencil, 64, 48, StencilOfQuadrants());
+        } else {
+            EXPECT_EQ(Thumbnail(Kind::Stencil, 32, 24), row.stencilStatus);
+        }
+    }
+    EXPECT_THAT(LogTexts(), testing::IsEmpty());
+}
+
+TEST_F(ThumbnailTest, AttachmentsOfEveryTarget)
+{
+    const GLContext context({.width = 8, .height = 8});
+    for (const auto& [format, isShownWithAlpha] :
+         {std::pair{GL_RGBA8, true}, {GL_SRGB8_ALPHA8, true}, {GL_RGBA16F, true}, {GL_RGB565, false}}) {
+        const auto color = static_cast<GLenum>(format);
+        for (const Source& source : {Texture2D(color, 2), CubeFace(color), Layer(GL_TEXTURE_3D, color, 0),
+                                     Layer(GL_TEXTURE_3D, color, 3), Layer(GL_TEXTURE_2D_ARRAY, color, 0),
+                                     Layer(GL_TEXTURE_2D_ARRAY, color, 2), MultisampleTexture(color, 4),
+                                     MultisampleLayer(color, 4, 0), MultisampleLayer(color, 4, 2),
+                                     Renderbuffer(color), Renderbuffer(color, 4)}) {
+            SCOPED_TRACE(source.name + ", format " + std::to_string(format));
+            NewFramebuffer();
+            source.attach(GL_COLOR_ATTACHMENT0);
+            ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
+            DrawQuadrants(source.width, source.height);
+            auto expected = ColorOfQuadrants();
+            for (Pixel& pixel : expected) {
+                pixel[3] = isShownWithAlpha ? pixel[3] : 255;
+            }
+            ExpectHalfSize(Kind::Color, source.width, source.height, expected);
+
+            // At full size a multisampled framebuffer object is resolved as well.
+            RemoveFiles();
+            const GLState before = GLState::Now();
+            Take(GL_COLOR_BUFFER_BIT);
+            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+            EXPECT_EQ(Compare("shot_color0.png", source.width, source.height, expected), "");
+        }
+    }
+    for (const auto format : std::initializer_list<GLenum>{GL_DEPTH24_STENCIL8, GL_DEPTH32F_STENCIL8}) {
+        for (const Source& source : {Texture2D(format, 2), Layer(GL_TEXTURE_2D_ARRAY, format, 0),
+                                     Layer(GL_TEXTURE_2D_ARRAY, format, 2), MultisampleTexture(format, 4),
+                                     Renderbuffer(format), Renderbuffer(format, 4)}) {
+            SCOPED_TRACE(source.name + ", format " + std::to_string(format));
+            NewFramebuffer();
+            source.attach(GL_DEPTH_STENCIL_ATTACHMENT);
+            ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
+            DrawQuadrants(source.width, source.height);
+            ExpectHalfSize(Kind::Depth, source.width, source.height, DepthOfQuadrants());
+            ExpectHalfSize(Kind::Stencil, source.width, source.height, StencilOfQuadrants());
+            EXPECT_EQ(Thumbnail(Kind::Color, 8, 8), 3U);
+
+            RemoveFiles();
+            Take(GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
+            EXPECT_EQ(Compare("shot_depth.png", source.width, source.height, DepthOfQuadrants()), "");
+            EXPECT_EQ(Compare("shot_stencil.png", source.width, source.height, StencilOfQuadrants()), "");
+        }
+    }
+    NewFramebuffer();
+    Renderbuffer(GL_STENCIL_INDEX8).attach(GL_STENCIL_ATTACHMENT);
+    DrawQuadrants(SourceWidth, SourceHeight);
+    ExpectHalfSize(Kind::Stencil, SourceWidth, SourceHeight, StencilOfQuadrants());
+    EXPECT_EQ(Thumbnail(Kind::Depth, 8, 8), 4U);
+    EXPECT_THAT(LogTexts(), testing::IsEmpty());
+}
+
+TEST_F(ThumbnailTest, AnSrgbSourceLooksAsItDoesAtFullSize)
+{
+    const GLContext context({.width = 8, .height = 8});
+    NewFramebuffer();
+    Texture2D(GL_SRGB8_ALPHA8, 0).attach(GL_COLOR_ATTACHMENT0);
+    glClearColor(0.2F, 0.4F, 0.6F, 1.0F);
+    glClear(GL_COLOR_BUFFER_BIT);
+    constexpr Pixel Encoded{124, 170, 203, 255};
+    ExpectHalfSize(Kind::Color, SourceWidth, SourceHeight, {Encoded, Encoded, Encoded, Encoded});
+}
+
+/// A component of the picture that the next test scales: smooth, different in both directions.
+std::uint8_t Pattern(int x, int y, int component)
+{
+    return static_cast<std::uint8_t>(std::lround(127.0 + 60.0 * std::sin(x * 0.11 + component) +
+                                                 60.0 * std::cos(y * 0.17 * (component + 1))));
+}
+
+TEST_F(ThumbnailTest, ScalesAsAReferenceDoes)
+{
+    const GLContext context({.width = 8, .height = 8});
+    NewFramebuffer();
+    std::vector<std::uint8_t> texels;
+    for (int y = 0; y < SourceHeight; ++y) {
+        for (int x = 0; x < SourceWidth; ++x) {
+            for (int component = 0; component < 4; ++component) {
+                texels.push_back(Pattern(x, y, component));
+            }
+        }
+    }
+    Texture2D(GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, SourceWidth, SourceHeight, GL_RGBA, GL_UNSIGNED_BYTE,
+                    texels.data());
+
+    // Eight bits of a driver's filter weights and its rounding.
+    constexpr double Tolerance = 2.0;
+    for (const auto& [width, height] : {std::pair{32, 24}, {48, 36}, {20, 15}, {128, 96}}) {
+        ASSERT_EQ(Thumbnail(Kind::Color, width, height), 0U);
+        const Image image = LoadImage(m_folder.File("shot.png"));
+        ASSERT_EQ(image.width, width);
+        double worst = 0.0;
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                const double u = (x + 0.5) * SourceWidth / width - 0.5;
+                const double v = (y + 0.5) * SourceHeight / height - 0.5;
+                const auto texel = [](double a, double b, int component) {
+                    return static_cast<double>(Pattern(std::clamp(static_cast<int>(a), 0, SourceWidth - 1),
+                                                       std::clamp(static_cast<int>(b), 0, SourceHeight - 1),
+                                                       component));
+                };
+                const double left = std::floor(u);
+                const double low = std::floor(v);
+                for (int component = 0; component < 4; ++component) {
+                    const double bottom =
+                        std::lerp(texel(left, low, component), texel(left + 1, low, component), u - left);
+                    const double top = std::lerp(texel(left, low + 1, component),
+                                                 texel(left + 1, low + 1, component), u - left);
+                    const double is = image.At(x, height - 1 - y).at(static_cast<std::size_t>(component));
+                    worst = std::max(worst, std::abs(std::lerp(bottom, top, v - low) - is));
+                }
+            }
+        }
+        EXPECT_LE(worst, Tolerance) << width;
+    }
+}
+
+TEST_F(ThumbnailTest, NothingInTheApplicationsStateBendsThePictureOrIsLost)
+{
+    for (const bool isWindow : {true, false}) {
+        SCOPED_TRACE(isWindow ? "window surface" : "framebuffer object");
+        const GLContext context({.width = SourceWidth, .height = SourceHeight});
+        if (!isWindow) {
+            NewFramebuffer();
+            Layer(GL_TEXTURE_2D_ARRAY, GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
+            Texture2D(GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT1);
+            Layer(GL_TEXTURE_2D_ARRAY, GL_DEPTH24_STENCIL8, 1).attach(GL_DEPTH_STENCIL_ATTACHMENT);
+        }
+        DrawQuadrants(SourceWidth, SourceHeight);
+        MakeStateHostile();
+        if (!isWindow) {
+            glReadBuffer(GL_COLOR_ATTACHMENT1);
+        }
+        for (const auto& [kind, expected] : {std::pair{Kind::Color, ColorOfQuadrants()},
+                                             {Kind::Depth, DepthOfQuadrants()},
+                                             {Kind::Stencil, StencilOfQuadrants()}}) {
+            RemoveFiles();
+            const GLState before = GLState::Now();
+            EXPECT_EQ(Thumbnail(kind, SourceWidth / 2, SourceHeight / 2), 0U);
+            if (kind == Kind::Color) {
+                // These three alone are left at 0.
+                using Name = std::pair<GLenum, const char*>;
+                for (const auto& [name, label] : {Name{GL_PACK_ROW_LENGTH, "GL_PACK_ROW_LENGTH"},
+                                                  Name{GL_PACK_SKIP_ROWS, "GL_PACK_SKIP_ROWS"},
+                                                  Name{GL_PACK_SKIP_PIXELS, "GL_PACK_SKIP_PIXELS"}}) {
+                    GLint value = -1;
+                    glGetIntegerv(name, &value);
+                    EXPECT_EQ(value, 0) << label;
+                    glPixelStorei(name, std::stoi(before[label], nullptr, 0));
+                }
+            }
+            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+            EXPECT_EQ(Compare("shot.png", SourceWidth / 2, SourceHeight / 2, expected, 0,
+                              kind == Kind::Color ? 1 : 0),
+                      "");
+        }
+        glEndTransformFeedback();
+    }
+}
+
+TEST_F(ThumbnailTest, OddSources)
+{
+    struct Row
+    {
+        const char* name;
+        std::function<void()> attach;
+        std::array<std::uint32_t, 3> statuses; ///< colour, depth, stencil
+    };
+    const auto texture = [](GLenum format, GLenum point, int width, int height) {
+        return [=] {
+            const GLuint name = NewTexture(GL_TEXTURE_2D);
+            glTexStorage2D(GL_TEXTURE_2D, 1, format, width, height);
+            glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_2D, name, 0);
+        };
+    };
+    const auto undefined = [](GLenum point) {
+        return [=] {
+            glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_2D, NewTexture(GL_TEXTURE_2D), 0);
+        };
+    };
+    const std::vector<Row> rows{
+        {"nothing attached", [] {}, {3, 4, 4}},
+        {"integers", texture(GL_RGBA8UI, GL_COLOR_ATTACHMENT0, 8, 8), {1, 4, 4}},
+        {"a texture without storage", undefined(GL_COLOR_ATTACHMENT0), {3, 4, 4}},
+        {"depth without storage", undefined(GL_DEPTH_ATTACHMENT), {3, 4, 4}},
+        {"1 x 1", texture(GL_RGBA8, GL_COLOR_ATTACHMENT0, 1, 1), {0, 4, 4}},
+        {"1 x 4096", texture(GL_RGBA8, GL_COLOR_ATTACHMENT0, 1, 4096), {0, 4, 4}},
+        {"4096 x 1 of depth", texture(GL_DEPTH_COMPONENT16, GL_DEPTH_ATTACHMENT, 4096, 1), {3, 1, 4}},
+        {"attachment 1 alone", texture(GL_RGBA8, GL_COLOR_ATTACHMENT1, 8, 8), {3, 4, 4}},
+    };
+    const GLContext context({.width = 8, .height = 8});
+    for (const Row& row : rows) {
+        NewFramebuffer();
+        row.attach();
+        const GLState before = GLState::Now();
+        for (const Kind kind : AllKinds) {
+            SCOPED_TRACE(std::string(row.name) + ", kind " + std::to_string(static_cast<int>(kind)));
+            RemoveFiles();
+            const std::uint32_t status = row.statuses.at(static_cast<std::size_t>(kind));
+            EXPECT_EQ(Thumbnail(kind, 64, 64), status);
+            EXPECT_EQ(Files().size(), status == 0 ? 1U : 0U);
+            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        }
+    }
+}
+
+TEST_F(ThumbnailTest, ABlitThatFailsGivesTheFullSize)
+{
+    for (const int failing : {0, 1}) {
+        for (const int samples : {0, 4}) {
+            SCOPED_TRACE("blit " + std::to_string(failing) + ", samples " + std::to_string(samples));
+            RemoveFiles();
+            const GLContext context({.width = 64, .height = 48, .samples = samples});
+            DrawQuadrants(64, 48);
+            const GLState before = GLState::Now();
+            int blits = 0;
+            const ReplacedEntry blit(Util::GL::BlitFramebuffer, [&](auto... arguments) {
+                if (blits++ == failing) {
+                    glEnable(0xFFFF);
+                } else {
+                    glBlitFramebuffer(arguments...);
+                }
+            });
+            const int needed = samples == 0 ? 1 : 2;
+            EXPECT_EQ(Thumbnail(Kind::Color, 32, 24), 0U);
+            EXPECT_EQ(blits, std::min(needed, failing + 1))
+                << "the scaling is skipped after a failed resolve";
+            const bool isFullSize = failing < needed;
+            EXPECT_EQ(
+                Compare("shot.png", isFullSize ? 64 : 32, isFullSize ? 48 : 24, ColorOfQuadrants(), 0, 1),
+                "");
+            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        }
+    }
+}
+
+TEST_F(ThumbnailTest, EveryEntryPointMayBeMissing)
+{
+    const GLContext context({.width = SourceWidth, .height = SourceHeight});
+    for (const bool isWindow : {true, false}) {
+        if (!isWindow) {
+            NewFramebuffer();
+            Texture2D(GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
+            Texture2D(GL_DEPTH24_STENCIL8, 0).attach(GL_DEPTH_STENCIL_ATTACHMENT);
+        }
+        DrawQuadrants(SourceWidth, SourceHeight);
+        const GLState before = GLState::Now();
+        int refusals = 0;
+        for (const auto& entry : DispatchEntries()) {
+            for (const Kind kind : AllKinds) {
+                SCOPED_TRACE(entry.name + ", kind " + std::to_string(static_cast<int>(kind)));
+                RemoveFiles();
+                const CallRecorder calls;
+                const WithheldEntry withheld(entry.name);
+                if (Thumbnail(kind, 32, 24) != 0) {
+                    ++refusals;
+                    EXPECT_EQ(calls.CountGL(), 0U);
+                    EXPECT_EQ(Files(), FileNames{});
+                } else {
+                    EXPECT_EQ(Files(), FileNames{"shot.png"});
+                }
+            }
+        }
+        EXPECT_GT(refusals, 60);
+        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    }
+}
+
+/// The software driver has no GL_OVR_multiview: a table reports its two values for an array texture.
+TEST_F(ThumbnailTest, AViewOfAMultiviewAttachment)
+{
+    const GLContext context({.width = 8, .height = 8});
+    constexpr int BaseView = 2;
+    for (const int layer : {0, 3}) {
+        SCOPED_TRACE(layer);
+        NewFramebuffer();
+        Layer(GL_TEXTURE_2D_ARRAY, GL_RGBA8, BaseView).attach(GL_COLOR_ATTACHMENT0);
+        DrawQuadrants(SourceWidth, SourceHeight);
+        GLint texture = 0;
+        glGetIntegerv(GL_TEXTURE_BINDING_2D_ARRAY, &texture);
+        glFramebufferTextureLayer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, static_cast<GLuint>(texture), 0, 3);
+        glClearColor(1.0F, 1.0F, 1.0F, 1.0F);
+        glClear(GL_COLOR_BUFFER_BIT);
+
+        const ReplacedEntry query(Util::GL::GetFramebufferAttachmentParameteriv,
+                                  [&](GLenum target, GLenum point, GLenum name, GLint* value) {
+                                      switch (name) {
+                                      case GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_NUM_VIEWS_OVR:
+                                          *value = 2;
+                                          return;
+                                      case GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_BASE_VIEW_INDEX_OVR:
+                                          *value = BaseView;
+                                          return;
+                                      case GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LAYER:
+                                          *value = layer;
+                                          return;
+                                      default:
+                                          glGetFramebufferAttachmentParameteriv(target, point, name, value);
+                                      }
+                                  });
+        const GLState before = GLState::Now();
+        const CallRecorder calls;
+        RemoveFiles();
+        EXPECT_EQ(Thumbnail(Kind::Color, 32, 24), 0U);
+        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        constexpr Pixel White{255, 255, 255, 255};
+        const auto expected = layer == 0 ? ColorOfQuadrants() : std::array{White, White, White, White};
+        EXPECT_EQ(Compare("shot.png", 32, 24, expected, 0, 1), "");
+
+        const auto attach = std::find_if(calls.Calls().begin(), calls.Calls().end(), [](const Call& call) {
+            return call.name == "glFramebufferTextureLayer";
+        });
+        ASSERT_NE(attach, calls.Calls().end());
+        EXPECT_THAT(attach->arguments, testing::ElementsAre(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, texture, 0,
+                                                            layer > 0 ? layer : BaseView));
+
+        RemoveFiles();
+        const WithheldEntry withheld("glFramebufferTextureLayer");
+        EXPECT_EQ(Thumbnail(Kind::Color, 32, 24), 1U);
+        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    }
+}
+
+} // namespace

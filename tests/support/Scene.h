@@ -1,0 +1,46 @@
+#pragma once
+
+#include <GLES3/gl32.h>
+
+#include <functional>
+#include <string>
+
+namespace TestSupport {
+
+/// An image to attach to the framebuffer bound: `attach` makes storage and attaches one level, face or layer
+/// of it.
+struct Source
+{
+    std::string name;
+    int width;
+    int height;
+    std::function<void(GLenum point)> attach;
+};
+
+constexpr int SourceWidth = 64;
+constexpr int SourceHeight = 48;
+
+/// @return a new texture, bound to `target`
+GLuint NewTexture(GLenum target);
+
+/// Makes a framebuffer object and binds it for drawing and reading.
+void NewFramebuffer();
+
+Source Texture2D(GLenum format, int level);
+Source CubeFace(GLenum format);
+
+/// @param target  `GL_TEXTURE_3D` or `GL_TEXTURE_2D_ARRAY`
+Source Layer(GLenum target, GLenum format, int layer);
+
+/// @param samples  0 for one that is not multisampled
+Source Renderbuffer(GLenum format, int samples = 0);
+Source MultisampleTexture(GLenum format, int samples);
+Source MultisampleLayer(GLenum format, int samples, int layer);
+
+/// Turns everything against a capture that an application could have left behind: pack state, samplers,
+/// masks, tests, an active transform feedback, attributes that cannot be set anew, a read buffer of nothing.
+///
+/// A transform feedback is left active.
+void MakeStateHostile();
+
+} // namespace TestSupport
