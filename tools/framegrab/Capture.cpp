@@ -1,0 +1,304 @@
+// The library that captures: opened by the hooks when a process swaps for the first time.
+
+#include "CaptureInterface.h"
+#include "Core/Log.h"
+#include "Driver.h"
+#include "Playback/PlaybackEnvironment.h"
+#include "Session.h"
+#include "Util/GLScreenshotHandler.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <exception>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+namespace Framegrab {
+
+namespace {
+
+/// Binds the window surface for drawing and reading until the end of the scope.
+class SurfaceBinding
+{
+public:
+    explicit SurfaceBinding(const Driver& driver) : m_driver(driver)
+    {
+        driver.getIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &m_drawFramebuffer);
+        driver.getIntegerv(GL_READ_FRAMEBUFFER_BINDING, &m_readFramebuffer);
+        driver.bindFramebuffer(GL_FRAMEBUFFER, 0);
+    }
+    SurfaceBinding(const SurfaceBinding&) = delete;
+    SurfaceBinding& operator=(const SurfaceBinding&) = delete;
+    ~SurfaceBinding()
+    {
+        m_driver.bindFramebuffer(GL_DRAW_FRAMEBUFFER, static_cast<GLuint>(m_drawFramebuffer));
+        m_driver.bindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(m_readFramebuffer));
+    }
+
+private:
+    const Driver& m_driver;
+    GLint m_drawFramebuffer = 0;
+    GLint m_readFramebuffer = 0;
+};
+
+/// The host's settings as framegrab's user wants them, until the end of the scope: the program may itself be
+/// a host of the library.
+class HostSettings
+{
+public:
+    HostSettings(bool opaque, Core::Log::DebuggerSink sink)
+        : m_opaque(Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots),
+          m_pipes(Core::Log::m_ioPipeMask)
+    {
+        Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots = opaque;
+        Core::Log::SetDebuggerSink(sink);
+        Core::Log::m_ioPipeMask = 1U << Core::Log::PipeDebugger;
+    }
+    HostSettings(const HostSettings&) = delete;
+    HostSettings& operator=(const HostSettings&) = delete;
+    ~HostSettings()
+    {
+        Core::Log::m_ioPipeMask = m_pipes;
+        Core::Log::SetDebuggerSink(nullptr);
+        Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots = m_opaque;
+    }
+
+private:
+    bool m_opaque;
+    std::uint32_t m_pipes;
+};
+
+/// A process under framegrab.
+class Process
+{
+public:
+    explicit Process(const char* session)
+        : m_session(session), m_hasSettings(ReadSettings(m_session, m_settings)),
+          m_pCounters(MapCounters(m_session, false))
+    {}
+
+    /// The calling process, null before its first swap. A child that was forked off without a new program
+    /// needs a state of its own; its parent's may be locked by a thread that the child does not have.
+    static Process* Current()
+    {
+        Process* const process = s_current;
+        return process && process->m_process == getpid() ? process : nullptr;
+    }
+    static Process& Make(const char* session);
+
+    std::uint64_t BeforeSwap(const SwapCall& call);
+    void AfterSwap(std::uint64_t frame) { Tell(RecordKind::LastSwapped, {.frame = frame}); }
+
+private:
+    static void PassOnLog(const char* text);
+
+    bool CaptureFrame(const SwapCall& call);
+    bool CanCapture(const Driver& driver, const SwapCall& call);
+    bool CaptureBuffer(const Driver& driver, std::uint32_t buffer);
+    std::string FileName();
+    bool CountSwap();
+    void Tell(RecordKind kind, const RecordFields& fields);
+    void SayOnce(const std::string& text);
+
+    static std::atomic<Process*> s_current; ///< never destroyed: threads may swap while the process ends
+
+    pid_t m_process = getpid();
+    std::string m_session;
+    Settings m_settings;
+    bool m_hasSettings;
+    SharedCounters* m_pCounters;
+
+    std::mutex m_mutex; ///< held while a swap is counted and captured; guards what follows
+    std::uint64_t m_frame = 0;
+    std::uint32_t m_number = 0; ///< among the processes that capture; 0 before the first frame
+    std::map<void*, std::unique_ptr<Driver>> m_drivers; ///< by their swap functions
+    std::set<std::string> m_said;
+};
+
+std::atomic<Process*> Process::s_current{nullptr};
+
+Process& Process::Make(const char* session)
+{
+    Process* known = s_current;
+    Process* process = Current();
+    while (!process) {
+        auto fresh = std::make_unique<Process>(session);
+        if (s_current.compare_exchange_strong(known, fresh.get())) {
+            process = fresh.release();
+        } else {
+            process = Current();
+        }
+    }
+    return *process;
+}
+
+std::uint64_t Process::BeforeSwap(const SwapCall& call)
+{
+    std::uint64_t frame = 0;
+    {
+        const std::scoped_lock lock(m_mutex);
+        if (!CountSwap()) {
+            return 0;
+        }
+        if (!m_settings.frames.Contains(m_frame)) {
+            return 0;
+        }
+        frame = m_frame;
+        bool isWhole = false;
+        try {
+            isWhole = CaptureFrame(call);
+        } catch (const std::exception& error) {
+            SayOnce(std::string("a frame was not captured: ") + error.what());
+        }
+        Tell(RecordKind::FrameDone, {.frame = frame, .status = isWhole ? 0U : 1U});
+    }
+    if (!m_settings.quit || frame != m_settings.frames.Last()) {
+        return 0;
+    }
+    // The program will be ended from outside. What it has printed is its user's.
+    std::fflush(stdout);
+    std::fflush(stderr);
+    return frame;
+}
+
+bool Process::CountSwap()
+{
+    if (++m_frame == 1) {
+        Tell(RecordKind::FirstSwap, {});
+    }
+    if (!m_hasSettings || !m_pCounters) {
+        SayOnce("nothing can be captured: the session's files in " + m_session + " cannot be read");
+        return false;
+    }
+    std::uint64_t most = m_pCounters->swaps;
+    while (most < m_frame && !m_pCounters->swaps.compare_exchange_weak(most, m_frame)) {
+    }
+    return true;
+}
+
+bool Process::CaptureFrame(const SwapCall& call)
+{
+    std::unique_ptr<Driver>& known = m_drivers[call.driverFunction];
+    if (!known) {
+        known = std::make_unique<Driver>(call);
+    }
+    const Driver& driver = *known;
+    if (!CanCapture(driver, call)) {
+        return false;
+    }
+    const Driver::Scope scope(driver);
+    const SurfaceBinding binding(driver);
+    const HostSettings settings(m_settings.opaque, &PassOnLog);
+
+    bool isWhole = true;
+    for (const std::uint32_t buffer : m_settings.buffers) {
+        isWhole = CaptureBuffer(driver, buffer) && isWhole;
+    }
+    return isWhole;
+}
+
+bool Process::CanCapture(const Driver& driver, const SwapCall& call)
+{
+    if (!driver.getCurrentContext || !driver.getCurrentDisplay || !driver.getCurrentSurface ||
+        !driver.getString || !driver.getIntegerv || !driver.bindFramebuffer) {
+        SayOnce("the driver lacks functions of EGL 1.4 or OpenGL ES 3.0: nothing can be captured");
+        return false;
+    }
+    if (driver.getCurrentContext() == EGL_NO_CONTEXT) {
+        SayOnce("a thread swaps without a current context: such a frame is not captured");
+        return false;
+    }
+    if (driver.getCurrentDisplay() != call.display || driver.getCurrentSurface(EGL_DRAW) != call.surface) {
+        SayOnce("a surface is swapped that is not the current one: such a frame is not captured");
+        return false;
+    }
+    if (driver.CurrentVersion() < 30) {
+        const auto* const version = reinterpret_cast<const char*>(driver.getString(GL_VERSION));
+        SayOnce(std::string("only OpenGL ES 3.0 and later is captured, and this context is \"") +
+                (version ? version : "") + "\"");
+        return false;
+    }
+    return true;
+}
+
+bool Process::CaptureBuffer(const Driver& driver, std::uint32_t buffer)
+{
+    const BufferKind& kind = Buffers[buffer];
+    GLint bits = 1;
+    if (kind.bits != 0) {
+        bits = 0;
+        driver.getIntegerv(kind.bits, &bits);
+    }
+    if (bits < 1) {
+        SayOnce(std::string("the surface has no ") + kind.name + " buffer");
+        return true;
+    }
+    const ImageKind& image = ImageKinds[m_settings.imageKind];
+    const std::string name = FileName();
+    Util::GLScreenshotHandler handler(image.format);
+    const std::uint32_t status = handler.TakeScreenshot(m_settings.output + "/" + name, kind.mask);
+    const std::string file = name + kind.suffix + "." + image.name;
+    Tell(RecordKind::File, {.frame = m_frame, .buffer = buffer, .status = status, .text = file.c_str()});
+    return status == 0;
+}
+
+std::string Process::FileName()
+{
+    if (m_number == 0) {
+        m_number = ++m_pCounters->capturingProcesses;
+    }
+    char name[64];
+    std::snprintf(name, sizeof(name), "frame%06llu", static_cast<unsigned long long>(m_frame));
+    return m_number == 1 ? name : name + ("-p" + std::to_string(m_number));
+}
+
+void Process::Tell(RecordKind kind, const RecordFields& fields)
+{
+    AppendRecord(m_session.c_str(), kind, fields);
+}
+
+void Process::SayOnce(const std::string& text)
+{
+    if (m_said.insert(text).second) {
+        Tell(RecordKind::Message, {.text = text.c_str()});
+    }
+}
+
+void Process::PassOnLog(const char* text)
+{
+    if (Process* const process = Current()) {
+        const std::string_view line(text);
+        const std::string trimmed(line.substr(0, line.find_last_not_of('\n') + 1));
+        process->Tell(RecordKind::Message, {.text = trimmed.c_str()});
+    }
+}
+
+} // namespace
+
+} // namespace Framegrab
+
+#define FRAMEGRAB_EXPORT extern "C" __attribute__((visibility("default")))
+
+// No exception may pass through the program's frames, which may not be C++.
+
+FRAMEGRAB_EXPORT std::uint64_t FramegrabBeforeSwap(const Framegrab::SwapCall* call) noexcept
+{
+    try {
+        return Framegrab::Process::Make(call->session).BeforeSwap(*call);
+    } catch (...) {
+        return 0;
+    }
+}
+
+FRAMEGRAB_EXPORT void FramegrabAfterSwap(std::uint64_t token) noexcept
+{
+    if (Framegrab::Process* const process = Framegrab::Process::Current()) {
+        process->AfterSwap(token);
+    }
+}

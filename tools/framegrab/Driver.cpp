@@ -1,0 +1,95 @@
+#include "Driver.h"
+
+#include "Core/KHRLayer.h"
+
+#include <dlfcn.h>
+#include <string_view>
+
+namespace Framegrab {
+
+namespace {
+
+// Where `Find` looks, while a driver's tables are being filled.
+LookupFunction s_lookup = nullptr;
+void* s_library = nullptr;
+
+void* Find(const char* name)
+{
+    const bool isEGL = std::string_view(name).starts_with("egl");
+    if (isEGL) {
+        void* const function = s_library ? s_lookup(s_library, name) : nullptr;
+        return function ? function : s_lookup(RTLD_DEFAULT, name);
+    }
+    // The driver's word before a library's: another driver's libGLESv2 may be in the process as well. What
+    // the context does not have is left out by its version.
+    const auto getProcAddress = reinterpret_cast<PFNEGLGETPROCADDRESSPROC>(Find("eglGetProcAddress"));
+    if (void* const function = getProcAddress ? reinterpret_cast<void*>(getProcAddress(name)) : nullptr) {
+        return function;
+    }
+    // Before EGL 1.5, eglGetProcAddress may know extensions only.
+    void* const library = dlopen("libGLESv2.so.2", RTLD_LAZY | RTLD_NOLOAD);
+    void* const function = library ? s_lookup(library, name) : nullptr;
+    return function;
+}
+
+template <typename Function>
+Function FindAs(const char* name)
+{
+    return reinterpret_cast<Function>(Find(name));
+}
+
+constexpr void* Nothing[Core::GLESNames.size()]{};
+
+thread_local void* const* t_gles = Nothing;
+thread_local void* const* t_egl = Nothing;
+
+Core::DriverTables::Lookup LookupFor(const SwapCall& call)
+{
+    Dl_info holder{};
+    dladdr(call.driverFunction, &holder);
+    s_lookup = call.lookup;
+    s_library = holder.dli_fname ? dlopen(holder.dli_fname, RTLD_LAZY | RTLD_NOLOAD) : nullptr;
+    return &Find;
+}
+
+} // namespace
+
+Driver::Driver(const SwapCall& call) : m_tables(LookupFor(call))
+{
+    getCurrentContext = FindAs<PFNEGLGETCURRENTCONTEXTPROC>("eglGetCurrentContext");
+    getCurrentDisplay = FindAs<PFNEGLGETCURRENTDISPLAYPROC>("eglGetCurrentDisplay");
+    getCurrentSurface = FindAs<PFNEGLGETCURRENTSURFACEPROC>("eglGetCurrentSurface");
+    getString = FindAs<PFNGLGETSTRINGPROC>("glGetString");
+    getIntegerv = FindAs<PFNGLGETINTEGERVPROC>("glGetIntegerv");
+    bindFramebuffer = FindAs<PFNGLBINDFRAMEBUFFERPROC>("glBindFramebuffer");
+}
+
+Driver::Scope::Scope(const Driver& driver)
+{
+    t_gles = driver.m_tables.GLES(driver.CurrentVersion());
+    t_egl = driver.m_tables.EGL();
+}
+
+Driver::Scope::~Scope()
+{
+    t_gles = Nothing;
+    t_egl = Nothing;
+}
+
+} // namespace Framegrab
+
+namespace Core {
+
+// In place of the host runtime's own, which finds the system's driver by itself.
+
+void* const* KHRLayer::GLESProc()
+{
+    return Framegrab::t_gles;
+}
+
+void* const* KHRLayer::EGLProc()
+{
+    return Framegrab::t_egl;
+}
+
+} // namespace Core

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "CaptureInterface.h"
+#include "DriverTables.h"
+
+#include <EGL/egl.h>
+#include <GLES3/gl3.h>
+
+namespace Framegrab {
+
+/// The driver that a program swaps with, past framegrab's hooks: its functions come from the library that
+/// holds the driver's own swap function.
+class Driver
+{
+public:
+    /// Finds the driver of a swap. Not for two threads at a time.
+    explicit Driver(const SwapCall& call);
+
+    /// Lets the library's GL and EGL calls on this thread go to this driver, through the tables for the
+    /// current context, until the end of the scope.
+    class Scope
+    {
+    public:
+        explicit Scope(const Driver& driver);
+        Scope(const Scope&) = delete;
+        Scope& operator=(const Scope&) = delete;
+        ~Scope();
+    };
+
+    /// @return the version of OpenGL ES of the current context, e.g. 32; 0 for another API
+    [[nodiscard]] int CurrentVersion() const { return m_tables.CurrentVersion(); }
+
+    // Null where the driver has no such function.
+    PFNEGLGETCURRENTCONTEXTPROC getCurrentContext = nullptr;
+    PFNEGLGETCURRENTDISPLAYPROC getCurrentDisplay = nullptr;
+    PFNEGLGETCURRENTSURFACEPROC getCurrentSurface = nullptr;
+    PFNGLGETSTRINGPROC getString = nullptr;
+    PFNGLGETINTEGERVPROC getIntegerv = nullptr;
+    PFNGLBINDFRAMEBUFFERPROC bindFramebuffer = nullptr;
+
+private:
+    Core::DriverTables m_tables;
+};
+
+} // namespace Framegrab

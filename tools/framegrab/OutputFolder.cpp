@@ -1,0 +1,70 @@
+#include "OutputFolder.h"
+
+#include "Util/Path.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <unistd.h>
+
+namespace Framegrab {
+
+namespace {
+
+/// Makes a folder given by its path from the root, which `CreateFolder` takes as a path from the current
+/// folder only.
+bool CreateAbsoluteFolder(const std::string& path)
+{
+    const int current = open(".", O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (current < 0 || chdir("/") != 0) {
+        return false;
+    }
+    const std::size_t start = path.find_first_not_of('/');
+    bool isMade = start == std::string::npos || Util::Path::CreateFolder(path.substr(start));
+    const int error = errno;
+    isMade = fchdir(current) == 0 && isMade;
+    close(current);
+    errno = error;
+    return isMade;
+}
+
+} // namespace
+
+OutputFolder::~OutputFolder()
+{
+    if (m_isNew) {
+        rmdir(m_absolutePath.c_str());
+    }
+}
+
+bool OutputFolder::Prepare(const std::string& path, std::string& error)
+{
+    const std::string quoted = "\"" + path + "\"";
+    std::error_code status;
+    m_absolutePath = std::filesystem::absolute(path, status).lexically_normal().string();
+    if (!std::filesystem::exists(path, status)) {
+        m_isNew = CreateAbsoluteFolder(m_absolutePath);
+        if (!m_isNew) {
+            error = "the output folder " + quoted + " cannot be made: " + std::strerror(errno);
+            return false;
+        }
+    }
+    if (!std::filesystem::is_directory(path, status)) {
+        error = "the output folder " + quoted + " is not a folder";
+        return false;
+    }
+    // Permissions do not tell: the file system may be read-only, and root may write anywhere.
+    std::string probe = m_absolutePath + "/.framegrab-XXXXXX";
+    const int file = mkostemp(probe.data(), O_CLOEXEC);
+    if (file < 0) {
+        error = "the output folder " + quoted + " cannot be written: " + std::strerror(errno);
+        return false;
+    }
+    close(file);
+    unlink(probe.c_str());
+    return true;
+}
+
+} // namespace Framegrab

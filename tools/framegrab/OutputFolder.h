@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+
+namespace Framegrab {
+
+/// The folder that the pictures go to.
+class OutputFolder
+{
+public:
+    OutputFolder() = default;
+    OutputFolder(const OutputFolder&) = delete;
+    OutputFolder& operator=(const OutputFolder&) = delete;
+
+    /// Removes a folder that `Prepare` made and that has stayed empty.
+    ~OutputFolder();
+
+    /// Makes the folder and its parents where they are missing, and sees whether files can be made in it.
+    ///
+    /// @param error  why not, in words
+    /// @return whether pictures can be written
+    bool Prepare(const std::string& path, std::string& error);
+
+    /// The folder's path from the root.
+    [[nodiscard]] const std::string& AbsolutePath() const { return m_absolutePath; }
+
+private:
+    std::string m_absolutePath;
+    bool m_isNew = false;
+};
+
+} // namespace Framegrab

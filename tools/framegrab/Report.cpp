@@ -1,0 +1,101 @@
+#include "Report.h"
+
+#include "Say.h"
+
+#include <algorithm>
+
+namespace Framegrab {
+
+namespace {
+
+std::string Count(std::uint64_t count, const std::string& thing)
+{
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+} // namespace
+
+void Report::Take(const Record& record)
+{
+    switch (record.kind) {
+    case RecordKind::HooksLoaded:
+        m_areHooksLoaded = true;
+        break;
+    case RecordKind::FirstSwap:
+        m_swappingProcesses.insert(record.process);
+        break;
+    case RecordKind::File:
+        if (record.status == 0) {
+            m_files.push_back({.frame = record.frame,
+                               .buffer = record.buffer,
+                               .path = m_output + "/" + record.text,
+                               .image = {}});
+        } else {
+            Say("frame " + std::to_string(record.frame) + ": the " + Buffers[record.buffer].name +
+                " buffer was not captured whole (status " + std::to_string(record.status) + ")");
+        }
+        break;
+    case RecordKind::FrameDone:
+        m_framesDone.Add(record.frame);
+        if (record.status == 0) {
+            m_framesWhole.Add(record.frame);
+        }
+        break;
+    case RecordKind::LastSwapped:
+        m_isLastFrameShown = true;
+        break;
+    case RecordKind::Message:
+        Say(record.text);
+        break;
+    }
+}
+
+bool Report::Finish(const std::string& program, std::uint64_t swaps)
+{
+    FrameList broken;
+    for (File& file : m_files) {
+        if (!ReadImageFile(file.path, file.image)) {
+            Say(file.path + " is missing or is not a picture any more");
+            broken.Add(file.frame);
+        }
+    }
+    std::erase_if(m_files, [](const File& file) { return file.image.bytes == 0; });
+
+    const FrameList missing = m_settings.frames.Without(m_framesWhole.Without(broken));
+    if (m_framesDone.IsEmpty()) {
+        SayWhyNothingCame(program, swaps);
+    }
+    if (!missing.IsEmpty()) {
+        Say("not captured whole: frames " + missing.ToString());
+    }
+    ListFiles();
+    return missing.IsEmpty();
+}
+
+void Report::SayWhyNothingCame(const std::string& program, std::uint64_t swaps) const
+{
+    if (!m_areHooksLoaded) {
+        Say(program +
+            " did not load framegrab's hooks: is it linked statically, set-user-ID, or built for another "
+            "kind of processor?");
+    } else if (m_swappingProcesses.empty()) {
+        Say(program + " ended before it showed a frame through EGL");
+    } else if (swaps > 0) {
+        Say(program + " ended before frame " + std::to_string(m_settings.frames.First()) +
+            ", the first asked for; it showed " + Count(swaps, "frame"));
+    }
+}
+
+void Report::ListFiles() const
+{
+    std::uint64_t bytes = 0;
+    for (const File& file : m_files) {
+        const ImageFile& image = file.image;
+        Say(file.path + "  " + std::to_string(image.width) + "x" + std::to_string(image.height) + "  " +
+            Count(image.bytes, "byte"));
+        bytes += image.bytes;
+    }
+    Say(Count(m_files.size(), "file") + ", " + Count(bytes, "byte") + ", in " + m_output);
+}
+
+} // namespace Framegrab

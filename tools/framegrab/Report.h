@@ -1,0 +1,64 @@
+#pragma once
+
+#include "ImageFile.h"
+#include "Session.h"
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <sys/types.h>
+#include <utility>
+#include <vector>
+
+namespace Framegrab {
+
+/// What came of a session, gathered from its records.
+class Report
+{
+public:
+    /// @param settings  what was asked for
+    /// @param output    the output folder as the user wrote it, for messages
+    Report(const Settings& settings, std::string output) : m_settings(settings), m_output(std::move(output))
+    {}
+
+    /// Notes one record; what is of interest at once is said.
+    void Take(const Record& record);
+
+    /// Whether the last frame asked for was dealt with, be it captured or not.
+    [[nodiscard]] bool IsLastFrameDone() const { return m_framesDone.Contains(m_settings.frames.Last()); }
+
+    /// Whether that frame was then shown as well.
+    [[nodiscard]] bool IsLastFrameShown() const { return m_isLastFrameShown; }
+
+    [[nodiscard]] bool HasSwapped(pid_t process) const { return m_swappingProcesses.contains(process); }
+
+    /// Checks the files on the disk and says what is there and what is missing.
+    ///
+    /// @param program  name of the program, for messages
+    /// @param swaps    how many frames it has shown
+    /// @return whether every frame asked for is there whole
+    bool Finish(const std::string& program, std::uint64_t swaps);
+
+private:
+    struct File
+    {
+        std::uint64_t frame = 0;
+        std::uint32_t buffer = 0; ///< index in `Buffers`
+        std::string path;
+        ImageFile image;
+    };
+
+    void SayWhyNothingCame(const std::string& program, std::uint64_t swaps) const;
+    void ListFiles() const;
+
+    const Settings& m_settings;
+    std::string m_output;
+    std::vector<File> m_files; ///< in the order in which they were written
+    FrameList m_framesDone;
+    FrameList m_framesWhole; ///< in at least one process
+    std::set<pid_t> m_swappingProcesses;
+    bool m_areHooksLoaded = false;
+    bool m_isLastFrameShown = false;
+};
+
+} // namespace Framegrab

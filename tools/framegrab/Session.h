@@ -1,0 +1,113 @@
+#pragma once
+
+#include "FrameList.h"
+#include "SessionRecords.h"
+#include "Util/ScreenshotWriter.h"
+
+#include <EGL/egl.h>
+#include <GLES3/gl3.h>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+#include <vector>
+
+namespace Framegrab {
+
+/// A buffer of a window surface that can be captured.
+struct BufferKind
+{
+    const char* name; ///< on the command line and in messages
+    std::uint32_t mask;
+    const char* suffix; ///< what a file's name gets after the frame
+    GLenum bits;        ///< its size in bits per pixel; 0 for colour, which every surface has
+};
+
+inline constexpr std::array<BufferKind, 3> Buffers{{
+    {"color", GL_COLOR_BUFFER_BIT, "", 0},
+    {"depth", GL_DEPTH_BUFFER_BIT, "_depth", GL_DEPTH_BITS},
+    {"stencil", GL_STENCIL_BUFFER_BIT, "_stencil", GL_STENCIL_BITS},
+}};
+
+struct ImageKind
+{
+    const char* name; ///< on the command line, and as a file's extension
+    Util::ScreenshotWriter::ImageFormat format;
+};
+
+inline constexpr std::array<ImageKind, 2> ImageKinds{{
+    {"png", Util::ScreenshotWriter::FormatPNG},
+    {"bmp", Util::ScreenshotWriter::FormatBMP},
+}};
+
+/// What is to be captured, as the launcher tells it to the processes of the program.
+struct Settings
+{
+    FrameList frames;
+    std::vector<std::uint32_t> buffers; ///< indices in `Buffers`, in the order in which to take them
+    std::uint32_t imageKind = 0;        ///< index in `ImageKinds`
+    std::string output; ///< folder for the pictures; absolute, since a program may change its own
+    bool opaque = false;
+    bool quit = false; ///< the program is ended after the last frame
+};
+
+/// One record, as the launcher reads it.
+struct Record
+{
+    RecordKind kind{};
+    pid_t process = 0;
+    std::uint64_t frame = 0;
+    std::uint32_t buffer = 0;
+    std::uint32_t status = 0;
+    std::string text;
+};
+
+/// Counters that all processes of a session share, in a file mapped by each.
+struct SharedCounters
+{
+    std::atomic<std::uint32_t> capturingProcesses; ///< how many have begun to capture
+    std::atomic<std::uint64_t> swaps;              ///< most swaps that one process has made
+};
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free &&
+              std::atomic<std::uint64_t>::is_always_lock_free);
+
+/// Writes the settings into the session's folder.
+///
+/// @return whether they are there whole
+bool WriteSettings(const std::string& folder, const Settings& settings);
+
+/// Reads what `WriteSettings` wrote.
+///
+/// @return false when the file is missing or is not whole
+bool ReadSettings(const std::string& folder, Settings& settings);
+
+/// Maps the counters into the calling process, for as long as it lives.
+///
+/// @param create  make the file, with all counters 0
+/// @return null on failure
+SharedCounters* MapCounters(const std::string& folder, bool create);
+
+/// Reads the records of a session as they come.
+class RecordReader
+{
+public:
+    /// Makes the empty file that `AppendRecord` writes to.
+    explicit RecordReader(const std::string& folder);
+    RecordReader(const RecordReader&) = delete;
+    RecordReader& operator=(const RecordReader&) = delete;
+    ~RecordReader();
+
+    [[nodiscard]] bool IsOpen() const { return m_file >= 0; }
+
+    /// @return the records that were appended since the last call, in order
+    std::vector<Record> ReadNew();
+
+private:
+    int m_file;
+    std::string m_rest; ///< the beginning of a record that is not whole yet
+};
+
+} // namespace Framegrab
