@@ -1,0 +1,523 @@
+#include "ChildProcess.h"
+#include "VirtualDisplay.h"
+#include "support/Image.h"
+#include "support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using namespace std::chrono_literals;
+using namespace TestSupport;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+using Words = std::vector<std::string>;
+
+constexpr Pixel Red{255, 0, 0, 255};
+constexpr Pixel Green{0, 255, 0, 255};
+constexpr Pixel Blue{0, 0, 255, 255};
+
+Words operator+(Words words, const Words& more)
+{
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
+/// @return the whole command line; pictures go to `folder`
+Words Framegrab(const TemporaryFolder& folder, const Words& options, const Words& program)
+{
+    return Words{FRAMEGRAB_PATH, "-output", folder.Path().string()} + options + Words{"--"} + program;
+}
+
+Words Steps(const Words& steps)
+{
+    return Words{LINKED_PATH} + steps;
+}
+
+/// The names of the files in a folder, sorted.
+Words FilesIn(const fs::path& folder)
+{
+    Words names;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+/// The lines that framegrab itself says; the program's own text may stand between them.
+std::string Said(const Outcome& outcome)
+{
+    std::istringstream lines(outcome.errors);
+    std::string said;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("framegrab: ")) {
+            said += line + "\n";
+        }
+    }
+    return said;
+}
+
+/// @return the one colour of a picture; (1, 2, 3, 4) when it has several or none
+Pixel OnlyColor(const std::string& path)
+{
+    const Image image = LoadImage(path);
+    const bool isUniform = !image.pixels.empty() &&
+                           std::all_of(image.pixels.begin(), image.pixels.end(),
+                                       [&](const Pixel& pixel) { return pixel == image.pixels.front(); });
+    return isUniform ? image.pixels.front() : Pixel{1, 2, 3, 4};
+}
+
+std::size_t CountColors(const std::string& path)
+{
+    const Image image = LoadImage(path);
+    return std::set<Pixel>(image.pixels.begin(), image.pixels.end()).size();
+}
+
+/// @return whether a process is running; one that has ended but was not waited for is not
+bool IsRunning(pid_t process)
+{
+    const std::string stat = ReadFile("/proc/" + std::to_string(process) + "/stat");
+    return !stat.empty() && stat.find(") Z ") == std::string::npos;
+}
+
+class OnDisplay : public testing::Test
+{
+protected:
+    void SetUp() override { UseVirtualDisplay(); }
+
+    TemporaryFolder m_folder;
+};
+
+class Framegrabbing : public testing::Test
+{
+protected:
+    Outcome Run(const Words& options, const Words& program, const Words& environment = {},
+                const std::string& input = "")
+    {
+        return RunProcess(Framegrab(m_folder, options, program), environment, input);
+    }
+
+    TemporaryFolder m_folder;
+};
+
+// -- Packaged applications ----------------------------------------------------------------------------------
+
+TEST_F(OnDisplay, ThePictureIsWhatTheScreenShows)
+{
+    ChildProcess framegrab(Framegrab(m_folder, {}, {"es2tri"}));
+    const std::string file = m_folder.File("frame000001.png");
+    Image shown;
+    Image captured;
+    WaitFor([&] {
+        captured = LoadImage(file);
+        shown = PictureOfWindow("OpenGL ES 2.x tri");
+        for (Pixel& pixel : captured.pixels) {
+            pixel[3] = 0;
+        }
+        return shown.width > 0 && shown.pixels == captured.pixels;
+    });
+    EXPECT_EQ(captured.width, shown.width);
+    EXPECT_EQ(captured.height, shown.height);
+    EXPECT_TRUE(shown.pixels == captured.pixels);
+    EXPECT_GT(CountColors(file), 1000U);
+
+    // It has swapped once and waits for events; nothing ends it but a signal.
+    kill(framegrab.Id(), SIGTERM);
+    const Outcome outcome = framegrab.Wait();
+    EXPECT_EQ(outcome.status, 128 + SIGTERM);
+    EXPECT_THAT(outcome.errors, HasSubstr("framegrab: es2tri was killed by signal 15"));
+    EXPECT_THAT(outcome.errors, HasSubstr("frame000001.png  300x300"));
+}
+
+TEST_F(OnDisplay, DepthAndStencilOfAProgramThatOpensEGLItself)
+{
+    const Outcome outcome = RunProcess(
+        Framegrab(m_folder, {"-frames", "1,5", "-buffers", "color,depth,stencil", "-quit", "-timeout", "20"},
+                  {"glmark2-es2", "-b", "build", "-s", "320x240", "--visual-config", "depth=24:stencil=8"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(outcome.output, HasSubstr("glmark2 2"));
+    EXPECT_THAT(FilesIn(m_folder.Path()),
+                ElementsAre("frame000001.png", "frame000001_depth.png", "frame000001_stencil.png",
+                            "frame000005.png", "frame000005_depth.png", "frame000005_stencil.png"));
+    for (const char* name : {"frame000001.png", "frame000005.png", "frame000005_depth.png"}) {
+        EXPECT_EQ(LoadImage(m_folder.File(name)).width, 320) << name;
+        EXPECT_GT(CountColors(m_folder.File(name)), 50U) << name;
+    }
+    EXPECT_EQ(OnlyColor(m_folder.File("frame000005_stencil.png")), (Pixel{0, 0, 0, 255}));
+}
+
+TEST_F(OnDisplay, ABufferThatTheWindowLacksIsNamedAndIsNoFailure)
+{
+    const Outcome outcome = RunProcess(
+        Framegrab(m_folder, {"-frames", "2-3", "-buffers", "stencil,depth", "-quit", "-timeout", "20"},
+                  {"glmark2-es2", "-b", "build", "-s", "320x240"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(FilesIn(m_folder.Path()), ElementsAre("frame000002_depth.png", "frame000003_depth.png"));
+    EXPECT_GT(CountColors(m_folder.File("frame000003_depth.png")), 50U);
+    const std::string said = Said(outcome);
+    const std::string note = "the surface has no stencil buffer";
+    EXPECT_THAT(said, HasSubstr(note));
+    EXPECT_EQ(said.find(note), said.rfind(note)) << said;
+}
+
+TEST_F(OnDisplay, AsManyFramesAsAskedForInTheFormatAskedFor)
+{
+    const Outcome outcome = RunProcess(Framegrab(
+        m_folder, {"-frames", "2-4", "-format", "bmp", "-quit", "-timeout", "20"}, {"es2gears_x11"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(FilesIn(m_folder.Path()),
+                ElementsAre("frame000002.bmp", "frame000003.bmp", "frame000004.bmp"));
+    EXPECT_GT(CountColors(m_folder.File("frame000004.bmp")), 20U);
+    EXPECT_THAT(Said(outcome), HasSubstr("frame000004.bmp  300x300  360054 bytes\n"));
+    EXPECT_THAT(Said(outcome), HasSubstr("3 files, 1080162 bytes, in "));
+}
+
+// -- Where a swap can come from -----------------------------------------------------------------------------
+
+TEST_F(Framegrabbing, SeesEverySwapHoweverItsFunctionWasFound)
+{
+    const struct
+    {
+        const char* name;
+        Words program;
+    } cases[]{
+        {"linked", {LINKED_PATH, "context"}},
+        {"dlsym", {LINKED_PATH, "context", "find:dlsym"}},
+        {"dlsym in all libraries", {LINKED_PATH, "context", "find:default"}},
+        {"dlsym in the program", {LINKED_PATH, "context", "find:program"}},
+        {"eglGetProcAddress", {LINKED_PATH, "context", "find:proc"}},
+        {"eglGetProcAddress found by dlsym", {LINKED_PATH, "context", "find:proc-of-dlsym"}},
+        {"with damage, KHR", {LINKED_PATH, "context", "find:damage-khr"}},
+        {"with damage, EXT", {LINKED_PATH, "context", "find:damage-ext"}},
+        {"linked by a plugin", {PLUGIN_PATH, "context"}},
+        {"dlsym in a plugin", {PLUGIN_PATH, "context", "find:dlsym"}},
+        {"eglGetProcAddress in a plugin", {PLUGIN_PATH, "context", "find:proc"}},
+        {"after all files were closed", {LINKED_PATH, "close-files", "context", "swap:0", "close-files"}},
+        {"from another folder", {LINKED_PATH, "chdir:/", "context"}},
+    };
+    for (const auto& item : cases) {
+        const TemporaryFolder folder;
+        const Outcome outcome =
+            RunProcess(Framegrab(folder, {"-frames", "2"},
+                                 item.program + Words{"clear:ff0000ff", "swap", "clear:0000ffff", "swap",
+                                                      "clear:ff0000ff", "swap"}));
+        EXPECT_EQ(outcome.status, 0) << item.name << ": " << outcome.errors;
+        EXPECT_EQ(outcome.output, "") << item.name;
+        EXPECT_THAT(FilesIn(folder.Path()), ElementsAre("frame000002.png")) << item.name;
+        EXPECT_EQ(OnlyColor(folder.File("frame000002.png")), Blue) << item.name;
+    }
+}
+
+TEST_F(Framegrabbing, LeavesOtherLookupsAlone)
+{
+    // What comes next depends on which library asks.
+    const Outcome outcome =
+        Run({}, Steps({"print-answer", "context", "swap"}), {std::string("LD_PRELOAD=libm.so.6")});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, "42");
+}
+
+TEST_F(Framegrabbing, CapturesTheSurfaceAndLeavesTheBindings)
+{
+    const Outcome outcome =
+        Run({"-buffers", "color,depth,stencil"},
+            Steps({"context", "clear:ff0000ff", "bind-framebuffers", "swap", "print-bindings"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, "draw 1 read 2 error 0\n");
+    EXPECT_EQ(OnlyColor(m_folder.File("frame000001.png")), Red);
+    EXPECT_EQ(OnlyColor(m_folder.File("frame000001_depth.png")), (Pixel{51, 51, 51, 255}));
+    EXPECT_EQ(OnlyColor(m_folder.File("frame000001_stencil.png")), (Pixel{7, 7, 7, 255}));
+}
+
+TEST_F(Framegrabbing, KeepsAlphaOrMakesItOpaque)
+{
+    const Words program = Steps({"context", "clear:00ff0080", "swap"});
+    EXPECT_EQ(Run({}, program).status, 0);
+    EXPECT_EQ(OnlyColor(m_folder.File("frame000001.png")), (Pixel{0, 255, 0, 128}));
+    EXPECT_EQ(Run({"-opaque"}, program).status, 0);
+    EXPECT_EQ(OnlyColor(m_folder.File("frame000001.png")), Green);
+}
+
+TEST_F(Framegrabbing, ThreadsThatSwapAtTheSameTimeShareTheCount)
+{
+    const Outcome outcome = Run({"-frames", "1-12"}, Steps({"context", "threads:4"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    std::map<Pixel, int> colors;
+    for (const std::string& name : FilesIn(m_folder.Path())) {
+        ++colors[OnlyColor(m_folder.File(name))];
+    }
+    EXPECT_EQ(colors, (std::map<Pixel, int>{{Red, 4}, {Green, 4}, {Blue, 4}}));
+}
+
+TEST_F(Framegrabbing, ProcessesThatSwapWriteFilesOfTheirOwn)
+{
+    const std::string linked = LINKED_PATH;
+    const struct
+    {
+        const char* name;
+        Words program;
+    } cases[]{
+        {"a script's two programs",
+         {"sh", "-c", linked + " context clear:ff0000ff swap; " + linked + " context clear:00ff00ff swap"}},
+        {"a fork", Steps({"fork", "context", "clear:ff0000ff", "swap"})},
+        {"a fork of a process that has swapped",
+         Steps({"context", "clear:ff0000ff", "swap", "fork", "context", "swap"})},
+    };
+    for (const auto& item : cases) {
+        const TemporaryFolder folder;
+        const Outcome outcome = RunProcess(Framegrab(folder, {}, item.program));
+        EXPECT_EQ(outcome.status, 0) << item.name << ": " << outcome.errors;
+        EXPECT_THAT(FilesIn(folder.Path()), ElementsAre("frame000001-p2.png", "frame000001.png"))
+            << item.name;
+        EXPECT_EQ(OnlyColor(folder.File("frame000001.png")), Red) << item.name;
+        EXPECT_THAT(Said(outcome), HasSubstr("2 files")) << item.name;
+    }
+}
+
+// -- What cannot be captured --------------------------------------------------------------------------------
+
+TEST_F(Framegrabbing, SaysWhatCannotBeCapturedOnce)
+{
+    const struct
+    {
+        const char* name;
+        Words steps;
+        Words environment;
+        const char* said;
+    } cases[]{
+        {"desktop GL",
+         {"context:gl", "swap:3"},
+         {},
+         "only OpenGL ES 3.0 and later is captured, and this context is"},
+        {"OpenGL ES 2.0",
+         {"context:es2", "swap:3"},
+         {"MESA_GLES_VERSION_OVERRIDE=2.0"},
+         "this context is \"OpenGL ES 2.0"},
+        {"no context", {"context", "release", "swap:3"}, {}, "swaps without a current context"},
+        {"not the current surface",
+         {"context", "swap-other", "swap-other", "swap-other"},
+         {},
+         "a surface is swapped that is not the current one"},
+    };
+    for (const auto& item : cases) {
+        const Outcome outcome = Run({"-frames", "1-3"}, Steps(item.steps), item.environment);
+        const std::string said = Said(outcome);
+        EXPECT_EQ(outcome.status, 1) << item.name;
+        EXPECT_THAT(said, HasSubstr(item.said)) << item.name;
+        EXPECT_EQ(said.find(item.said), said.rfind(item.said)) << item.name << ": " << said;
+        EXPECT_THAT(said, HasSubstr("not captured whole: frames 1-3\n")) << item.name;
+        EXPECT_THAT(FilesIn(m_folder.Path()), IsEmpty()) << item.name;
+    }
+}
+
+TEST_F(Framegrabbing, APictureThatCannotBeWrittenIsMissed)
+{
+    // Something else has the file's name.
+    fs::create_directory(m_folder.File("frame000002.png"));
+    const Outcome outcome = Run({"-frames", "1-3"}, Steps({"context", "clear:ff0000ff", "swap:3"}));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(Said(outcome), HasSubstr("frame 2: the color buffer was not captured whole (status 1)"));
+    EXPECT_THAT(Said(outcome), HasSubstr("Could not create image file"));
+    EXPECT_THAT(Said(outcome), HasSubstr("not captured whole: frames 2\n"));
+    EXPECT_EQ(OnlyColor(m_folder.File("frame000003.png")), Red);
+}
+
+// -- The program's end --------------------------------------------------------------------------------------
+
+TEST_F(Framegrabbing, TheExitStatusIsTheProgramsUnlessThatIsZero)
+{
+    const struct
+    {
+        const char* name;
+        Words options;
+        Words program;
+        int status;
+        const char* said;
+    } cases[]{
+        {"all is well", {}, Steps({"context", "swap"}), 0, "1 file, "},
+        {"a frame is missing",
+         {"-frames", "1,3"},
+         Steps({"context", "swap:2"}),
+         1,
+         "not captured whole: frames 3\n"},
+        {"the program fails", {}, Steps({"context", "swap", "exit:3"}), 3, "1 file, "},
+        {"the program fails, and a frame is missing",
+         {},
+         Steps({"exit:4"}),
+         4,
+         "ended before it showed a frame"},
+        {"the program is killed",
+         {},
+         Steps({"context", "swap", "signal:11"}),
+         139,
+         "was killed by signal 11 (Segmentation fault)"},
+        {"it ends too early",
+         {"-frames", "60,70"},
+         Steps({"context", "swap:7"}),
+         1,
+         "framegrab_linked ended before frame 60, the first asked for; it showed 7 frames\n"},
+        {"it shows nothing", {}, {"true"}, 1, "true ended before it showed a frame through EGL\n"},
+        {"it loads no library", {}, {STATIC_PATH}, 1, "framegrab_static did not load framegrab's hooks"},
+        {"it does not exist",
+         {},
+         {"/no/such/program"},
+         127,
+         "/no/such/program cannot be started: No such file"},
+        {"it is no program", {}, {"/etc/passwd"}, 126, "/etc/passwd cannot be started: Permission denied"},
+        {"ended after the last frame", {"-quit"}, Steps({"context", "swap", "pause"}), 0, "1 file, "},
+        {"ended after the last frame, which could not be captured",
+         {"-quit", "-frames", "2"},
+         Steps({"context:gl", "swap:2", "pause"}),
+         1,
+         "not captured whole: frames 2\n"},
+        {"it ends by itself before -quit could end it",
+         {"-quit", "-frames", "2"},
+         Steps({"context", "swap", "exit:5"}),
+         5,
+         "not captured whole: frames 2\n"},
+        {"the last frame never comes",
+         {"-timeout", "0.5", "-frames", "1-2"},
+         Steps({"context", "swap", "pause"}),
+         1,
+         "frame 2 has not come within 0.5 seconds; ending framegrab_linked\n"},
+        {"a script ends before its program",
+         {},
+         {"sh", "-c", std::string("(sleep 0.2; exec ") + LINKED_PATH + " context swap) & exit 0"},
+         0,
+         "1 file, "},
+    };
+    for (const auto& item : cases) {
+        const TemporaryFolder folder;
+        const Outcome outcome = RunProcess(Framegrab(folder, item.options, item.program));
+        EXPECT_EQ(outcome.status, item.status) << item.name << ": " << outcome.errors;
+        EXPECT_THAT(Said(outcome), HasSubstr(item.said)) << item.name;
+        EXPECT_LT(outcome.time, 6s) << item.name;
+    }
+}
+
+TEST_F(Framegrabbing, OutputPassesThroughUntouched)
+{
+    const std::string bytes("\0\x1b[1m\xff%s\r\n no line end", 19);
+    const Outcome outcome = Run({}, {"sh", "-c", "cat; printf 'an error' >&2; exit 3"}, {}, bytes);
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_EQ(outcome.output, bytes);
+    EXPECT_TRUE(outcome.errors.starts_with("an error")) << outcome.errors;
+}
+
+TEST_F(Framegrabbing, QuitLosesNoOutputAndLeavesNoProcess)
+{
+    const Outcome outcome = Run({"-quit"}, {"sh", "-c",
+                                            std::string("sleep 1000 & echo $!; (") + LINKED_PATH +
+                                                " print:text context swap pause)"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(outcome.output, testing::EndsWith("\ntext"));
+    EXPECT_FALSE(IsRunning(std::stoi(outcome.output)));
+    EXPECT_LT(outcome.time, 5s);
+}
+
+TEST_F(Framegrabbing, QuitEndsAProgramThatDoesNotWantTo)
+{
+    const Outcome outcome =
+        Run({"-quit"},
+            {"sh", "-c", std::string("trap '' TERM; ") + LINKED_PATH + " context swap pause; sleep 1000"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_LT(outcome.time, 10s);
+}
+
+TEST_F(Framegrabbing, SignalsReachTheProgram)
+{
+    ChildProcess framegrab(Framegrab(
+        m_folder, {},
+        {"sh", "-c", "trap 'echo interrupted; exit 7' INT; echo ready; while :; do sleep 0.05; done"}));
+    ASSERT_TRUE(WaitFor([&] { return framegrab.Output() == "ready\n"; }));
+    kill(framegrab.Id(), SIGINT);
+    const Outcome outcome = framegrab.Wait();
+    EXPECT_EQ(outcome.output, "ready\ninterrupted\n");
+    EXPECT_EQ(outcome.status, 7);
+}
+
+// -- The command line ---------------------------------------------------------------------------------------
+
+TEST_F(Framegrabbing, RefusesACommandLineItDoesNotUnderstand)
+{
+    std::ofstream(m_folder.File("file")) << "not a folder";
+    const struct
+    {
+        Words arguments;
+        const char* said;
+    } cases[]{
+        {{}, "no program was given"},
+        {{"-quit", "--"}, "no program was given"},
+        {{"es2tri"}, "\"es2tri\" is not an option"},
+        {{"-frobnicate", "--", "true"}, "unknown option \"-frobnicate\""},
+        {{"-quit=1", "--", "true"}, "the option -quit takes no value"},
+        {{"-frames", "--", "true"}, "-frames: \"\" is neither"},
+        {{"-frames", "1,x", "--", "true"}, "-frames: \"x\" is neither"},
+        {{"-frames", "9-3", "--", "true"}, "-frames: the range \"9-3\" runs backwards"},
+        {{"-buffers", "color,alpha", "--", "true"}, "-buffers: \"alpha\" is none of"},
+        {{"-format", "gif", "--", "true"}, "-format: \"gif\" is neither png nor bmp"},
+        {{"-timeout", "soon", "--", "true"}, "-timeout: \"soon\" is not a number of seconds"},
+        {{"-timeout", "0", "--", "true"}, "-timeout: \"0\" is not a number of seconds"},
+        {{"-timeout", "-1", "--", "true"}, "unknown option \"-1\""},
+        {{"-output", "", "--", "true"}, "-output: it needs the path of a folder"},
+        {{"-output", R"(a "b" c)", "--", "true"}, R"(the argument 'a "b" c' cannot be passed on)"},
+        {{"-output", m_folder.File("file"), "--", "true"}, "file\" is not a folder"},
+        {{"-output", m_folder.File("file/below"), "--", "true"}, "cannot be made: Not a directory"},
+        {{"-output", "/proc", "--", "true"}, "the output folder \"/proc\" cannot be written"},
+    };
+    for (const auto& item : cases) {
+        const Outcome outcome = RunProcess(Words{FRAMEGRAB_PATH} + item.arguments);
+        EXPECT_EQ(outcome.status, 2) << item.said << outcome.errors;
+        EXPECT_THAT(Said(outcome), HasSubstr(item.said));
+        EXPECT_EQ(Said(outcome), outcome.errors);
+    }
+}
+
+TEST_F(Framegrabbing, TakesBlanksInPaths)
+{
+    // The tool and its libraries in a folder with a blank and a colon, which LD_PRELOAD has no way to write.
+    const fs::path tool(FRAMEGRAB_PATH);
+    const fs::path copy = m_folder.Path() / "a b:c";
+    fs::create_directories(copy / "bin");
+    fs::create_directories(copy / "lib");
+    fs::copy(tool, copy / "bin");
+    for (const auto& entry : fs::directory_iterator(tool.parent_path().parent_path() / "lib")) {
+        if (entry.path().filename().string().find(".so") != std::string::npos) {
+            fs::copy(entry.path(), copy / "lib");
+        }
+    }
+    const Outcome outcome =
+        RunProcess(Words{copy / "bin/framegrab", "-output", m_folder.File("new folder/x y"), "--"} +
+                   Steps({"context", "clear:ff0000ff", "swap"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(OnlyColor(m_folder.File("new folder/x y/frame000001.png")), Red);
+}
+
+TEST_F(Framegrabbing, NamesTheFolderAfterTheProgramAndTheTimeAndLeavesNoEmptyOne)
+{
+    const Words command = {"sh",           "-c", R"(cd "$0" && exec "$@")", m_folder.Path().string(),
+                           FRAMEGRAB_PATH, "--"};
+    EXPECT_EQ(RunProcess(command + Words{"true"}).status, 1);
+    EXPECT_THAT(FilesIn(m_folder.Path()), IsEmpty());
+
+    EXPECT_EQ(RunProcess(command + Steps({"context", "swap"})).status, 0);
+    EXPECT_THAT(FilesIn(m_folder.Path()),
+                ElementsAre(testing::MatchesRegex("framegrab_linked-[0-9]{8}T[0-9]{6}Z")));
+}
+
+} // namespace

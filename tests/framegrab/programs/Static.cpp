@@ -1,0 +1,3 @@
+// A program that loads no library.
+
+int main() {}
