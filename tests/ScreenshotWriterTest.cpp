@@ -1,5 +1,6 @@
 #include "Util/ScreenshotWriter.h"
 
+#include "support/FailingAllocation.h"
 #include "support/Image.h"
 #include "support/RecordingLog.h"
 #include "support/TemporaryFolder.h"
@@ -128,7 +129,100 @@ TEST_F(ScreenshotWriterTest, DDS)
     }
 }
 
-TEST_F(ScreenshotWriterTest, PNGIsWhatWasDelivered)
+/// Both encodings keep every promise of a PNG file.
+class PNGTest : public ScreenshotWriterTest, public testing::WithParamInterface<ScreenshotWriter::PNGEncoding>
+{
+protected:
+    PNGTest() { ScreenshotWriter::SetPNGEncoding(GetParam()); }
+    ~PNGTest() override { ScreenshotWriter::SetPNGEncoding(ScreenshotWriter::PNGSmall); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Encodings, PNGTest,
+                         testing::Values(ScreenshotWriter::PNGSmall, ScreenshotWriter::PNGFast),
+                         [](const auto& row) {
+                             return row.param == ScreenshotWriter::PNGFast ? "Fast" : "Small";
+                         });
+
+std::vector<std::uint8_t> Noise(std::size_t size)
+{
+    std::vector<std::uint8_t> noise(size);
+    std::uint32_t seed = 1;
+    std::generate(noise.begin(), noise.end(), [&seed] { return (seed = seed * 1664525 + 1013904223) >> 24; });
+    return noise;
+}
+
+TEST_P(PNGTest, EverySmallSizeOfBothColourTypes)
+{
+    const std::string path = m_folder.File("image.png");
+    for (std::uint32_t width = 1; width <= 17; ++width) {
+        for (std::uint32_t height = 1; height <= 17; ++height) {
+            for (const std::size_t channels : {4U, 1U}) {
+                const auto pixels = Noise(channels * width * height);
+                ASSERT_EQ(m_writer.CreatePNGFile(path, width, height, channels == 4), 0U);
+                ASSERT_EQ(m_writer.WriteImageData(pixels.data(), pixels.size()), 0U);
+                ASSERT_EQ(m_writer.CloseFile(), 0U);
+                const auto image = TestSupport::LoadImage(path);
+                ASSERT_EQ(image.pixels.size(), std::size_t{width} * height);
+                for (std::size_t i = 0; i < image.pixels.size(); ++i) {
+                    const auto* p = &pixels[i * channels];
+                    const auto expected = channels == 4 ? TestSupport::Pixel{p[2], p[1], p[0], p[3]}
+                                                        : TestSupport::Pixel{p[0], p[0], p[0], 255};
+                    ASSERT_EQ(image.pixels[i], expected) << width << " x " << height << ", pixel " << i;
+                }
+            }
+        }
+    }
+}
+
+TEST_P(PNGTest, RowsOfMegabytesAndAMillionRows)
+{
+    // Noise compresses least: the file may exceed the pixels by a hundredth at most.
+    for (const auto& [width, height] : {std::pair{1000000U, 3U}, {1U, 1000000U}, {777U, 555U}}) {
+        SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
+        const std::string path = m_folder.File("image.png");
+        const auto pixels = Noise(std::size_t{4} * width * height);
+        ASSERT_EQ(m_writer.CreatePNGFile(path, width, height, true), 0U);
+        ASSERT_EQ(m_writer.WriteImageData(pixels.data(), pixels.size()), 0U);
+        ASSERT_EQ(m_writer.CloseFile(), 0U);
+        EXPECT_FALSE(ScreenshotWriter::s_pngFailed);
+        const std::size_t filterBytes = height; // a byte for each row's filter
+        EXPECT_LE(std::filesystem::file_size(path), (pixels.size() + filterBytes) * 101 / 100);
+
+        const auto image = TestSupport::LoadImage(path);
+        ASSERT_EQ(image.pixels.size(), pixels.size() / 4);
+        std::size_t wrong = 0;
+        for (std::size_t i = 0; i < image.pixels.size(); ++i) {
+            const auto* p = &pixels[i * 4];
+            wrong += image.pixels[i] != TestSupport::Pixel{p[2], p[1], p[0], p[3]};
+        }
+        EXPECT_EQ(wrong, 0U);
+    }
+}
+
+TEST_P(PNGTest, AFailedAllocationIsAFailedFile)
+{
+    const auto pixels = Noise(64);
+    std::size_t failures = 0;
+    for (bool hasFailed = true; hasFailed && failures < 10; failures += hasFailed) {
+        const std::string path = m_folder.File("image.png");
+        std::uint32_t status = 0;
+        {
+            const TestSupport::FailingAllocation failing(failures);
+            status = m_writer.CreatePNGFile(path, 4, 4, true);
+            if (status == 0) {
+                m_writer.WriteImageData(pixels.data(), pixels.size());
+                m_writer.CloseFile();
+            }
+            hasFailed = failing.HasFailed();
+        }
+        EXPECT_EQ(status != 0 || ScreenshotWriter::s_pngFailed, hasFailed) << failures;
+        EXPECT_EQ(m_writer.CloseFile(), 9U);
+    }
+    EXPECT_GE(failures, 2U);
+    EXPECT_EQ(TestSupport::LoadImage(m_folder.File("image.png")).width, 4);
+}
+
+TEST_P(PNGTest, IsWhatWasDelivered)
 {
     for (const bool rgba : {true, false}) {
         const std::string path = m_folder.File("image.png");
@@ -153,7 +247,7 @@ TEST_F(ScreenshotWriterTest, PNGIsWhatWasDelivered)
     }
 }
 
-TEST_F(ScreenshotWriterTest, PNGRowsNeverDeliveredAreZero)
+TEST_P(PNGTest, RowsNeverDeliveredAreZero)
 {
     // Memory that held something before must not show.
     {
@@ -246,17 +340,22 @@ TEST_F(ScreenshotWriterTest, AFullDiskIsNotASuccess)
     ASSERT_EQ(m_writer.CreateBMPFile(FullDisk, 512, 512), 0U);
     EXPECT_EQ(m_writer.WriteImageData(bytes.data(), bytes.size()), 1U);
     m_writer.CloseFile();
+}
 
-    // A PNG of noise is larger than any buffer: the encoder fails.
-    TestSupport::ClearLog();
+TEST_P(PNGTest, AFullDiskIsNotASuccess)
+{
+    // Noise is larger than any buffer: the encoder fails.
+    const auto noise = Noise(1 << 20);
     ASSERT_EQ(m_writer.CreatePNGFile(FullDisk, 512, 512, true), 0U);
-    std::vector<std::uint8_t> noise(bytes.size());
-    std::uint32_t seed = 1;
-    std::generate(noise.begin(), noise.end(), [&seed] { return (seed = seed * 1664525 + 1013904223) >> 24; });
     EXPECT_EQ(m_writer.WriteImageData(noise.data(), noise.size()), 0U);
     m_writer.CloseFile();
     EXPECT_TRUE(ScreenshotWriter::s_pngFailed);
     EXPECT_THAT(TestSupport::LogTexts(), ElementsAre(LibpngFailed));
+
+    // One that fits into the stream's buffer fails when that is flushed, and is the close's to tell.
+    ASSERT_EQ(m_writer.CreatePNGFile(FullDisk, 1, 1, true), 0U);
+    EXPECT_EQ(m_writer.WriteImageData(noise.data(), 4), 0U);
+    EXPECT_EQ(m_writer.CloseFile(), 1U);
 }
 
 TEST_F(ScreenshotWriterTest, ClosesTheFileThatIsStillOpen)

@@ -1,6 +1,9 @@
 #include "Util/ScreenshotWriter.h"
 
 #include "Util/Logging.h"
+#ifdef UTIL_WITH_ISAL
+#include "Util/PngFastImage.h"
+#endif
 
 #include <png.h>
 
@@ -23,6 +26,8 @@ constexpr FourCC DX10FourCC{'D', 'X', '1', '0'};
 
 /// A signal handler may touch atomics only while they are free of locks.
 static_assert(std::atomic<bool>::is_always_lock_free);
+
+std::atomic<ScreenshotWriter::PNGEncoding> s_pngEncoding{ScreenshotWriter::PNGSmall};
 
 /// The handler has seen a `SIGABRT` that is not in the log yet.
 std::atomic<bool> s_abortIsUnlogged{false};
@@ -66,8 +71,15 @@ private:
 // libpng leaves a function by longjmp when it meets a fatal error, into the frame that called setjmp. These
 // frames hold no object with a destructor, and nothing that libpng calls does either.
 
-bool WritePngInfo(png_structp png, png_infop info, FILE* file, std::uint32_t width, std::uint32_t height,
-                  bool rgba)
+struct PngHeader
+{
+    std::uint32_t width;
+    std::uint32_t height;
+    bool rgba;
+    ScreenshotWriter::PNGEncoding encoding;
+};
+
+bool WritePngInfo(png_structp png, png_infop info, FILE* file, const PngHeader& header)
 {
     if (setjmp(png_jmpbuf(png))) {
         return false;
@@ -75,11 +87,28 @@ bool WritePngInfo(png_structp png, png_infop info, FILE* file, std::uint32_t wid
     png_init_io(png, file);
     png_set_compression_mem_level(png, 9);
     png_set_bgr(png);
-    png_set_IHDR(png, info, width, height, 8, rgba ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_GRAY,
-                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_set_IHDR(png, info, header.width, header.height, 8,
+                 header.rgba ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    if (header.encoding == ScreenshotWriter::PNGFast) {
+        // What libpng itself can do for speed; it counts where ISA-L does not compress the image.
+        png_set_compression_level(png, 1);
+        png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_UP);
+    }
     png_write_info(png, info);
     return true;
 }
+
+#ifdef UTIL_WITH_ISAL
+bool WritePngImageFast(png_structp png, PngFastMemory& memory, const PngImage& image)
+{
+    if (setjmp(png_jmpbuf(png))) {
+        return false;
+    }
+    WritePngFastImage(png, memory, image);
+    return true;
+}
+#endif
 
 bool WritePngImage(png_structp png, png_bytepp rows)
 {
@@ -92,6 +121,16 @@ bool WritePngImage(png_structp png, png_bytepp rows)
 }
 
 } // namespace
+
+void ScreenshotWriter::SetPNGEncoding(PNGEncoding encoding)
+{
+    s_pngEncoding = encoding == PNGFast ? PNGFast : PNGSmall;
+}
+
+ScreenshotWriter::PNGEncoding ScreenshotWriter::GetPNGEncoding()
+{
+    return s_pngEncoding;
+}
 
 ScreenshotWriter::~ScreenshotWriter()
 {
@@ -246,7 +285,8 @@ std::uint32_t ScreenshotWriter::WritePNGHeader(std::uint32_t width, std::uint32_
         png_destroy_write_struct(&png, nullptr);
         return StatusFailure;
     }
-    if (!WritePngInfo(png, info, m_pFile, width, height, rgba)) {
+    const PNGEncoding encoding = GetPNGEncoding();
+    if (!WritePngInfo(png, info, m_pFile, {width, height, rgba, encoding})) {
         LogPngFailure();
         s_pngFailed = true;
     }
@@ -270,6 +310,7 @@ std::uint32_t ScreenshotWriter::WritePNGHeader(std::uint32_t width, std::uint32_
     m_ppPngRows = rows;
     m_pngImageSize = rowBytes * height;
     m_pngImageUsed = 0;
+    m_pngEncoding = encoding;
     return StatusSuccess;
 }
 
@@ -317,7 +358,7 @@ void ScreenshotWriter::FinalizePNG()
     if (m_pPng) {
         if (m_pPngImage && m_ppPngRows) {
             std::memset(m_pPngImage + m_pngImageUsed, 0, m_pngImageSize - m_pngImageUsed);
-            if (!WritePngImage(m_pPng, m_ppPngRows)) {
+            if (!EncodePNG()) {
                 LogPngFailure();
                 s_pngFailed = true;
             }
@@ -339,6 +380,22 @@ void ScreenshotWriter::LibPngSignalHandler(int signal)
         s_pngFailed = true;
         s_abortIsUnlogged = true;
     }
+}
+
+bool ScreenshotWriter::EncodePNG()
+{
+#ifdef UTIL_WITH_ISAL
+    if (m_pngEncoding == PNGFast) {
+        const std::size_t height = png_get_image_height(m_pPng, m_pPngInfo);
+        const PngFastMemoryPtr memory = AllocatePngFastMemory();
+        return memory && WritePngImageFast(m_pPng, *memory,
+                                           {.pixels = m_pPngImage,
+                                            .rowBytes = m_pngImageSize / height,
+                                            .height = height,
+                                            .pixelBytes = png_get_channels(m_pPng, m_pPngInfo)});
+    }
+#endif
+    return WritePngImage(m_pPng, m_ppPngRows);
 }
 
 /// What every create operation does once its header has, or has not, been written.

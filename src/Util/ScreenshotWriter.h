@@ -49,6 +49,21 @@ public:
         StatusNotOpen = 9,           ///< no file is open
     };
 
+    /// How the images of PNG files are compressed.
+    enum PNGEncoding : std::uint32_t
+    {
+        PNGSmall = 0, ///< libpng's defaults
+        PNGFast = 1,  ///< an order of magnitude faster, files a quarter larger; the pixels are the same
+    };
+
+    /// Chooses the encoding of all PNG files of the process that are created from now on. `PNGSmall` until then.
+    ///
+    /// @param encoding  any value but `PNGFast` is taken as `PNGSmall`
+    /// @note Any thread. `PNGFast` compresses with ISA-L; built without it, with zlib at its fastest level.
+    static void SetPNGEncoding(PNGEncoding encoding);
+
+    static PNGEncoding GetPNGEncoding();
+
     ScreenshotWriter() = default;
     ScreenshotWriter(const ScreenshotWriter&) = delete;
     ScreenshotWriter& operator=(const ScreenshotWriter&) = delete;
@@ -158,8 +173,10 @@ protected:
     std::uint8_t** m_ppPngRows = nullptr; ///< start of each row in `m_pPngImage`
     std::size_t m_pngImageSize = 0;       ///< bytes that `m_pPngImage` holds
     std::size_t m_pngImageUsed = 0;       ///< bytes delivered so far
+    PNGEncoding m_pngEncoding = PNGSmall; ///< of the open PNG file
 
 private:
+    bool EncodePNG();
     std::uint32_t FinishHeader(std::uint32_t status, ImageFormat format);
     void InstallAbortHandler();
     void RestoreAbortHandler();
