@@ -2,8 +2,8 @@
 //
 //     CompressedFile pack|unpack lz77|lz4 IN OUT
 //
-// A packed file is a row of blocks, each behind a header; a header of zeros ends it. The compressors add nothing
-// around a block, so its sizes are here, and a checksum too, since an LZ4 block has none.
+// A packed file is a row of blocks, each behind a header; a header of zeros ends it. The compressors add
+// nothing around a block, so its sizes are here, and a checksum too, since an LZ4 block has none.
 
 #include "Util/CompressorLZ4.h"
 #include "Util/CompressorLZ77.h"
@@ -86,7 +86,8 @@ void Unpack(Util::Compressor& compressor, std::istream& in, std::ostream& out)
         if (header.rawSize == 0 && header.storedSize == 0 && header.checksum == 0) {
             return;
         }
-        // Nothing in the file is believed before it is checked; Decode stays inside the capacity that it is told.
+        // Nothing in the file is believed before it is checked; Decode stays inside the capacity that it is
+        // told.
         std::uint32_t rawSize = 0;
         if (header.rawSize > BlockSize || header.storedSize > MaxStoredSize ||
             Read(in, stored.data(), header.storedSize) != header.storedSize ||

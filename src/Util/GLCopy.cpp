@@ -39,8 +39,9 @@ void DefineTexture(GLuint texture, const ImageLayout& layout, Size size)
     GL::TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
     GL::TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
     GL::TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    // A size beyond the limit should raise an error and nothing else, but Mesa 22 overflows its stack on one of
-    // 31 bits. Without storage the texture makes its framebuffer incomplete, which is the error that counts.
+    // A size beyond the limit should raise an error and nothing else, but Mesa 22 overflows its stack on one
+    // of 31 bits. Without storage the texture makes its framebuffer incomplete, which is the error that
+    // counts.
     const GLint limit = GetInteger(GL_MAX_TEXTURE_SIZE);
     if (size.width <= limit && size.height <= limit) {
         GL::TexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(layout.internalFormat), size.width, size.height,

@@ -32,9 +32,9 @@ struct CmdLineArgs
 
 /// Takes a command line apart.
 ///
-/// Tokens stand between white space (`isspace`). One that begins with a double quote extends to the next double
-/// quote, or to the end of the line, and may hold anything else; there is no escape. Any other ends before white
-/// space or at an equals sign, one as its first byte excepted.
+/// Tokens stand between white space (`isspace`). One that begins with a double quote extends to the next
+/// double quote, or to the end of the line, and may hold anything else; there is no escape. Any other ends
+/// before white space or at an equals sign, one as its first byte excepted.
 ///
 /// | token | meaning |
 /// |---|---|
@@ -43,16 +43,16 @@ struct CmdLineArgs
 /// | `name=` | nothing, it is dropped |
 /// | `word`, `"quoted word"` | value of the last option with a value, if that has none yet; else an argument |
 ///
-/// Between an option and its value there may be options without a value. The last value of an option counts. A
-/// value that begins with a dash must be quoted; the closing quote may be missing at the end of the line only for a
-/// word that does not begin with a dash, since that is taken for an option.
+/// Between an option and its value there may be options without a value. The last value of an option counts.
+/// A value that begins with a dash must be quoted; the closing quote may be missing at the end of the line
+/// only for a word that does not begin with a dash, since that is taken for an option.
 ///
 /// @param commandLine  may be one of the strings of `args`
 /// @param args         names and results
-/// @return true once the whole line was read. False at an option that is not declared, or is not one with a value
-///         but is followed by an equals sign: `m_error` holds it then, `m_flags` too if it is the name of an option
-///         without a value, and what came before it is kept. False with `m_error` untouched when `args` is null or
-///         memory runs out.
+/// @return true once the whole line was read. False at an option that is not declared, or is not one with a
+///         value but is followed by an equals sign: `m_error` holds it then, `m_flags` too if it is the name
+///         of an option without a value, and what came before it is kept. False with `m_error` untouched when
+///         `args` is null or memory runs out.
 /// @note Throws and logs nothing; any thread, as long as no other uses `args`.
 UTIL_EXPORT bool ParseCmdLine(const std::string& commandLine, CmdLineArgs* args);
 

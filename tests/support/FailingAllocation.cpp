@@ -67,8 +67,8 @@ extern "C" int inflateInit_(z_stream* stream, const char* version, int streamSiz
     return Real(&inflateInit_, "inflateInit_")(stream, version, streamSize);
 }
 
-// All of them, since a sanitizer checks that memory goes back the way it came, and since its own throwing forms end the
-// process where they find no memory.
+// All of them, since a sanitizer checks that memory goes back the way it came, and since its own throwing
+// forms end the process where they find no memory.
 
 void* operator new(std::size_t size)
 {
