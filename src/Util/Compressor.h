@@ -47,8 +47,7 @@ public:
     /// @param dst      out: the start of the internal buffer
     /// @param dstSize  out: size of the compressed block in bytes
     /// @return true with both stored; false for a null pointer, a size not taken, a source in the internal
-    /// buffer,
-    ///         or no memory
+    ///         buffer, or no memory
     virtual bool Encode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t** dst,
                         std::uint32_t* dstSize) = 0;
 
@@ -86,8 +85,7 @@ public:
     /// @param capacity     room at `dst` in bytes; 0 is enough for an empty block
     /// @param decodedSize  out: size of the raw block in bytes
     /// @return true for a block that is complete and intact, as far as the codec can tell, and fits; each
-    /// compressor
-    ///         says what its codec checks
+    ///         compressor says what its codec checks
     virtual bool Decode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
                         std::uint32_t capacity, std::uint32_t* decodedSize) = 0;
 

@@ -18,7 +18,7 @@ public:
     /// As in `Compressor`. The internal buffer grows to `LZ4_compressBound(srcSize)` bytes.
     ///
     /// @param srcSize  1 to 2^31 - 1. Above `LZ4_MAX_INPUT_SIZE` LZ4 cannot compress: false, with nothing
-    /// logged
+    ///                 logged
     bool Encode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t** dst,
                 std::uint32_t* dstSize) override;
 
@@ -27,8 +27,7 @@ public:
     /// @param dst      room for `*dstSize` bytes
     /// @param dstSize  in only: the exact raw size, less than 2^31
     /// @return true when the whole block decoded to exactly `*dstSize` bytes. Damage that keeps the structure
-    /// of the
-    ///         block whole is not noticed
+    ///         of the block whole is not noticed
     bool Decode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
                 std::uint32_t* dstSize) override;
 

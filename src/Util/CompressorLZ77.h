@@ -14,16 +14,14 @@ public:
     /// @param quality     chooses the zlib level, see `GetLZ77Quality`
     /// @param bufferSize  capacity of the internal buffer at the start, in bytes
     /// @param chunkSize   bytes of input and of output room that each call of zlib gets. While compressing,
-    /// the
-    ///                    stream is flushed (`Z_SYNC_FLUSH`) after each chunk but the last, which costs about
-    ///                    5 bytes a chunk. 2^31 and more stands for the rest of the block. With 0 nothing can
-    ///                    be done: every `Encode` and `Decode` is refused. A stream made with any chunk size
-    ///                    is decoded with any other.
+    ///                    the stream is flushed (`Z_SYNC_FLUSH`) after each chunk but the last, which costs
+    ///                    about 5 bytes a chunk. 2^31 and more stands for the rest of the block. With 0
+    ///                    nothing can be done: every `Encode` and `Decode` is refused. A stream made with any
+    ///                    chunk size is decoded with any other.
     LZ77Compressor(CompressorQuality quality, std::uint32_t bufferSize, std::uint32_t chunkSize);
 
     /// @return the zlib level: 0 (store only) for `QualityNone`, 1 for `QualityLow`, 9 for `QualityHigh`,
-    /// otherwise
-    ///         -1, which is zlib's default
+    ///         otherwise -1, which is zlib's default
     [[nodiscard]] int GetLZ77Quality() const;
 
     using Compressor::Decode;

@@ -7,8 +7,7 @@ namespace Util {
 /// Keeps exceptions, which a host need not be built for, inside the library.
 ///
 /// @param work  what is to be done; the exceptions that it may meet are those of the standard library, in
-/// practice
-///              an allocation that failed
+///              practice an allocation that failed
 /// @return what `work` returns; where it throws, an empty or zero value of that type
 template <typename Work>
 auto NoThrow(Work&& work) noexcept -> decltype(work())

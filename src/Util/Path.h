@@ -27,11 +27,9 @@ UTIL_EXPORT bool IsReadable(const std::string& path);
 /// Since a part ends at a `\` too, `a\b` makes the folders `a` and `a\b`, side by side.
 ///
 /// @param path  relative, at most 4095 bytes; one that begins with a separator is refused, as the part before
-/// it
-///              has no name
+///              it has no name
 /// @return whether every part exists now; if not, `errno` is as `mkdir` left it (`ENAMETOOLONG` for a path
-/// too
-///         long, `EINVAL` for one with a NUL in it), and folders made on the way stay
+///         too long, `EINVAL` for one with a NUL in it), and folders made on the way stay
 UTIL_EXPORT bool CreateFolder(const std::string& path);
 
 /// Removes a folder with everything in it, however deep, with at most 18 file descriptors, or 3 where the
@@ -42,24 +40,21 @@ UTIL_EXPORT bool CreateFolder(const std::string& path);
 /// there.
 ///
 /// @param path  the folder itself, with separators `/` behind it or not. A link to a folder, a file, the
-/// root, and
-///              a path that ends in `.` or `..` are refused, and nothing is deleted.
+///              root, and a path that ends in `.` or `..` are refused, and nothing is deleted.
 /// @return whether the folder is gone; if not, `errno` is as the call that failed left it (`ESTALE` when a
-/// folder
-///         was moved elsewhere meanwhile, `EINVAL` for a path with a NUL in it), and what was not yet removed
-///         stays
+///         folder was moved elsewhere meanwhile, `EINVAL` for a path with a NUL in it), and what was not yet
+///         removed stays
 UTIL_EXPORT bool DeleteFolder(const std::string& path);
 
 /// @return what is before the last separator; empty where there is none
 UTIL_EXPORT std::string GetDirectory(const std::string& path);
 
 /// @return the last `.` of the whole path, folders included, and what is behind it (`.d/file` for
-/// `dir.d/file`);
-///         the whole path where there is none
+///         `dir.d/file`); the whole path where there is none
 UTIL_EXPORT std::string GetExtension(const std::string& path);
 
 /// @return what is before the last `.` of the whole path, folders included; the whole path where there is
-/// none
+///         none
 UTIL_EXPORT std::string RemoveExtension(const std::string& path);
 
 /// @return what is behind the last separator; the whole path where there is none

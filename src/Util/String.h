@@ -12,7 +12,7 @@
 namespace Util::String {
 
 /// @return a string of the same length: each byte, as a value of 0 to 255, becomes the wide character of that
-/// value
+///         value
 UTIL_EXPORT std::wstring ToWString(const std::string& s);
 
 /// @return a string of the same length: each wide character is cut to its low 8 bits
@@ -22,15 +22,13 @@ UTIL_EXPORT std::string FromWString(const std::wstring& s);
 /// hexadecimal, a leading `0` octal, and it ends at the first byte that does not fit.
 ///
 /// @return the low 32 bits of the number, 0 where the text begins with none. A number outside of 64 bits is
-/// taken
-///         as the nearest that fits, so that one too large gives -1 and one too small 0.
+///         taken as the nearest that fits, so that one too large gives -1 and one too small 0.
 UTIL_EXPORT int ToInt(const std::string& s);
 
 /// @param base  8, 10 or 16
 /// @return the value with its sign in base 10; its 32 bits, unsigned, as `0` and octal digits in base 8 or
-/// `0x` and
-///         lower-case hexadecimal ones in base 16, the prefix being there for 0 too (`00`, `0x0`); empty for
-///         any other base
+///         `0x` and lower-case hexadecimal ones in base 16, the prefix being there for 0 too (`00`, `0x0`);
+///         empty for any other base
 UTIL_EXPORT std::string FromInt(int value, unsigned int base);
 
 /// As `FromInt`, with 64 bits.
@@ -52,7 +50,7 @@ UTIL_EXPORT std::string ToUpper(const std::string& s);
 /// @param delimiters  set of single bytes
 /// @param tokens      gets the tokens behind those that it already holds
 /// @return 0; 6 where `s` or `delimiters` is empty, `tokens` is null or memory ran out: nothing is appended
-/// then
+///         then
 UTIL_EXPORT int Tokenize(const std::string& s, const std::string& delimiters,
                          std::vector<std::string>* tokens);
 

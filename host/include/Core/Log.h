@@ -56,8 +56,7 @@ public:
     /// @param line       source line of the caller
     /// @param file       source file name of the caller
     /// @param decorated  true: the message is a line of its own, with its origin before it and a line end
-    /// behind
-    ///                   it; false: the text goes out as it stands
+    ///                   behind it; false: the text goes out as it stands
     /// @param format     printf format; its arguments follow
     static void Print(LogLevel level, LogZone zone, int line, const char* file, bool decorated,
                       const char* format, ...) __attribute__((format(printf, 6, 7)));

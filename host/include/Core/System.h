@@ -12,7 +12,7 @@ public:
     /// `vsnprintf` with its arguments in place.
     ///
     /// @return the length that the whole text has, without its terminating zero; negative on an encoding
-    /// error
+    ///         error
     static int Snprintf(char* buffer, std::size_t size, const char* format, ...)
         __attribute__((format(printf, 3, 4)));
 };
