@@ -4,7 +4,6 @@
 #include <GLES3/gl31.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <dlfcn.h>
 #include <string_view>
 
@@ -12,14 +11,8 @@ namespace Core {
 
 namespace {
 
-constexpr std::size_t PositionOfGetString()
-{
-    std::size_t position = 0;
-    while (GLESNames[position] != std::string_view("glGetString")) {
-        ++position;
-    }
-    return position;
-}
+constexpr auto PositionOfGetString = static_cast<std::size_t>(
+    std::find(GLESNames.begin(), GLESNames.end(), std::string_view("glGetString")) - GLESNames.begin());
 
 } // namespace
 
@@ -27,7 +20,6 @@ DriverTables::DriverTables(Lookup lookup)
 {
     const auto find = [lookup](const char* name) { return name ? lookup(name) : nullptr; };
 
-    m_getCurrentContext = reinterpret_cast<void* (*)()>(lookup("eglGetCurrentContext"));
     std::transform(EGLNames.begin(), EGLNames.end(), m_egl.begin(), find);
     std::transform(GLESNames.begin(), GLESNames.end(), m_es31.begin(), find);
     std::copy_n(m_es31.begin(), FirstES31, m_es30.begin());
@@ -36,19 +28,7 @@ DriverTables::DriverTables(Lookup lookup)
 
 void* const* DriverTables::GLES() const
 {
-    // Asking GL for its version before every call would cost more than most calls; a context keeps its
-    // version.
-    thread_local const DriverTables* owner = nullptr;
-    thread_local void* context = nullptr;
-    thread_local void* const* table = nullptr;
-
-    void* const current = m_getCurrentContext ? m_getCurrentContext() : nullptr;
-    if (owner != this || context != current || !table) {
-        table = GLES(CurrentVersion());
-        context = current;
-        owner = this;
-    }
-    return table;
+    return GLES(CurrentVersion());
 }
 
 void* const* DriverTables::GLES(int version) const
@@ -62,21 +42,25 @@ void* const* DriverTables::GLES(int version) const
     return version >= 20 ? m_es20.data() : m_none.data();
 }
 
+// Asked anew each time: the answer cannot be kept with the context, since a new context may have the handle of one
+// that is gone. The name of the version is a look-up in the driver, far cheaper than asking EGL for the context, and
+// null where none is current.
 int DriverTables::CurrentVersion() const
 {
-    const auto getString = reinterpret_cast<PFNGLGETSTRINGPROC>(m_es31[PositionOfGetString()]);
-    if (!m_getCurrentContext || !m_getCurrentContext() || !getString) {
+    const auto getString = reinterpret_cast<PFNGLGETSTRINGPROC>(m_es31[PositionOfGetString]);
+    const auto* text = getString ? reinterpret_cast<const char*>(getString(GL_VERSION)) : nullptr;
+
+    // OpenGL ES 3.2, section 20.2: "OpenGL ES N.M vendor-specific information". Desktop GL begins with the number.
+    constexpr std::string_view Prefix = "OpenGL ES ";
+    if (!text || !std::string_view(text).starts_with(Prefix)) {
         return 0;
     }
-    const auto* text = reinterpret_cast<const char*>(getString(GL_VERSION));
-    int major = 0;
-    int minor = 0;
-    // OpenGL ES 3.2, section 20.2: "OpenGL ES N.M vendor-specific information". Desktop GL begins with the
-    // number.
-    if (!text || std::sscanf(text, "OpenGL ES %d.%d", &major, &minor) != 2) {
+    const char* const number = text + Prefix.size();
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    if (!isDigit(number[0]) || number[1] != '.' || !isDigit(number[2])) {
         return 0;
     }
-    return major * 10 + minor;
+    return (number[0] - '0') * 10 + (number[2] - '0');
 }
 
 void* FindInSystemDriver(const char* name)

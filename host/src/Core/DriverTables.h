@@ -30,13 +30,12 @@ public:
     [[nodiscard]] void* const* GLES(int version) const;
 
     /// Version of OpenGL ES that the calling thread's current context offers, e.g. 32; 0 where none is
-    /// current or the context is of another API. Asks the driver each time.
+    /// current or the context is of another API.
     [[nodiscard]] int CurrentVersion() const;
 
 private:
     using GLESTable = std::array<void*, GLESNames.size()>;
 
-    void* (*m_getCurrentContext)() = nullptr;
     std::array<void*, EGLNames.size()> m_egl{};
     GLESTable m_none{};
     GLESTable m_es20{};

@@ -212,7 +212,7 @@ inline constexpr std::array<const char*, 315> GLESNames{
     "glDeleteVertexArrays",
     "glGenVertexArrays",
     "glIsVertexArray",
-    "glGetIntegeri",
+    "glGetIntegeri_v",
     "glBeginTransformFeedback",
     "glEndTransformFeedback",
     "glBindBufferRange",
@@ -257,7 +257,7 @@ inline constexpr std::array<const char*, 315> GLESNames{
     "glWaitSync",
     "glGetInteger64v",
     "glGetSynciv",
-    "glGetInteger64i",
+    "glGetInteger64i_v",
     "glGetBufferParameteri64v",
     "glGenSamplers",
     "glDeleteSamplers",
@@ -342,7 +342,7 @@ inline constexpr std::array<const char*, 315> GLESNames{
     "glValidateProgramPipeline",
     "glGetProgramPipelineInfoLog",
     "glBindImageTexture",
-    "glGetBooleani",
+    "glGetBooleani_v",
     "glMemoryBarrier",
     "glMemoryBarrierByRegion",
     "glTexStorage2DMultisample",
@@ -357,7 +357,7 @@ inline constexpr std::array<const char*, 315> GLESNames{
     "glVertexBindingDivisor",
 };
 
-/// Where each version begins in `GLESNames`.
+/// Where each version begins in `GLESNames`, the reserved place being one of OpenGL ES 3.1.
 inline constexpr std::size_t FirstES30 = 142;
 inline constexpr std::size_t FirstES31 = 246;
 

@@ -1,0 +1,163 @@
+#include "DriverTables.h"
+
+#include "Core/KHRLayer.h"
+#include "support/GLContext.h"
+#include "support/TemporaryFolder.h"
+
+#include <EGL/egl.h>
+#include <GLES3/gl31.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <regex>
+#include <span>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Core::DriverTables;
+
+/// The functions that a Khronos header declares, in its order.
+std::vector<std::string> Declared(const std::string& header)
+{
+    const std::string text = TestSupport::ReadFile(KHRONOS_HEADERS + ("/" + header));
+    const std::regex declaration(R"(APIENTRY ((?:gl|egl)[A-Z]\w*) \()");
+    std::vector<std::string> names;
+    for (std::sregex_iterator match(text.begin(), text.end(), declaration), end; match != end; ++match) {
+        names.push_back((*match)[1]);
+    }
+    return names;
+}
+
+TEST(DriverTables, NamesAreTheHeadersInTheirOrder)
+{
+    const auto check = [](std::span<const char* const> names, const std::vector<std::string>& declared,
+                          std::size_t first) {
+        ASSERT_GE(declared.size(), names.size());
+        for (std::size_t index = 0; index < names.size(); ++index) {
+            EXPECT_EQ(names[index], declared[index]) << "position " << first + index;
+        }
+    };
+    const std::span<const char* const> names(Core::GLESNames);
+    std::vector<std::string> declared = Declared("GLES3/gl31.h");
+    ASSERT_EQ(declared.size(), names.size() - 1);
+    check(names.first(Core::FirstES30), Declared("GLES2/gl2.h"), 0);
+    check(names.first(Core::FirstES31), Declared("GLES3/gl3.h"), 0);
+    EXPECT_EQ(names[Core::FirstES31], nullptr);
+    declared.erase(declared.begin(), declared.begin() + Core::FirstES31);
+    check(names.subspan(Core::FirstES31 + 1), declared, Core::FirstES31 + 1);
+    check(Core::EGLNames, Declared("EGL/egl.h"), 0);
+}
+
+/// What the driver below says when asked for its version; null where no context is current.
+const char* s_version = nullptr;
+
+const GLubyte* GetVersion(GLenum /*name*/)
+{
+    return reinterpret_cast<const GLubyte*>(s_version);
+}
+
+/// A driver that has everything, each function at an address of its own.
+void* Find(const char* name)
+{
+    static std::map<std::string, char> s_functions;
+    return name == std::string("glGetString") ? reinterpret_cast<void*>(&GetVersion) : &s_functions[name];
+}
+
+TEST(DriverTables, VersionOfTheContextDecides)
+{
+    const struct
+    {
+        const char* version;
+        int number;
+        std::size_t count;
+    } cases[] = {
+        {nullptr, 0, 0},
+        {"OpenGL ES 2.0 (a driver)", 20, 142},
+        {"OpenGL ES 3.0", 30, 246},
+        {"OpenGL ES 3.1 a driver", 31, 315},
+        {"OpenGL ES 3.2 a driver 22.3", 32, 315},
+        {"OpenGL ES-CM 1.1", 0, 0},
+        {"4.6 (Compatibility Profile) a driver", 0, 0},
+        {"OpenGL ES ", 0, 0},
+        {"OpenGL ES 3", 0, 0},
+        {"", 0, 0},
+    };
+    const DriverTables tables(&Find);
+    for (const auto& [version, number, count] : cases) {
+        s_version = version;
+        SCOPED_TRACE(version ? version : "no context");
+        EXPECT_EQ(tables.CurrentVersion(), number);
+        void* const* const table = tables.GLES();
+        for (std::size_t index = 0; index < Core::GLESNames.size(); ++index) {
+            const char* const name = Core::GLESNames[index];
+            EXPECT_EQ(table[index], index < count && name ? Find(name) : nullptr) << index;
+        }
+    }
+}
+
+/// Positions that the tables are bound to, whatever the list of names says.
+TEST(DriverTables, Positions)
+{
+    s_version = "OpenGL ES 3.1";
+    const DriverTables tables(&Find);
+    const std::pair<std::size_t, const char*> gles[] = {
+        {0, "glActiveTexture"},
+        {63, "glGetIntegerv"},
+        {92, "glReadPixels"},
+        {141, "glViewport"},
+        {142, "glReadBuffer"},
+        {165, "glBlitFramebuffer"},
+        {167, "glFramebufferTextureLayer"},
+        {170, "glBindVertexArray"},
+        {245, "glGetInternalformativ"},
+        {247, "glDispatchCompute"},
+        {252, "glGetFramebufferParameteriv"},
+        {308, "glGetTexLevelParameteriv"},
+        {314, "glVertexBindingDivisor"},
+    };
+    for (const auto& [position, name] : gles) {
+        EXPECT_EQ(tables.GLES()[position], Find(name)) << name;
+    }
+    EXPECT_EQ(tables.GLES()[246], nullptr);
+    EXPECT_EQ(tables.EGL()[10], Find("eglGetCurrentDisplay"));
+    EXPECT_EQ(tables.EGL()[11], Find("eglGetCurrentSurface"));
+    EXPECT_EQ(tables.EGL()[19], Find("eglQuerySurface"));
+    EXPECT_EQ(tables.EGL()[23], Find("eglWaitNative"));
+}
+
+bool AllNull(void* const* table)
+{
+    return std::all_of(table, table + Core::GLESNames.size(), [](const void* entry) { return !entry; });
+}
+
+TEST(KHRLayer, TablesAreOfTheCurrentContext)
+{
+    EXPECT_TRUE(AllNull(Core::KHRLayer::GLESProc())) << "no context";
+    {
+        const TestSupport::GLContext context;
+        void* const* const table = Core::KHRLayer::GLESProc();
+        EXPECT_EQ(std::count(table, table + Core::GLESNames.size(), nullptr), 1) << "the reserved entry";
+        EXPECT_EQ(table[252], reinterpret_cast<void*>(&glGetFramebufferParameteriv));
+
+        const auto getIntegerv = reinterpret_cast<PFNGLGETINTEGERVPROC>(table[63]);
+        GLint major = 0;
+        getIntegerv(GL_MAJOR_VERSION, &major);
+        EXPECT_EQ(major, 3);
+        const auto getCurrentSurface =
+            reinterpret_cast<PFNEGLGETCURRENTSURFACEPROC>(Core::KHRLayer::EGLProc()[11]);
+        EXPECT_EQ(getCurrentSurface(EGL_DRAW), context.Surface());
+
+        bool isNullElsewhere = false;
+        std::thread([&] { isNullElsewhere = AllNull(Core::KHRLayer::GLESProc()); }).join();
+        EXPECT_TRUE(isNullElsewhere) << "a thread without the context";
+        EXPECT_EQ(Core::KHRLayer::GLESProc(), table);
+    }
+    EXPECT_TRUE(AllNull(Core::KHRLayer::GLESProc())) << "no context any more";
+}
+
+} // namespace
