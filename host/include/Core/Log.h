@@ -51,12 +51,14 @@ public:
         PipeFile = 2,
     };
 
-    /// Prints one message, if level and zone let it through.
+    /// Prints one message, if level and zone let it through. Throws nothing, leaves `errno` alone, and fits a
+    /// message of any length. Where memory is short, the text comes without its origin, or its format instead
+    /// of it. What an output logs while it is given a message is dropped.
     ///
     /// @param line       source line of the caller
     /// @param file       source file name of the caller
-    /// @param decorated  true: the message is a line of its own, with its origin before it and a line end
-    ///                   behind it; false: the text goes out as it stands
+    /// @param decorated  true: the message is a line of its own, with level, zone and origin before it and a
+    ///                   line end behind it; false: the text goes out as it stands
     /// @param format     printf format; its arguments follow
     static void Print(LogLevel level, LogZone zone, int line, const char* file, bool decorated,
                       const char* format, ...) __attribute__((format(printf, 6, 7)));
@@ -72,8 +74,8 @@ public:
 
     using DebuggerSink = void (*)(const char* text);
 
-    /// What the debugger output writes to from now on; null for the system log, which it starts with. Called
-    /// under the logger's lock: a sink must not log.
+    /// What the debugger output writes to from now on; null for the system log, which it starts with. One call
+    /// at a time.
     static void SetDebuggerSink(DebuggerSink sink);
 
     static std::atomic<std::uint32_t> m_level;

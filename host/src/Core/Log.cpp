@@ -3,9 +3,14 @@
 #include "Core/StdioWriter.h"
 #include "LogOutput.h"
 
+#include <cerrno>
+#include <cstddef>
 #include <cstdio>
+#include <cstdlib>
+#include <cxxabi.h>
+#include <memory>
 #include <mutex>
-#include <string>
+#include <new>
 #include <syslog.h>
 #include <utility>
 
@@ -33,69 +38,93 @@ struct Outputs
 Outputs& TheOutputs()
 {
     // Never destroyed: threads may log while the process is being torn down.
-    static auto* const outputs = new Outputs;
+    alignas(Outputs) static std::byte storage[sizeof(Outputs)];
+    static auto* const outputs = new (storage) Outputs;
     return *outputs;
 }
 
-const char* ZoneName(Log::LogZone zone)
+/// Whether this thread is giving a message to an output.
+thread_local bool s_isSending = false;
+
+constexpr std::pair<Log::LogLevel, const char*> LevelNames[] = {
+    {Log::LevelAlways, "message"}, {Log::LevelError, "error"}, {Log::LevelWarning, "warning"},
+    {Log::LevelNotice, "notice"},  {Log::LevelNote, "note"},   {Log::LevelDebug, "debug"},
+};
+
+constexpr std::pair<Log::LogZone, const char*> ZoneNames[] = {
+    {Log::ZoneApplication, "application"},
+    {Log::ZoneCapture, "capture"},
+    {Log::ZoneCore, "core"},
+    {Log::ZoneData, "data"},
+    {Log::ZonePlayback, "playback"},
+    {Log::ZoneUtil, "util"},
+    {Log::ZoneDll, "dll"},
+    {Log::ZoneStats, "stats"},
+    {Log::ZoneApiCalls, "apicalls"},
+    {Log::ZonePlaybackObjectId, "playbackobjectid"},
+};
+
+template <typename Value, std::size_t Count>
+const char* NameOf(Value value, const std::pair<Value, const char*> (&names)[Count])
 {
-    switch (zone) {
-    case Log::ZoneApplication:
-        return "application";
-    case Log::ZoneCapture:
-        return "capture";
-    case Log::ZoneCore:
-        return "core";
-    case Log::ZoneData:
-        return "data";
-    case Log::ZonePlayback:
-        return "playback";
-    case Log::ZoneUtil:
-        return "util";
-    case Log::ZoneDll:
-        return "dll";
-    case Log::ZoneStats:
-        return "stats";
-    case Log::ZoneApiCalls:
-        return "apicalls";
-    case Log::ZonePlaybackObjectId:
-        return "playbackobjectid";
+    for (const auto& [named, name] : names) {
+        if (named == value) {
+            return name;
+        }
     }
-    return "zone";
+    return "?";
 }
 
-const char* LevelName(Log::LogLevel level)
+struct Free
 {
-    switch (level) {
-    case Log::LevelAlways:
-        return "message";
-    case Log::LevelError:
-        return "error";
-    case Log::LevelWarning:
-        return "warning";
-    case Log::LevelNotice:
-        return "notice";
-    case Log::LevelNote:
-        return "note";
-    case Log::LevelDebug:
-        return "debug";
-    }
-    return "level";
+    void operator()(char* text) const { std::free(text); }
+};
+using Text = std::unique_ptr<char, Free>;
+
+/// @return null where memory is short or the arguments cannot be printed
+Text Format(const char* format, va_list arguments) __attribute__((format(printf, 1, 0)));
+Text Format(const char* format, va_list arguments)
+{
+    char* text = nullptr;
+    return Text(vasprintf(&text, format, arguments) < 0 ? nullptr : text);
 }
 
-std::string Format(const char* format, va_list arguments) __attribute__((format(printf, 1, 0)));
-std::string Format(const char* format, va_list arguments)
+Text Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
+Text Format(const char* format, ...)
 {
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    std::string text;
-    if (length > 0) {
-        text.resize(static_cast<std::size_t>(length));
-        std::vsnprintf(text.data(), text.size() + 1, format, again);
-    }
-    va_end(again);
+    va_list arguments;
+    va_start(arguments, format);
+    Text text = Format(format, arguments);
+    va_end(arguments);
     return text;
+}
+
+/// Gives a message to one output, whose failure must not reach the caller of the logger, nor the other outputs.
+template <typename Send>
+void Try(Send&& send)
+{
+    try {
+        send();
+    } catch (const abi::__forced_unwind&) {
+        throw; // The thread is being cancelled, which must go on.
+    } catch (...) {
+    }
+}
+
+void Send(std::uint32_t pipes, const char* text)
+{
+    const auto isOn = [pipes](Log::LogIOPipe pipe) { return (pipes >> pipe & 1U) != 0; };
+    Outputs& outputs = TheOutputs();
+    const std::scoped_lock lock(outputs.mutex);
+    if (isOn(Log::PipeConsole)) {
+        std::fputs(text, stderr);
+    }
+    if (isOn(Log::PipeFile) && outputs.file) {
+        Try([&] { outputs.file->Write(text); });
+    }
+    if (isOn(Log::PipeDebugger)) {
+        Try([&] { outputs.debugger(text); });
+    }
 }
 
 template <typename Mask>
@@ -118,30 +147,23 @@ void PrintMessage(Log::LogLevel level, Log::LogZone zone, SourcePlace place, boo
 {
     const std::uint32_t pipes = Log::m_ioPipeMask;
     const bool zoneIsOn = zone < 64 && (Log::m_zoneMask >> zone & 1U) != 0;
-    if (level > Log::m_level || !zoneIsOn || pipes == 0) {
+    if (level > Log::m_level || !zoneIsOn || pipes == 0 || s_isSending) {
         return;
     }
-
-    std::string text = Format(format, arguments);
+    const int error = errno;
+    const Text message = Format(format, arguments);
+    const char* text = message ? message.get() : format;
+    Text line;
     if (decorated) {
-        std::string origin = std::string(LevelName(level)) + " [" + ZoneName(zone) + "] ";
-        if (place.file) {
-            origin += std::string(place.file) + ":" + std::to_string(place.line) + ": ";
-        }
-        text = origin + text + "\n";
+        const char* const levelName = NameOf(level, LevelNames);
+        const char* const zoneName = NameOf(zone, ZoneNames);
+        line = place.file ? Format("%s [%s] %s:%d: %s\n", levelName, zoneName, place.file, place.line, text)
+                          : Format("%s [%s] %s\n", levelName, zoneName, text);
     }
-
-    Outputs& outputs = TheOutputs();
-    const std::scoped_lock lock(outputs.mutex);
-    if (pipes >> Log::PipeDebugger & 1U) {
-        outputs.debugger(text.c_str());
-    }
-    if (pipes >> Log::PipeConsole & 1U) {
-        std::fputs(text.c_str(), stderr);
-    }
-    if ((pipes >> Log::PipeFile & 1U) && outputs.file) {
-        outputs.file->Write(text.c_str());
-    }
+    s_isSending = true;
+    Send(pipes, line ? line.get() : text);
+    s_isSending = false;
+    errno = error;
 }
 
 void Log::Print(LogLevel level, LogZone zone, int line, const char* file, bool decorated, const char* format,
@@ -167,7 +189,7 @@ void Log::SetFileWriter(std::shared_ptr<StdioWriter> writer)
 {
     Outputs& outputs = TheOutputs();
     const std::scoped_lock lock(outputs.mutex);
-    outputs.file = std::move(writer);
+    outputs.file.swap(writer); // The one before is closed by the caller's end of the call, without the lock.
 }
 
 void Log::SetDebuggerSink(DebuggerSink sink)

@@ -1,0 +1,94 @@
+#include "Util/LogUtils.h"
+
+#include "host/LogFixture.h"
+
+#include <fstream>
+
+namespace {
+
+using namespace Util;
+using Core::Log;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+class LogUtilsOnHost : public TestSupport::LogFixture
+{};
+
+TEST_F(LogUtilsOnHost, LogFile)
+{
+    const std::string fileName = m_folder.File("trace.log");
+    std::ofstream(fileName) << "of the last run\n";
+    Log::m_ioPipeMask = 1U << Log::PipeFile;
+    {
+        const auto writer = LoggerCreateStdioWriter(m_folder.File("trace"));
+        EXPECT_EQ(TestSupport::ReadFile(fileName), "");
+        Log::SetFileWriter(writer);
+        Log::Print(Log::LevelError, Log::ZoneApplication, 7, "Host.cpp", true, "one");
+        EXPECT_EQ(TestSupport::ReadFile(fileName), "error [application] Host.cpp:7: one\n")
+            << "flushed at once";
+        std::ofstream(fileName, std::ios::app) << "by another process\n";
+    }
+    Log::Print(Log::LevelError, Log::ZoneApplication, 8, "Host.cpp", true, "two");
+    EXPECT_EQ(TestSupport::ReadFile(fileName), "error [application] Host.cpp:7: one\n"
+                                               "by another process\n"
+                                               "error [application] Host.cpp:8: two\n");
+    EXPECT_EQ(Log::m_ioPipeMask, 1U << Log::PipeFile);
+}
+
+TEST_F(LogUtilsOnHost, LogFileThatCannotBeOpened)
+{
+    Log::m_ioPipeMask = 1U << Log::PipeFile | 1U << Log::PipeConsole;
+    const std::string console = OnConsole([&] {
+        const auto writer = LoggerCreateStdioWriter(m_folder.File("missing/trace"));
+        ASSERT_TRUE(writer);
+        EXPECT_EQ(writer->Write("text"), 1U);
+    });
+    EXPECT_THAT(console, StartsWith("warning [application] LogUtils.cpp:"));
+    EXPECT_THAT(console, EndsWith(": Could not open logger writer, turning off file logging.\n"));
+    EXPECT_EQ(Log::m_ioPipeMask, 1U << Log::PipeConsole);
+    EXPECT_EQ(InFile(), "");
+}
+
+TEST_F(LogUtilsOnHost, WarningsAreSeenWithEverythingOff)
+{
+    Log::m_level = Log::LevelAlways;
+    Log::m_zoneMask = 0;
+    Log::m_ioPipeMask = 1U << Log::PipeConsole;
+    EXPECT_EQ(OnConsole([] { ParseCmdArgsLogLevel("9"); }),
+              "Unrecognized -loglevel value: 9.  Skipping log level override.");
+    EXPECT_EQ(OnConsole([] { ParseCmdArgsLogZone("x"); }),
+              "warning [core] Unrecognized log zone bitfield: x.\n");
+    EXPECT_EQ(OnConsole([] { ParseCmdArgsLogIOPipe("x"); }),
+              "warning [core] Unrecognized log iopipe bitfield: x.\n");
+    EXPECT_EQ(OnConsole([] { ParseCmdArgsLogZone(""); }), "");
+    EXPECT_EQ(Log::m_level, Log::LevelAlways);
+    EXPECT_EQ(Log::m_zoneMask, 0U);
+}
+
+TEST_F(LogUtilsOnHost, OptionsDecideWhatIsPrinted)
+{
+    ParseCmdArgsLogLevel("3");
+    ParseCmdArgsLogZone("util|stats");
+    ParseCmdArgsLogIOPipe("debugger");
+    const std::string console = OnConsole([] {
+        Log::Print(Log::LevelNotice, Log::ZoneStats, 1, "", false, "a");
+        Log::Print(Log::LevelNote, Log::ZoneStats, 1, "", false, "b");
+        Log::Print(Log::LevelNotice, Log::ZoneCore, 1, "", false, "c");
+    });
+    EXPECT_EQ(console, "");
+    EXPECT_EQ(InFile(), "");
+    EXPECT_THAT(ToDebugger(), ElementsAre("a"));
+}
+
+TEST_F(LogUtilsOnHost, ProgressErasesItself)
+{
+    Log::m_level = Log::LevelNotice;
+    Log::m_ioPipeMask = 7;
+    EXPECT_EQ(OnConsole([] { PrintMessageAndBackspaces("50 %"); }), "50 %\b\b\b\b");
+    EXPECT_EQ(InFile(), "");
+    EXPECT_THAT(ToDebugger(), IsEmpty());
+}
+
+} // namespace
