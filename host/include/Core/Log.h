@@ -74,8 +74,8 @@ public:
 
     using DebuggerSink = void (*)(const char* text);
 
-    /// What the debugger output writes to from now on; null for the system log, which it starts with. One call
-    /// at a time.
+    /// What the debugger output writes to from now on; null for the system log, which it starts with. The
+    /// logger calls it from one thread at a time.
     static void SetDebuggerSink(DebuggerSink sink);
 
     static std::atomic<std::uint32_t> m_level;

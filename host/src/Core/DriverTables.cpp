@@ -42,15 +42,16 @@ void* const* DriverTables::GLES(int version) const
     return version >= 20 ? m_es20.data() : m_none.data();
 }
 
-// Asked anew each time: the answer cannot be kept with the context, since a new context may have the handle of one
-// that is gone. The name of the version is a look-up in the driver, far cheaper than asking EGL for the context, and
-// null where none is current.
+// Asked anew each time: the answer cannot be kept with the context, since a new context may have the handle
+// of one that is gone. The text of the version is a look-up in the driver, far cheaper than asking EGL for
+// the context, and null where none is current.
 int DriverTables::CurrentVersion() const
 {
     const auto getString = reinterpret_cast<PFNGLGETSTRINGPROC>(m_es31[PositionOfGetString]);
     const auto* text = getString ? reinterpret_cast<const char*>(getString(GL_VERSION)) : nullptr;
 
-    // OpenGL ES 3.2, section 20.2: "OpenGL ES N.M vendor-specific information". Desktop GL begins with the number.
+    // OpenGL ES 3.2, section 20.2: "OpenGL ES N.M vendor-specific information". Desktop GL begins with the
+    // number.
     constexpr std::string_view Prefix = "OpenGL ES ";
     if (!text || !std::string_view(text).starts_with(Prefix)) {
         return 0;

@@ -99,7 +99,8 @@ Text Format(const char* format, ...)
     return text;
 }
 
-/// Gives a message to one output, whose failure must not reach the caller of the logger, nor the other outputs.
+/// Gives a message to one output, whose failure must not reach the caller of the logger, nor the other
+/// outputs.
 template <typename Send>
 void Try(Send&& send)
 {
