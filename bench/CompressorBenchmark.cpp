@@ -1,0 +1,335 @@
+// The compressors beside the raw calls of zlib and LZ4, turn about in one run: same data, levels and flushes.
+//
+//     CompressorBenchmark [--full] [FILE...] [--benchmark_filter=...]
+//
+// Data is a generated frame and a call trace, and the files named, each cut or repeated to the size. A
+// round is as many calls as take 0.1 ms. `us` is the median processor time of one call, `ratio` that over
+// the median of the raw call, `own_allocations` what the compressor itself allocated in all rounds
+// together. --full measures every size from 4 KiB to 64 MiB and takes minutes.
+
+#include "Util/CompressorLZ4.h"
+#include "Util/CompressorLZ77.h"
+
+#include <benchmark/benchmark.h>
+#include <lz4.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <new>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::size_t s_ownAllocations = 0;
+
+} // namespace
+
+// The library allocates by this form alone; zlib and LZ4 by malloc.
+void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept
+{
+    ++s_ownAllocations;
+    try {
+        return ::operator new[](size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+namespace {
+
+using Util::Compressor;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::uint32_t ChunkSize = 1 << 16;
+
+std::uint32_t Size(const Bytes& bytes)
+{
+    return static_cast<std::uint32_t>(bytes.size());
+}
+
+/// RGBA of a scene: a sky with a slight dither, a floor of repeated texture, flat panels with a border.
+Bytes Frame()
+{
+    constexpr std::uint32_t width = 1920;
+    constexpr std::uint32_t height = 1080;
+    constexpr std::uint32_t tile = 128;
+    std::minstd_rand random(1);
+    Bytes texture(tile * tile);
+    std::generate(texture.begin(), texture.end(),
+                  [&] { return static_cast<std::uint8_t>(random() >> 12 & 63); });
+    Bytes frame;
+    frame.reserve(std::size_t{width} * height * 4);
+    for (std::uint32_t y = 0; y < height; ++y) {
+        for (std::uint32_t x = 0; x < width; ++x) {
+            std::uint32_t red = 40 + y / 12 + (random() >> 12 & 1);
+            std::uint32_t green = red + 30;
+            if (y > height / 2) {
+                const std::uint32_t depth = 4000 / (y - height / 2 + 40);
+                red = 60 + texture[(y * depth / 16 % tile) * tile + x * depth / 16 % tile];
+                green = red - 20;
+            }
+            if (x % 480 < 100 && y % 270 < 60) {
+                const bool border = x % 480 < 2 || y % 270 < 2;
+                red = border ? 255 : 32;
+                green = red;
+            }
+            frame.insert(frame.end(),
+                         {static_cast<std::uint8_t>(red), static_cast<std::uint8_t>(green), 96, 255});
+        }
+    }
+    return frame;
+}
+
+Bytes Trace()
+{
+    constexpr const char* calls[] = {"glBindTexture(GL_TEXTURE_2D, ", "glUniform4fv(",
+                                     "glDrawArrays(GL_TRIANGLES, "};
+    std::minstd_rand random(1);
+    Bytes trace;
+    while (trace.size() < 1 << 22) {
+        const std::string line = calls[random() % 3] + std::to_string(random() % 5000) + ")\n";
+        trace.insert(trace.end(), line.begin(), line.end());
+    }
+    return trace;
+}
+
+Bytes Repeated(const Bytes& bytes, std::size_t size)
+{
+    Bytes repeated;
+    repeated.reserve(size);
+    while (repeated.size() < size) {
+        const auto length = std::min(bytes.size(), size - repeated.size());
+        repeated.insert(repeated.end(), bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
+    }
+    return repeated;
+}
+
+std::uint32_t RawDeflate(const Bytes& raw, int level, Bytes& out)
+{
+    z_stream stream{};
+    deflateInit(&stream, level);
+    stream.next_in = const_cast<Bytef*>(raw.data());
+    stream.next_out = out.data();
+    int code = Z_OK;
+    while (code == Z_OK) {
+        const auto rest = static_cast<uInt>(raw.size() - stream.total_in);
+        stream.avail_in = std::min(ChunkSize, rest);
+        stream.avail_out = ChunkSize;
+        code = deflate(&stream, ChunkSize >= rest ? Z_FINISH : Z_SYNC_FLUSH);
+    }
+    deflateEnd(&stream);
+    return static_cast<std::uint32_t>(stream.total_out);
+}
+
+std::uint32_t RawInflate(const Bytes& block, Bytes& out)
+{
+    z_stream stream{};
+    inflateInit(&stream);
+    stream.next_in = const_cast<Bytef*>(block.data());
+    stream.next_out = out.data();
+    int code = Z_OK;
+    while (code == Z_OK) {
+        stream.avail_in = std::min(ChunkSize, static_cast<uInt>(block.size() - stream.total_in));
+        stream.avail_out = ChunkSize;
+        code = inflate(&stream, Z_SYNC_FLUSH);
+    }
+    inflateEnd(&stream);
+    return static_cast<std::uint32_t>(stream.total_out);
+}
+
+std::uint32_t RawLZ4Compress(const Bytes& raw, Bytes& out)
+{
+    return static_cast<std::uint32_t>(
+        LZ4_compress_default(reinterpret_cast<const char*>(raw.data()), reinterpret_cast<char*>(out.data()),
+                             static_cast<int>(raw.size()), LZ4_compressBound(static_cast<int>(raw.size()))));
+}
+
+std::uint32_t RawLZ4Decompress(const Bytes& block, Bytes& out)
+{
+    return static_cast<std::uint32_t>(
+        LZ4_decompress_safe(reinterpret_cast<const char*>(block.data()), reinterpret_cast<char*>(out.data()),
+                            static_cast<int>(block.size()), static_cast<int>(out.size())));
+}
+
+/// Returns the size of what came out, 0 on failure.
+using Call = std::function<std::uint32_t()>;
+
+/// Processor time of this thread: on a machine shared with others the wall clock measures them as well.
+double Now()
+{
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+double Seconds(const Call& call, int times)
+{
+    const double start = Now();
+    for (int i = 0; i < times; ++i) {
+        benchmark::DoNotOptimize(call());
+    }
+    return (Now() - start) / times;
+}
+
+double Median(std::vector<double>& times)
+{
+    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+    std::nth_element(times.begin(), middle, times.end());
+    return *middle;
+}
+
+void Compare(benchmark::State& state, std::size_t rawSize, const Call& ours, const Call& raw)
+{
+    if (const std::uint32_t size = ours(); size == 0 || size != raw()) {
+        state.SkipWithError("the raw call gives something else");
+        return;
+    }
+    constexpr double worthReadingTheClock = 100e-6;
+    const int times = static_cast<int>(worthReadingTheClock / Seconds(raw, 1)) + 1;
+    s_ownAllocations = 0;
+    std::vector<double> ourTimes;
+    std::vector<double> rawTimes;
+    for ([[maybe_unused]] auto round : state) {
+        const bool rawFirst = ourTimes.size() % 2 == 1;
+        const double first = Seconds(rawFirst ? raw : ours, times);
+        const double second = Seconds(rawFirst ? ours : raw, times);
+        ourTimes.push_back(rawFirst ? second : first);
+        rawTimes.push_back(rawFirst ? first : second);
+        state.SetIterationTime(ourTimes.back() * times);
+    }
+    state.counters["own_allocations"] = static_cast<double>(s_ownAllocations);
+    state.counters["us"] = 1e6 * Median(ourTimes);
+    state.counters["ratio"] = Median(ourTimes) / Median(rawTimes);
+    state.SetBytesProcessed(state.iterations() * times * static_cast<std::int64_t>(rawSize));
+}
+
+struct Data
+{
+    std::string name;
+    Bytes bytes;
+};
+
+struct Codec
+{
+    std::string name;
+    std::shared_ptr<Compressor> compressor;
+    std::function<std::uint32_t(const Bytes& raw, Bytes& out)> rawEncode;
+    std::function<std::uint32_t(const Bytes& block, Bytes& out)> rawDecode;
+};
+
+std::vector<Codec> Codecs()
+{
+    std::vector<Codec> codecs;
+    for (const auto& [quality, name] : {std::pair{Compressor::QualityNone, "zlib none"},
+                                        {Compressor::QualityLow, "zlib low"},
+                                        {Compressor::QualityMedium, "zlib medium"},
+                                        {Compressor::QualityHigh, "zlib high"}}) {
+        auto compressor = std::make_shared<Util::LZ77Compressor>(quality, 0, ChunkSize);
+        const int level = compressor->GetLZ77Quality();
+        const auto encode = [level](const Bytes& raw, Bytes& out) { return RawDeflate(raw, level, out); };
+        codecs.push_back({name, std::move(compressor), encode, RawInflate});
+    }
+    codecs.push_back({"LZ4", std::make_shared<Util::LZ4Compressor>(Compressor::QualityLow, 0), RawLZ4Compress,
+                      RawLZ4Decompress});
+    return codecs;
+}
+
+void Encode(benchmark::State& state, const Codec& codec, const Bytes& raw)
+{
+    Bytes out(raw.size() + raw.size() / 16 + ChunkSize);
+    const Call ours = [&] {
+        std::uint8_t* dst = nullptr;
+        std::uint32_t size = 0;
+        return codec.compressor->Encode(raw.data(), Size(raw), &dst, &size) ? size : 0;
+    };
+    Compare(state, raw.size(), ours, [&] { return codec.rawEncode(raw, out); });
+}
+
+void Decode(benchmark::State& state, const Codec& codec, const Bytes& raw, bool bounded)
+{
+    std::uint8_t* dst = nullptr;
+    std::uint32_t blockSize = 0;
+    if (!codec.compressor->Encode(raw.data(), Size(raw), &dst, &blockSize)) {
+        state.SkipWithError("not encoded");
+        return;
+    }
+    const Bytes block(dst, dst + blockSize);
+    Bytes ourOut(raw.size());
+    Bytes rawOut(raw.size());
+    const Call ours = [&] {
+        std::uint32_t size = Size(raw);
+        const bool decoded =
+            bounded ? codec.compressor->Decode(block.data(), blockSize, ourOut.data(), size, &size)
+                    : codec.compressor->Decode(block.data(), blockSize, ourOut.data(), &size);
+        return decoded ? size : 0;
+    };
+    Compare(state, raw.size(), ours, [&] { return codec.rawDecode(block, rawOut); });
+}
+
+std::string SizeName(std::size_t size)
+{
+    return size >= 1 << 20 ? std::to_string(size >> 20) + " MiB" : std::to_string(size >> 10) + " KiB";
+}
+
+void Register(const Data& data, std::size_t size)
+{
+    const auto raw = std::make_shared<Bytes>(Repeated(data.bytes, size));
+    for (const Codec& codec : Codecs()) {
+        const auto add = [&](const std::string& operation, auto run) {
+            const std::string name = codec.name + "/" + operation + "/" + data.name + "/" + SizeName(size);
+            benchmark::RegisterBenchmark(name.c_str(), run)->UseManualTime()->Unit(benchmark::kMicrosecond);
+        };
+        add("Encode", [codec, raw](benchmark::State& state) { Encode(state, codec, *raw); });
+        add("Decode", [codec, raw](benchmark::State& state) { Decode(state, codec, *raw, false); });
+        add("bounded Decode", [codec, raw](benchmark::State& state) { Decode(state, codec, *raw, true); });
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::string shortRun =
+        "--benchmark_min_time=0.2"; // before the others, so that one of them can take its place
+    std::vector<char*> arguments(argv, argv + argc);
+    arguments.insert(arguments.begin() + 1, shortRun.data());
+    argc = static_cast<int>(arguments.size());
+    benchmark::Initialize(&argc, arguments.data());
+    arguments.resize(static_cast<std::size_t>(argc));
+    std::vector<std::size_t> sizes = {4 << 10, 1 << 20};
+    std::vector<Data> sets = {{"frame", Frame()}, {"trace", Trace()}};
+    for (const std::string& argument : std::vector<std::string>(arguments.begin() + 1, arguments.end())) {
+        if (argument == "--full") {
+            sizes = {4 << 10, 64 << 10, 1 << 20, 16 << 20, 64 << 20};
+            continue;
+        }
+        std::ifstream file(argument, std::ios::binary);
+        sets.push_back(
+            {std::filesystem::path(argument).filename(), {std::istreambuf_iterator<char>(file), {}}});
+        if (sets.back().bytes.empty()) {
+            std::fprintf(stderr, "%s holds no data\n", argument.c_str());
+            return 1;
+        }
+    }
+    for (const Data& data : sets) {
+        for (const std::size_t size : sizes) {
+            Register(data, size);
+        }
+    }
+    if (s_ownAllocations == 0) {
+        std::fputs("The buffers of the compressors made here were not counted.\n", stderr);
+        return 1;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
