@@ -2,6 +2,7 @@
 
 #include "CaptureInterface.h"
 #include "Core/Log.h"
+#include "Core/StdioWriter.h"
 #include "Driver.h"
 #include "Playback/PlaybackEnvironment.h"
 #include "Session.h"
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <map>
@@ -52,25 +54,47 @@ private:
 class HostSettings
 {
 public:
-    HostSettings(bool opaque, Core::Log::DebuggerSink sink)
-        : m_opaque(Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots),
-          m_pipes(Core::Log::m_ioPipeMask)
+    HostSettings(const Settings& settings, Core::Log::DebuggerSink sink)
+        : m_opaque(Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots), m_level(Log::m_level),
+          m_zones(Log::m_zoneMask), m_pipes(Log::m_ioPipeMask)
     {
-        Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots = opaque;
-        Core::Log::SetDebuggerSink(sink);
-        Core::Log::m_ioPipeMask = 1U << Core::Log::PipeDebugger;
+        Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots = settings.opaque;
+        Log::SetDebuggerSink(sink);
+        Log::m_level = settings.log.level;
+        Log::m_zoneMask = settings.log.zones;
+        Log::m_ioPipeMask = RedirectedPipes(settings.log);
+        if (settings.log.IsOn(Log::PipeFile)) {
+            OpenFile(settings.output + "/" + LogFileName + ".log");
+        }
     }
     HostSettings(const HostSettings&) = delete;
     HostSettings& operator=(const HostSettings&) = delete;
     ~HostSettings()
     {
-        Core::Log::m_ioPipeMask = m_pipes;
-        Core::Log::SetDebuggerSink(nullptr);
+        Log::m_ioPipeMask = m_pipes;
+        Log::m_zoneMask = m_zones;
+        Log::m_level = m_level;
+        Log::SetFileWriter(nullptr);
+        Log::SetDebuggerSink(nullptr);
         Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots = m_opaque;
     }
 
 private:
+    using Log = Core::Log;
+
+    /// Opens the launcher's log file, in between frames closed: a program that closes files it did not open
+    /// would otherwise get the log's lines in a file of its own.
+    static void OpenFile(const std::string& path)
+    {
+        const auto file = std::make_shared<Core::StdioWriter>(path, false, true);
+        if (file->Open() == 0) {
+            Log::SetFileWriter(file);
+        }
+    }
+
     bool m_opaque;
+    std::uint32_t m_level;
+    std::uint64_t m_zones;
     std::uint32_t m_pipes;
 };
 
@@ -184,9 +208,14 @@ bool Process::CountSwap()
 
 bool Process::CaptureFrame(const SwapCall& call)
 {
+    const HostSettings settings(m_settings, &PassOnLog);
+    const auto start = std::chrono::steady_clock::now();
+
     std::unique_ptr<Driver>& known = m_drivers[call.driverFunction];
     if (!known) {
         known = std::make_unique<Driver>(call);
+        FRAMEGRAB_LOG(Core::Log::ZoneDll, "process %d swaps with %s", m_process,
+                      known->LibraryPath().c_str());
     }
     const Driver& driver = *known;
     if (!CanCapture(driver, call)) {
@@ -194,12 +223,14 @@ bool Process::CaptureFrame(const SwapCall& call)
     }
     const Driver::Scope scope(driver);
     const SurfaceBinding binding(driver);
-    const HostSettings settings(m_settings.opaque, &PassOnLog);
 
     bool isWhole = true;
     for (const std::uint32_t buffer : m_settings.buffers) {
         isWhole = CaptureBuffer(driver, buffer) && isWhole;
     }
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
+    FRAMEGRAB_LOG(Core::Log::ZoneCapture, "frame %llu captured in %.1f ms",
+                  static_cast<unsigned long long>(m_frame), time.count());
     return isWhole;
 }
 
@@ -273,9 +304,9 @@ void Process::SayOnce(const std::string& text)
 void Process::PassOnLog(const char* text)
 {
     if (Process* const process = Current()) {
-        const std::string_view line(text);
-        const std::string trimmed(line.substr(0, line.find_last_not_of('\n') + 1));
-        process->Tell(RecordKind::Message, {.text = trimmed.c_str()});
+        PassOn(process->m_settings.log, text, [process](const std::string& line) {
+            process->Tell(RecordKind::Log, {.text = line.c_str()});
+        });
     }
 }
 

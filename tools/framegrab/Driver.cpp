@@ -43,18 +43,25 @@ constexpr void* Nothing[Core::GLESNames.size()]{};
 thread_local void* const* t_gles = Nothing;
 thread_local void* const* t_egl = Nothing;
 
-Core::DriverTables::Lookup LookupFor(const SwapCall& call)
+/// @return path of the library that a function is in
+std::string LibraryOf(void* function)
 {
     Dl_info holder{};
-    dladdr(call.driverFunction, &holder);
-    s_lookup = call.lookup;
-    s_library = holder.dli_fname ? dlopen(holder.dli_fname, RTLD_LAZY | RTLD_NOLOAD) : nullptr;
+    return dladdr(function, &holder) != 0 && holder.dli_fname ? holder.dli_fname : "";
+}
+
+/// @return `Find`, made to look for the driver in a library
+Core::DriverTables::Lookup FindIn(const std::string& library, LookupFunction lookup)
+{
+    s_lookup = lookup;
+    s_library = dlopen(library.c_str(), RTLD_LAZY | RTLD_NOLOAD);
     return &Find;
 }
 
 } // namespace
 
-Driver::Driver(const SwapCall& call) : m_tables(LookupFor(call))
+Driver::Driver(const SwapCall& call)
+    : m_libraryPath(LibraryOf(call.driverFunction)), m_tables(FindIn(m_libraryPath, call.lookup))
 {
     getCurrentContext = FindAs<PFNEGLGETCURRENTCONTEXTPROC>("eglGetCurrentContext");
     getCurrentDisplay = FindAs<PFNEGLGETCURRENTDISPLAYPROC>("eglGetCurrentDisplay");

@@ -6,6 +6,8 @@
 #include <EGL/egl.h>
 #include <GLES3/gl3.h>
 
+#include <string>
+
 namespace Framegrab {
 
 /// The driver that a program swaps with, past framegrab's hooks: its functions come from the library that
@@ -30,6 +32,9 @@ public:
     /// @return the version of OpenGL ES of the current context, e.g. 32; 0 for another API
     [[nodiscard]] int CurrentVersion() const { return m_tables.CurrentVersion(); }
 
+    /// @return path of the library that swaps
+    [[nodiscard]] const std::string& LibraryPath() const { return m_libraryPath; }
+
     // Null where the driver has no such function.
     PFNEGLGETCURRENTCONTEXTPROC getCurrentContext = nullptr;
     PFNEGLGETCURRENTDISPLAYPROC getCurrentDisplay = nullptr;
@@ -39,6 +44,7 @@ public:
     PFNGLBINDFRAMEBUFFERPROC bindFramebuffer = nullptr;
 
 private:
+    std::string m_libraryPath;
     Core::DriverTables m_tables;
 };
 

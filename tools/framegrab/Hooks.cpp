@@ -6,6 +6,9 @@
 // It runs in processes of any kind, also before their constructors and inside their memory allocator's
 // start-up. So: no C++ runtime, no memory, no lock on the way of a symbol look-up, and everything that it
 // does not hook goes through as if it were not there.
+//
+// Not seen: the swaps of a library that links EGL and is opened with RTLD_DEEPBIND, which finds its own
+// libraries before everybody else's.
 
 #include "CaptureInterface.h"
 #include "SessionRecords.h"

@@ -1,3 +1,4 @@
+#include "LauncherLog.h"
 #include "Options.h"
 #include "OutputFolder.h"
 #include "Processes.h"
@@ -101,6 +102,8 @@ int Capture(Options options)
         return ExitUsage;
     }
     options.settings.output = folder.AbsolutePath();
+    options.settings.log = SetUpLog(options.log);
+    OpenLogFile(folder.AbsolutePath(), options.settings.log);
 
     const SessionFolder session;
     RecordReader records(session.Path());
@@ -114,8 +117,11 @@ int Capture(Options options)
     const InheritedSignals signals = BecomeSupervisor();
     if (const int failure = StartProgram(options.program, Environment(session), signals, process)) {
         Say(options.program.front() + " cannot be started: " + std::strerror(failure));
+        DropLogFile(folder.AbsolutePath());
         return failure == ENOENT ? ExitNotFound : ExitCannotExecute;
     }
+    FRAMEGRAB_LOG(Core::Log::ZoneApplication, "%s started as process %d, session in %s", program.c_str(),
+                  process, session.Path().c_str());
     Report report(options.settings, output);
     const int status = Supervisor(process, program, options.timeout, options.settings, records, report).Run();
     const bool isComplete = report.Finish(program, counters->swaps);

@@ -23,6 +23,10 @@ const char* const HelpText =
     "  -opaque            alpha 255 in every pixel: a window has no alpha worth keeping\n"
     "  -quit              end the program after the last frame asked for\n"
     "  -timeout SECONDS   end the program if that frame has not come by then\n"
+    "  -loglevel N        how much is logged: 0 to 5 (default: 2, warnings)\n"
+    "  -logzones LIST     of which parts, e.g. capture:util (default: all)\n"
+    "  -logiopipe LIST    where to: console (standard error), file (framegrab.log beside the pictures),\n"
+    "                     debugger (system log) (default: console:file)\n"
     "  -help              print this text\n"
     "\n"
     "Files: frame000060.png, frame000060_depth.png, frame000060_stencil.png; those of a second process of "
@@ -153,6 +157,8 @@ const std::array<ValueOption, 5> ValueOptions{{
                     std::string& error) { return ParseSeconds(value, options.timeout, error); }},
 }};
 
+constexpr std::array<const char*, 3> LogOptions{"-loglevel", "-logzones", "-logiopipe"};
+
 struct FlagOption
 {
     const char* name;
@@ -173,6 +179,7 @@ bool SplitOptions(const std::vector<std::string>& arguments, Util::ParseArgs::Cm
     for (const ValueOption& option : ValueOptions) {
         split.m_valueOptions.insert(option.name);
     }
+    split.m_valueOptions.insert(LogOptions.begin(), LogOptions.end());
     for (const FlagOption& option : FlagOptions) {
         split.m_flagOptions.insert(option.name);
     }
@@ -218,6 +225,11 @@ bool ParseOptions(const std::vector<std::string>& arguments, Options& options, s
         if (value != split.m_values.end() && !option.parse(value->second, result, reason)) {
             error = std::string(option.name) + ": " + reason;
             return false;
+        }
+    }
+    for (const char* option : LogOptions) {
+        if (const auto value = split.m_values.find(option); value != split.m_values.end()) {
+            result.log.insert(*value);
         }
     }
     if (separator != arguments.end()) {

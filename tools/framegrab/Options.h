@@ -2,6 +2,7 @@
 
 #include "Session.h"
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -10,9 +11,10 @@ namespace Framegrab {
 /// framegrab's command line.
 struct Options
 {
-    Settings settings;                ///< `output` as the user wrote it; empty when it was not given
-    double timeout = 0;               ///< seconds; 0 for none
-    std::vector<std::string> program; ///< the program and its arguments
+    Settings settings;                      ///< `output` as the user wrote it; empty when it was not given
+    double timeout = 0;                     ///< seconds; 0 for none
+    std::vector<std::string> program;       ///< the program and its arguments
+    std::map<std::string, std::string> log; ///< values of the log options, by their names
     bool help = false;
 };
 

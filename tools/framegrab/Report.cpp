@@ -2,7 +2,7 @@
 
 #include "Say.h"
 
-#include <algorithm>
+#include <numeric>
 
 namespace Framegrab {
 
@@ -30,6 +30,7 @@ void Report::Take(const Record& record)
                                .buffer = record.buffer,
                                .path = m_output + "/" + record.text,
                                .image = {}});
+            ReadImageFile(m_files.back().path, m_files.back().image);
         } else {
             Say("frame " + std::to_string(record.frame) + ": the " + Buffers[record.buffer].name +
                 " buffer was not captured whole (status " + std::to_string(record.status) + ")");
@@ -47,7 +48,25 @@ void Report::Take(const Record& record)
     case RecordKind::Message:
         Say(record.text);
         break;
+    case RecordKind::Log:
+        SayAgain(record.text);
+        break;
     }
+}
+
+std::string Report::Progress() const
+{
+    if (m_framesDone.IsEmpty()) {
+        return "";
+    }
+    return std::to_string(m_framesDone.Count()) + " of " + Count(m_settings.frames.Count(), "frame") + ", " +
+           Count(m_files.size(), "file") + ", " + Count(CountBytes(), "byte");
+}
+
+std::uint64_t Report::CountBytes() const
+{
+    return std::accumulate(m_files.begin(), m_files.end(), std::uint64_t{0},
+                           [](std::uint64_t bytes, const File& file) { return bytes + file.image.bytes; });
 }
 
 bool Report::Finish(const std::string& program, std::uint64_t swaps)
@@ -55,6 +74,7 @@ bool Report::Finish(const std::string& program, std::uint64_t swaps)
     FrameList broken;
     for (File& file : m_files) {
         if (!ReadImageFile(file.path, file.image)) {
+            file.image = {};
             Say(file.path + " is missing or is not a picture any more");
             broken.Add(file.frame);
         }
@@ -88,14 +108,12 @@ void Report::SayWhyNothingCame(const std::string& program, std::uint64_t swaps) 
 
 void Report::ListFiles() const
 {
-    std::uint64_t bytes = 0;
     for (const File& file : m_files) {
         const ImageFile& image = file.image;
         Say(file.path + "  " + std::to_string(image.width) + "x" + std::to_string(image.height) + "  " +
             Count(image.bytes, "byte"));
-        bytes += image.bytes;
     }
-    Say(Count(m_files.size(), "file") + ", " + Count(bytes, "byte") + ", in " + m_output);
+    Say(Count(m_files.size(), "file") + ", " + Count(CountBytes(), "byte") + ", in " + m_output);
 }
 
 } // namespace Framegrab

@@ -16,7 +16,7 @@ namespace Framegrab {
 class Report
 {
 public:
-    /// @param settings  what was asked for
+    /// @param settings  what was asked for; outlives this object
     /// @param output    the output folder as the user wrote it, for messages
     Report(const Settings& settings, std::string output) : m_settings(settings), m_output(std::move(output))
     {}
@@ -29,6 +29,9 @@ public:
 
     /// Whether that frame was then shown as well.
     [[nodiscard]] bool IsLastFrameShown() const { return m_isLastFrameShown; }
+
+    /// How much was done so far, in words: frames of those asked for, files, bytes. Empty before the first.
+    [[nodiscard]] std::string Progress() const;
 
     [[nodiscard]] bool HasSwapped(pid_t process) const { return m_swappingProcesses.contains(process); }
 
@@ -50,6 +53,7 @@ private:
 
     void SayWhyNothingCame(const std::string& program, std::uint64_t swaps) const;
     void ListFiles() const;
+    [[nodiscard]] std::uint64_t CountBytes() const;
 
     const Settings& m_settings;
     std::string m_output;

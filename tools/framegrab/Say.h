@@ -1,11 +1,26 @@
 #pragma once
 
+#include "Core/StdioWriter.h"
+
+#include <memory>
 #include <string>
 
+/// What framegrab tells its user: lines on standard error that begin with its name.
 namespace Framegrab {
 
-/// Prints "framegrab: ", the text and a line end on standard error, in one write: the program under framegrab
-/// may be writing there as well.
+/// Says one line on standard error, in one write since the program may be writing there as well, and in the
+/// log file.
 void Say(const std::string& text);
+
+/// Says one line on standard error alone: it was logged before.
+void SayAgain(const std::string& text);
+
+/// The log file that `Say` writes to from now on; null for none.
+void SetLogFile(std::shared_ptr<Core::StdioWriter> file);
+
+/// Shows how far the work is, where standard error is a terminal, on a line that the next output overwrites.
+///
+/// @param text  in place of what was shown before; empty to show nothing any more
+void ShowProgress(const std::string& text);
 
 } // namespace Framegrab

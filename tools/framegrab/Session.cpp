@@ -2,7 +2,7 @@
 
 #include <cinttypes>
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
@@ -32,10 +32,11 @@ public:
         return field;
     }
 
+    std::uint64_t NextNumber() { return std::strtoull(Next().c_str(), nullptr, 10); }
+
     std::uint32_t NextIndex(std::size_t size)
     {
-        const std::string field = Next();
-        const unsigned long index = std::strtoul(field.c_str(), nullptr, 10);
+        const std::uint64_t index = NextNumber();
         m_isWhole = m_isWhole && index < size;
         return static_cast<std::uint32_t>(index);
     }
@@ -76,6 +77,9 @@ bool WriteSettings(const std::string& folder, const Settings& settings)
     add(settings.output);
     add(settings.opaque ? "1" : "0");
     add(settings.quit ? "1" : "0");
+    add(std::to_string(settings.log.level));
+    add(std::to_string(settings.log.zones));
+    add(std::to_string(settings.log.pipes));
     add(std::to_string(settings.buffers.size()));
     for (const std::uint32_t buffer : settings.buffers) {
         add(std::to_string(buffer));
@@ -98,6 +102,9 @@ bool ReadSettings(const std::string& folder, Settings& settings)
     settings.output = fields.Next();
     settings.opaque = fields.NextFlag();
     settings.quit = fields.NextFlag();
+    settings.log.level = static_cast<std::uint32_t>(fields.NextNumber());
+    settings.log.zones = fields.NextNumber();
+    settings.log.pipes = static_cast<std::uint32_t>(fields.NextNumber());
     settings.buffers.resize(fields.NextIndex(Buffers.size() + 1));
     for (std::uint32_t& buffer : settings.buffers) {
         buffer = fields.NextIndex(Buffers.size());

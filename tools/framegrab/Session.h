@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FrameList.h"
+#include "LogSettings.h"
 #include "SessionRecords.h"
 #include "Util/ScreenshotWriter.h"
 
@@ -52,6 +53,7 @@ struct Settings
     std::string output; ///< folder for the pictures; absolute, since a program may change its own
     bool opaque = false;
     bool quit = false; ///< the program is ended after the last frame
+    LogSettings log;
 };
 
 /// One record, as the launcher reads it.

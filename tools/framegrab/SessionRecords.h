@@ -19,6 +19,7 @@ enum class RecordKind : char
         'D', ///< all buffers of a frame were dealt with; status 0: each is in a file or does not exist
     LastSwapped = 'S', ///< the last frame asked for is on its way to the screen
     Message = 'M',     ///< `text` is for the user
+    Log = 'G',         ///< `text` is a line of the log that goes to the console
 };
 
 struct RecordFields

@@ -25,7 +25,7 @@ constexpr timespec Tick{.tv_sec = 0, .tv_nsec = 20'000'000};
 constexpr auto ShowTime = 2s;
 
 /// How long a process may take to end by itself once it was told to.
-constexpr auto GraceTime = 2s;
+constexpr auto GraceTime = 3s;
 
 /// How long a process that was killed may take to disappear.
 constexpr auto KillTime = 5s;
@@ -65,6 +65,7 @@ int Supervisor::Run()
         CheckFrames();
     }
     TakeRecords();
+    ShowProgress("");
     return Status();
 }
 
@@ -76,13 +77,12 @@ void Supervisor::WaitForSignal()
     if (signal < 0 || signal == SIGCHLD) {
         return;
     }
-    // What a terminal sends, it sends to the program as well; and whether an interrupt ends it is the
-    // program's affair.
-    if (info.si_code != SI_KERNEL) {
-        SignalAll(signal);
-    }
     if ((signal == SIGTERM || signal == SIGHUP) && m_ending == Ending::ByItself) {
-        End(Ending::BySignal);
+        End(Ending::BySignal, signal);
+    } else if (info.si_code != SI_KERNEL) {
+        // What a terminal sends, it sends to the program as well. Whether an interrupt ends it is the
+        // program's affair.
+        SignalAll(signal);
     }
 }
 
@@ -108,6 +108,11 @@ void Supervisor::TakeRecords()
     if (m_lastFrameTime == Clock::time_point{} && m_report.IsLastFrameDone()) {
         m_lastFrameTime = Clock::now();
     }
+    const std::string progress = m_report.IsLastFrameDone() ? "" : m_report.Progress();
+    if (progress != m_progress) {
+        ShowProgress(progress);
+        m_progress = progress;
+    }
 }
 
 void Supervisor::CheckFrames()
@@ -119,20 +124,20 @@ void Supervisor::CheckFrames()
         }
     } else if (m_report.IsLastFrameDone()) {
         if (m_settings.quit && (m_report.IsLastFrameShown() || now >= m_lastFrameTime + ShowTime)) {
-            End(Ending::AsAskedFor);
+            End(Ending::AsAskedFor, SIGTERM);
         }
     } else if (m_timeout > 0 && now - m_start >= std::chrono::duration<double>(m_timeout)) {
         Say("frame " + std::to_string(m_settings.frames.Last()) + " has not come within " +
             Seconds(m_timeout) + "; ending " + m_name);
-        End(Ending::AsAskedFor);
+        End(Ending::AsAskedFor, SIGTERM);
     }
 }
 
-void Supervisor::End(Ending ending)
+void Supervisor::End(Ending ending, int signal)
 {
     m_ending = ending;
     m_endTime = Clock::now();
-    SignalAll(SIGTERM);
+    SignalAll(signal);
     SignalAll(SIGCONT); // a process that is stopped would not get to see it
 }
 

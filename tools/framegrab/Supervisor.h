@@ -42,7 +42,7 @@ private:
     void ReapChildren();
     void TakeRecords();
     void CheckFrames();
-    void End(Ending ending);
+    void End(Ending ending, int signal);
     [[nodiscard]] bool IsOver() const;
     [[nodiscard]] int Status() const;
 
@@ -52,6 +52,7 @@ private:
     const Settings& m_settings;
     RecordReader& m_records;
     Report& m_report;
+    std::string m_progress; ///< as it was last shown
 
     Clock::time_point m_start = Clock::now();
     Clock::time_point m_lastFrameTime{}; ///< when the last frame was dealt with

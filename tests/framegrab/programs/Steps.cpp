@@ -218,6 +218,7 @@ const Step Steps[]{
          }
      }},
     {"chdir", [](const std::string& path) { Require(chdir(path.c_str()) == 0, "chdir"); }},
+    {"read", [](const std::string&) { std::getchar(); }},
     {"pause", [](const std::string&) { pause(); }},
     {"signal", [](const std::string& number) { raise(std::atoi(number.c_str())); }},
     {"exit", [](const std::string& status) { std::exit(std::atoi(status.c_str())); }},
