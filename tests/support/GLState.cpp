@@ -32,13 +32,9 @@ struct Item
 };
 
 // The name of an enumerant is its own label; a second argument is the number of its values.
-#define ITEM(...) MAKE_ITEM(__VA_ARGS__, 1)
-#define MAKE_ITEM(enumerant, count, ...)                                                                     \
-    {                                                                                                        \
-#enumerant, enumerant, count                                                                         \
-    }
-
 // clang-format off
+#define ITEM(enumerant, ...) {#enumerant, enumerant, 1 __VA_OPT__(* __VA_ARGS__)}
+
 constexpr Item Switches[] = {
     ITEM(GL_BLEND), ITEM(GL_CULL_FACE), ITEM(GL_DEBUG_OUTPUT), ITEM(GL_DEBUG_OUTPUT_SYNCHRONOUS),
     ITEM(GL_DEPTH_TEST), ITEM(GL_DITHER), ITEM(GL_POLYGON_OFFSET_FILL),
