@@ -191,6 +191,37 @@ TEST_F(OnDisplay, AsManyFramesAsAskedForInTheFormatAskedFor)
     EXPECT_THAT(Said(outcome), HasSubstr("3 files, 1080162 bytes, in "));
 }
 
+TEST_F(OnDisplay, BothEncodingsHoldTheSamePicture)
+{
+    Image images[2];
+    std::size_t sizes[2];
+    for (int i = 0; i < 2; ++i) {
+        const Outcome outcome =
+            RunProcess(Framegrab(m_folder, {"-quit", "-png", i == 0 ? "fast" : "small"}, {"es2tri"}));
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        images[i] = LoadImage(m_folder.File("frame000001.png"));
+        sizes[i] = fs::file_size(m_folder.File("frame000001.png"));
+    }
+    EXPECT_TRUE(images[0].pixels == images[1].pixels);
+    EXPECT_GT(sizes[0], sizes[1]);
+}
+
+TEST_F(OnDisplay, TheTimeoutOfFramesWithoutAnEndLeavesNoHalfPicture)
+{
+    // Encoded slowly, so that most of the time there is one on its way.
+    const Outcome outcome =
+        RunProcess(Framegrab(m_folder, {"-frames", "2-", "-quit", "-timeout", "2", "-png", "small"},
+                             {"glmark2-es2", "-b", "build:duration=60", "-s", "800x600"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(Said(outcome), HasSubstr("framegrab: ending glmark2-es2 after 2 seconds\n"));
+    const Words files = FilesIn(m_folder.Path());
+    EXPECT_GT(files.size(), 1U);
+    EXPECT_THAT(Said(outcome), HasSubstr("framegrab: " + std::to_string(files.size()) + " files, "));
+    for (const std::string& name : files) {
+        EXPECT_EQ(LoadImage(m_folder.File(name)).width, 800) << name;
+    }
+}
+
 // -- Where a swap can come from -----------------------------------------------------------------------------
 
 TEST_F(Framegrabbing, SeesEverySwapHoweverItsFunctionWasFound)
@@ -375,6 +406,22 @@ TEST_F(Framegrabbing, TheExitStatusIsTheProgramsUnlessThatIsZero)
          Steps({"context", "swap:7"}),
          1,
          "framegrab_linked ended before frame 60, the first asked for; it showed 7 frames\n"},
+        {"frames without an end, all that came",
+         {"-frames", "2-"},
+         Steps({"context", "swap:4"}),
+         0,
+         "3 files, "},
+        {"every other one", {"-frames", "1-/2"}, Steps({"context", "swap:4"}), 0, "2 files, "},
+        {"none of frames without an end came",
+         {"-frames", "1,5-"},
+         Steps({"context", "swap:4"}),
+         1,
+         "not captured whole: frames 5\n"},
+        {"one of frames without an end was not captured",
+         {"-frames", "1-"},
+         Steps({"context", "swap", "swap-other"}),
+         1,
+         "not captured whole: frames 2\n"},
         {"it shows nothing", {}, {"true"}, 1, "true ended before it showed a frame through EGL\n"},
         {"it loads no library", {}, {STATIC_PATH}, 1, "framegrab_static did not load framegrab's hooks"},
         {"it does not exist",
@@ -474,6 +521,8 @@ TEST_F(Framegrabbing, RefusesACommandLineItDoesNotUnderstand)
         {{"-frames", "1,x", "--", "true"}, "-frames: \"x\" is neither"},
         {{"-frames", "9-3", "--", "true"}, "-frames: the range \"9-3\" runs backwards"},
         {{"-buffers", "color,alpha", "--", "true"}, "-buffers: \"alpha\" is none of"},
+        {{"-quit", "-frames", "5,60-/10", "--", "true"}, "-quit: there is no last frame in 5,60-/10"},
+        {{"-png", "best", "--", "true"}, "-png: \"best\" is neither fast nor small"},
         {{"-format", "gif", "--", "true"}, "-format: \"gif\" is neither png nor bmp"},
         {{"-timeout", "soon", "--", "true"}, "-timeout: \"soon\" is not a number of seconds"},
         {{"-timeout", "0", "--", "true"}, "-timeout: \"0\" is not a number of seconds"},
@@ -587,18 +636,21 @@ TEST_F(Framegrabbing, WritesNoLogFileUnlessItIsWanted)
 
 TEST_F(Framegrabbing, ShowsOnATerminalHowFarItIsAndTakesThatBack)
 {
-    Terminal terminal(Framegrab(m_folder, {"-frames", "1,3"}, Steps({"context", "swap", "read", "swap:2"})));
-    const std::string file = m_folder.File("frame000001.png");
-    ASSERT_TRUE(WaitFor([&] { return terminal.Screen().find("of 2 frames") != std::string::npos; }))
-        << terminal.Screen();
-    const std::string progress =
-        "framegrab: 1 of 2 frames, 1 file, " + std::to_string(fs::file_size(file)) + " bytes";
-    EXPECT_THAT(terminal.Written(), HasSubstr(progress + std::string(progress.size(), '\b')));
+    for (const auto& [frames, done] : {std::pair("1,3", "1 of 2 frames, "), std::pair("1-/2", "1 frame, ")}) {
+        Terminal terminal(
+            Framegrab(m_folder, {"-frames", frames}, Steps({"context", "swap", "read", "swap:2"})));
+        ASSERT_TRUE(WaitFor([&] { return terminal.Screen().find(done) != std::string::npos; }))
+            << terminal.Screen();
+        const std::size_t size = fs::file_size(m_folder.File("frame000001.png"));
+        const std::string progress =
+            std::string("framegrab: ") + done + "1 file, " + std::to_string(size) + " bytes";
+        EXPECT_THAT(terminal.Written(), HasSubstr(progress + std::string(progress.size(), '\b')));
 
-    terminal.Type("\n");
-    EXPECT_EQ(terminal.Wait(), 0);
-    EXPECT_THAT(terminal.Screen(), Not(HasSubstr("of 2 frames")));
-    EXPECT_THAT(terminal.Screen(), HasSubstr("framegrab: 2 files, "));
+        terminal.Type("\n");
+        EXPECT_EQ(terminal.Wait(), 0);
+        EXPECT_THAT(terminal.Screen(), Not(HasSubstr(done)));
+        EXPECT_THAT(terminal.Screen(), HasSubstr("framegrab: 2 files, "));
+    }
 }
 
 TEST_F(Framegrabbing, AnInterruptFromTheTerminalReachesTheProgramOnce)

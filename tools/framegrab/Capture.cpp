@@ -56,8 +56,10 @@ class HostSettings
 public:
     HostSettings(const Settings& settings, Core::Log::DebuggerSink sink)
         : m_opaque(Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots), m_level(Log::m_level),
-          m_zones(Log::m_zoneMask), m_pipes(Log::m_ioPipeMask)
+          m_zones(Log::m_zoneMask), m_pipes(Log::m_ioPipeMask),
+          m_encoding(Util::ScreenshotWriter::GetPNGEncoding())
     {
+        Util::ScreenshotWriter::SetPNGEncoding(EncodingKinds[settings.pngKind].encoding);
         Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots = settings.opaque;
         Log::SetDebuggerSink(sink);
         Log::m_level = settings.log.level;
@@ -77,6 +79,7 @@ public:
         Log::SetFileWriter(nullptr);
         Log::SetDebuggerSink(nullptr);
         Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots = m_opaque;
+        Util::ScreenshotWriter::SetPNGEncoding(m_encoding);
     }
 
 private:
@@ -96,6 +99,24 @@ private:
     std::uint32_t m_level;
     std::uint64_t m_zones;
     std::uint32_t m_pipes;
+    Util::ScreenshotWriter::PNGEncoding m_encoding;
+};
+
+/// The capture of a frame as the launcher sees it, which ends the program in between frames: half a picture
+/// would otherwise stay behind.
+class FrameInProgress
+{
+public:
+    explicit FrameInProgress(SharedCounters& counters) : m_counters(counters) { ++m_counters.framesBegun; }
+    FrameInProgress(const FrameInProgress&) = delete;
+    FrameInProgress& operator=(const FrameInProgress&) = delete;
+    ~FrameInProgress() { --m_counters.framesBegun; }
+
+    /// Whether the program is about to be ended and waits for frames begun before.
+    [[nodiscard]] bool IsTooLate() const { return m_counters.isEnding != 0; }
+
+private:
+    SharedCounters& m_counters;
 };
 
 /// A process under framegrab.
@@ -173,6 +194,10 @@ std::uint64_t Process::BeforeSwap(const SwapCall& call)
         if (!m_settings.frames.Contains(m_frame)) {
             return 0;
         }
+        const FrameInProgress progress(*m_pCounters);
+        if (progress.IsTooLate()) {
+            return 0;
+        }
         frame = m_frame;
         bool isWhole = false;
         try {
@@ -182,7 +207,7 @@ std::uint64_t Process::BeforeSwap(const SwapCall& call)
         }
         Tell(RecordKind::FrameDone, {.frame = frame, .status = isWhole ? 0U : 1U});
     }
-    if (!m_settings.quit || frame != m_settings.frames.Last()) {
+    if (!m_settings.quit || !m_settings.frames.IsLast(frame)) {
         return 0;
     }
     // The program will be ended from outside. What it has printed is its user's.

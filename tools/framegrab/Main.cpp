@@ -107,7 +107,7 @@ int Capture(Options options)
 
     const SessionFolder session;
     RecordReader records(session.Path());
-    const SharedCounters* const counters = MapCounters(session.Path(), true);
+    SharedCounters* const counters = MapCounters(session.Path(), true);
     if (!WriteSettings(session.Path(), options.settings) || !records.IsOpen() || !counters) {
         Say("the folder " + session.Path() + " cannot be written: " + std::strerror(errno));
         return ExitIncomplete;
@@ -123,7 +123,8 @@ int Capture(Options options)
     FRAMEGRAB_LOG(Core::Log::ZoneApplication, "%s started as process %d, session in %s", program.c_str(),
                   process, session.Path().c_str());
     Report report(options.settings, output);
-    const int status = Supervisor(process, program, options.timeout, options.settings, records, report).Run();
+    const int status =
+        Supervisor(process, program, options.timeout, options.settings, *counters, records, report).Run();
     const bool isComplete = report.Finish(program, counters->swaps);
     if (status != 0) {
         return status;

@@ -17,12 +17,16 @@ const char* const HelpText =
     "2.0.\n"
     "\n"
     "  -frames LIST       frames to capture, e.g. 1,60,100-110; the first swap shows frame 1 (default: 1)\n"
+    "                     60-: every frame from the 60th on; 60-/10, 60-100/10: every tenth\n"
     "  -buffers LIST      what to capture of each: color, depth, stencil (default: color)\n"
     "  -format png|bmp    kind of the picture files (default: png)\n"
+    "  -png fast|small    how PNG files are compressed (default: fast: in a tenth of the time, a quarter "
+    "larger)\n"
     "  -output DIR        folder for them, made if missing (default: PROGRAM and the time)\n"
     "  -opaque            alpha 255 in every pixel: a window has no alpha worth keeping\n"
     "  -quit              end the program after the last frame asked for\n"
-    "  -timeout SECONDS   end the program if that frame has not come by then\n"
+    "  -timeout SECONDS   end the program if that frame has not come by then; of frames without an end, "
+    "then\n"
     "  -loglevel N        how much is logged: 0 to 5 (default: 2, warnings)\n"
     "  -logzones LIST     of which parts, e.g. capture:util (default: all)\n"
     "  -logiopipe LIST    where to: console (standard error), file (framegrab.log beside the pictures),\n"
@@ -33,8 +37,9 @@ const char* const HelpText =
     "the\n"
     "program that shows frames are called frame000060-p2.png and so on.\n"
     "\n"
-    "Exit status: the program's own if that is not 0; 0 if every frame asked for was captured whole; 1 if "
-    "not;\n"
+    "Exit status: the program's own if that is not 0; 0 if every frame asked for was captured whole (of "
+    "frames\n"
+    "without an end, the first and all that came); 1 if not;\n"
     "2 for a wrong option or an output folder that cannot be used; 126 or 127 for a program that cannot be "
     "started.\n"
     "After -quit has ended it, the program's counts as 0.\n";
@@ -137,7 +142,7 @@ struct ValueOption
     bool (*parse)(const std::string& value, Options& options, std::string& error);
 };
 
-const std::array<ValueOption, 5> ValueOptions{{
+const std::array<ValueOption, 6> ValueOptions{{
     {"-frames", [](const std::string& value, Options& options,
                    std::string& error) { return FrameList::Parse(value, options.settings.frames, error); }},
     {"-buffers", [](const std::string& value, Options& options,
@@ -146,6 +151,11 @@ const std::array<ValueOption, 5> ValueOptions{{
      [](const std::string& value, Options& options, std::string& error) {
          error = "\"" + value + "\" is neither png nor bmp";
          return FindByName(ImageKinds, value, options.settings.imageKind);
+     }},
+    {"-png",
+     [](const std::string& value, Options& options, std::string& error) {
+         error = "\"" + value + "\" is neither fast nor small";
+         return FindByName(EncodingKinds, value, options.settings.pngKind);
      }},
     {"-output",
      [](const std::string& value, Options& options, std::string& error) {
@@ -231,6 +241,11 @@ bool ParseOptions(const std::vector<std::string>& arguments, Options& options, s
         if (const auto value = split.m_values.find(option); value != split.m_values.end()) {
             result.log.insert(*value);
         }
+    }
+    if (result.settings.quit && result.settings.frames.IsOpen() && result.timeout == 0) {
+        error = "-quit: there is no last frame in " + result.settings.frames.ToString() +
+                "; give a -timeout to end the program";
+        return false;
     }
     if (separator != arguments.end()) {
         result.program.assign(separator + 1, arguments.end());

@@ -38,6 +38,7 @@ void Report::Take(const Record& record)
         break;
     case RecordKind::FrameDone:
         m_framesDone.Add(record.frame);
+        m_isLastFrameDone = m_isLastFrameDone || m_settings.frames.IsLast(record.frame);
         if (record.status == 0) {
             m_framesWhole.Add(record.frame);
         }
@@ -59,8 +60,12 @@ std::string Report::Progress() const
     if (m_framesDone.IsEmpty()) {
         return "";
     }
-    return std::to_string(m_framesDone.Count()) + " of " + Count(m_settings.frames.Count(), "frame") + ", " +
-           Count(m_files.size(), "file") + ", " + Count(CountBytes(), "byte");
+    const FrameList& wanted = m_settings.frames;
+    const std::uint64_t done = m_framesDone.Count();
+    const std::string frames = wanted.IsOpen()
+                                   ? Count(done, "frame")
+                                   : std::to_string(done) + " of " + Count(wanted.Count(), "frame");
+    return frames + ", " + Count(m_files.size(), "file") + ", " + Count(CountBytes(), "byte");
 }
 
 std::uint64_t Report::CountBytes() const
@@ -81,7 +86,9 @@ bool Report::Finish(const std::string& program, std::uint64_t swaps)
     }
     std::erase_if(m_files, [](const File& file) { return file.image.bytes == 0; });
 
-    const FrameList missing = m_settings.frames.Without(m_framesWhole.Without(broken));
+    FrameList due = m_settings.frames.Closed();
+    due.Add(m_framesDone);
+    const FrameList missing = due.Without(m_framesWhole.Without(broken));
     if (m_framesDone.IsEmpty()) {
         SayWhyNothingCame(program, swaps);
     }

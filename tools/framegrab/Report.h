@@ -24,8 +24,8 @@ public:
     /// Notes one record; what is of interest at once is said.
     void Take(const Record& record);
 
-    /// Whether the last frame asked for was dealt with, be it captured or not.
-    [[nodiscard]] bool IsLastFrameDone() const { return m_framesDone.Contains(m_settings.frames.Last()); }
+    /// Whether the last frame asked for was dealt with, be it captured or not. Never, where there is no last.
+    [[nodiscard]] bool IsLastFrameDone() const { return m_isLastFrameDone; }
 
     /// Whether that frame was then shown as well.
     [[nodiscard]] bool IsLastFrameShown() const { return m_isLastFrameShown; }
@@ -62,6 +62,7 @@ private:
     FrameList m_framesWhole; ///< in at least one process
     std::set<pid_t> m_swappingProcesses;
     bool m_areHooksLoaded = false;
+    bool m_isLastFrameDone = false;
     bool m_isLastFrameShown = false;
 };
 

@@ -74,6 +74,7 @@ bool WriteSettings(const std::string& folder, const Settings& settings)
     const auto add = [&](const std::string& field) { text += field + '\0'; };
     add(settings.frames.ToString());
     add(std::to_string(settings.imageKind));
+    add(std::to_string(settings.pngKind));
     add(settings.output);
     add(settings.opaque ? "1" : "0");
     add(settings.quit ? "1" : "0");
@@ -99,6 +100,7 @@ bool ReadSettings(const std::string& folder, Settings& settings)
         return false;
     }
     settings.imageKind = fields.NextIndex(ImageKinds.size());
+    settings.pngKind = fields.NextIndex(EncodingKinds.size());
     settings.output = fields.Next();
     settings.opaque = fields.NextFlag();
     settings.quit = fields.NextFlag();

@@ -44,12 +44,24 @@ inline constexpr std::array<ImageKind, 2> ImageKinds{{
     {"bmp", Util::ScreenshotWriter::FormatBMP},
 }};
 
+struct EncodingKind
+{
+    const char* name; ///< on the command line
+    Util::ScreenshotWriter::PNGEncoding encoding;
+};
+
+inline constexpr std::array<EncodingKind, 2> EncodingKinds{{
+    {"fast", Util::ScreenshotWriter::PNGFast},
+    {"small", Util::ScreenshotWriter::PNGSmall},
+}};
+
 /// What is to be captured, as the launcher tells it to the processes of the program.
 struct Settings
 {
     FrameList frames;
     std::vector<std::uint32_t> buffers; ///< indices in `Buffers`, in the order in which to take them
     std::uint32_t imageKind = 0;        ///< index in `ImageKinds`
+    std::uint32_t pngKind = 0;          ///< index in `EncodingKinds`
     std::string output; ///< folder for the pictures; absolute, since a program may change its own
     bool opaque = false;
     bool quit = false; ///< the program is ended after the last frame
@@ -72,6 +84,8 @@ struct SharedCounters
 {
     std::atomic<std::uint32_t> capturingProcesses; ///< how many have begun to capture
     std::atomic<std::uint64_t> swaps;              ///< most swaps that one process has made
+    std::atomic<std::uint32_t> isEnding;           ///< 1 when no frame may be begun any more
+    std::atomic<std::uint32_t> framesBegun;        ///< how many are being captured now
 };
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free &&
               std::atomic<std::uint64_t>::is_always_lock_free);

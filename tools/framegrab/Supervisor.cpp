@@ -24,6 +24,9 @@ constexpr timespec Tick{.tv_sec = 0, .tv_nsec = 20'000'000};
 /// same.
 constexpr auto ShowTime = 2s;
 
+/// How long a frame whose capture has begun may take until its program is ended all the same.
+constexpr auto FrameTime = 2s;
+
 /// How long a process may take to end by itself once it was told to.
 constexpr auto GraceTime = 3s;
 
@@ -51,9 +54,9 @@ std::string Seconds(double seconds)
 } // namespace
 
 Supervisor::Supervisor(pid_t process, std::string name, double timeout, const Settings& settings,
-                       RecordReader& records, Report& report)
-    : m_first(process), m_name(std::move(name)), m_timeout(timeout), m_settings(settings), m_records(records),
-      m_report(report)
+                       SharedCounters& counters, RecordReader& records, Report& report)
+    : m_first(process), m_name(std::move(name)), m_timeout(timeout), m_settings(settings),
+      m_counters(counters), m_records(records), m_report(report)
 {}
 
 int Supervisor::Run()
@@ -127,8 +130,10 @@ void Supervisor::CheckFrames()
             End(Ending::AsAskedFor, SIGTERM);
         }
     } else if (m_timeout > 0 && now - m_start >= std::chrono::duration<double>(m_timeout)) {
-        Say("frame " + std::to_string(m_settings.frames.Last()) + " has not come within " +
-            Seconds(m_timeout) + "; ending " + m_name);
+        const FrameList& frames = m_settings.frames;
+        Say(frames.IsOpen() ? "ending " + m_name + " after " + Seconds(m_timeout)
+                            : "frame " + std::to_string(frames.Last()) + " has not come within " +
+                                  Seconds(m_timeout) + "; ending " + m_name);
         End(Ending::AsAskedFor, SIGTERM);
     }
 }
@@ -136,6 +141,10 @@ void Supervisor::CheckFrames()
 void Supervisor::End(Ending ending, int signal)
 {
     m_ending = ending;
+    m_counters.isEnding = 1;
+    for (const auto end = Clock::now() + FrameTime; m_counters.framesBegun != 0 && Clock::now() < end;) {
+        nanosleep(&Tick, nullptr);
+    }
     m_endTime = Clock::now();
     SignalAll(signal);
     SignalAll(SIGCONT); // a process that is stopped would not get to see it

@@ -16,8 +16,9 @@ public:
     /// @param process  the program's first process
     /// @param name     the program, for messages
     /// @param timeout  seconds after which the program is ended if the last frame has not come; 0 for none
+    /// @param counters  of the session; told when the program is ended
     Supervisor(pid_t process, std::string name, double timeout, const Settings& settings,
-               RecordReader& records, Report& report);
+               SharedCounters& counters, RecordReader& records, Report& report);
 
     /// Returns when the program has ended, by itself or, as asked for, by this call.
     ///
@@ -50,6 +51,7 @@ private:
     std::string m_name;
     double m_timeout;
     const Settings& m_settings;
+    SharedCounters& m_counters;
     RecordReader& m_records;
     Report& m_report;
     std::string m_progress; ///< as it was last shown
