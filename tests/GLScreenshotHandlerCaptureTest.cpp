@@ -330,6 +330,28 @@ TEST_F(CaptureTest, NothingInTheApplicationsStateBendsThePictureOrIsLost)
     }
 }
 
+TEST_F(CaptureTest, AReadThatGLRefusesIsKeptFromTheApplication)
+{
+    const GLContext context({.width = 8, .height = 8, .debug = true});
+    glDebugMessageCallback(&AbortOnError, nullptr);
+    // Incomplete, and a format that has no reading of four bytes.
+    for (const auto& [color, depth] :
+         {std::pair{Renderbuffer(GL_RGBA8), Renderbuffer(GL_DEPTH24_STENCIL8, 4)},
+          {Texture2D(GL_RGBA16_SNORM_EXT, 0), Texture2D(GL_DEPTH24_STENCIL8, 0)}}) {
+        SCOPED_TRACE(color.name);
+        NewFramebuffer();
+        color.attach(GL_COLOR_ATTACHMENT0);
+        depth.attach(GL_DEPTH_STENCIL_ATTACHMENT);
+        ClearLog();
+        const GLState before = GLState::Now();
+        EXPECT_EQ(Take(GL_COLOR_BUFFER_BIT), 1U);
+        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        constexpr Pixel Nothing{};
+        EXPECT_EQ(Compare("shot_color0.png", Width, Height, {Nothing, Nothing, Nothing, Nothing}), "");
+        EXPECT_EQ(LogTexts().size(), 1U) << "a warning";
+    }
+}
+
 TEST_F(CaptureTest, AProgramDeletedWhileInUseStaysInUse)
 {
     const GLContext context({.width = Width, .height = Height});

@@ -89,26 +89,33 @@ TEST_F(ThumbnailTest, BoxesThatGiveNoSize)
 {
     constexpr int Huge = std::numeric_limits<int>::max();
     const GLContext context({.width = 64, .height = 48});
-    DrawQuadrants(64, 48);
-    const GLState before = GLState::Now();
-    for (const Kind kind : AllKinds) {
-        for (const auto& [maxWidth, maxHeight] : {std::pair{-1, 8}, {8, -1}, {-Huge - 1, 0}}) {
-            const CallRecorder calls;
-            EXPECT_EQ(Thumbnail(kind, maxWidth, maxHeight), 1U);
-            EXPECT_EQ(calls.CountGL(), 0U);
+    for (const bool isWindow : {true, false}) {
+        if (!isWindow) {
+            NewFramebuffer();
+            Renderbuffer(GL_RGBA8, 4).attach(GL_COLOR_ATTACHMENT0);
+            Renderbuffer(GL_DEPTH24_STENCIL8, 4).attach(GL_DEPTH_STENCIL_ATTACHMENT);
         }
-        // A side that truncates to 0, and sides beyond the driver's largest texture: no blit into either.
-        for (const auto& [maxWidth, maxHeight] : {std::pair{1, 1}, {Huge, Huge}, {20000, 20000}}) {
-            SCOPED_TRACE(std::to_string(maxWidth) + " x " + std::to_string(maxHeight));
-            RemoveFiles();
-            EXPECT_EQ(Thumbnail(kind, maxWidth, maxHeight), kind == Kind::Color ? 0U : 1U);
-            if (kind == Kind::Color) {
-                EXPECT_EQ(Compare("shot.png", 64, 48, ColorOfQuadrants()), "") << "the full size instead";
-            } else {
-                EXPECT_EQ(Files(), FileNames{});
+        DrawQuadrants(64, 48);
+        const GLState before = GLState::Now();
+        for (const Kind kind : AllKinds) {
+            for (const auto& [maxWidth, maxHeight] : {std::pair{-1, 8}, {8, -1}, {-Huge - 1, 0}}) {
+                const CallRecorder calls;
+                EXPECT_EQ(Thumbnail(kind, maxWidth, maxHeight), 1U);
+                EXPECT_EQ(calls.CountGL(), 0U);
             }
+            // A side that truncates to 0, and sides beyond the driver's largest texture: no blit into either.
+            for (const auto& [maxWidth, maxHeight] : {std::pair{1, 1}, {Huge, Huge}, {20000, 20000}}) {
+                SCOPED_TRACE(std::to_string(maxWidth) + " x " + std::to_string(maxHeight));
+                RemoveFiles();
+                EXPECT_EQ(Thumbnail(kind, maxWidth, maxHeight), kind == Kind::Color ? 0U : 1U);
+                if (kind == Kind::Color) {
+                    EXPECT_EQ(Compare("shot.png", 64, 48, ColorOfQuadrants()), "") << "the full size instead";
+                } else {
+                    EXPECT_EQ(Files(), FileNames{});
+                }
+            }
+            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
         }
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
     }
 }
 
@@ -338,8 +345,24 @@ TEST_F(ThumbnailTest, OddSources)
             glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_2D, NewTexture(GL_TEXTURE_2D), 0);
         };
     };
+    const auto undefinedFace = [] {
+        glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_CUBE_MAP_POSITIVE_X,
+                               NewTexture(GL_TEXTURE_CUBE_MAP), 0);
+    };
+    const auto deleted = [] {
+        const GLuint name = NewTexture(GL_TEXTURE_2D);
+        glTexStorage2D(GL_TEXTURE_2D, 1, GL_RGBA8, 8, 8);
+        glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, name, 0);
+        GLint framebuffer = 0;
+        glGetIntegerv(GL_FRAMEBUFFER_BINDING, &framebuffer);
+        glBindFramebuffer(GL_FRAMEBUFFER, 0); // deleting it would detach it from the one bound
+        glDeleteTextures(1, &name);
+        glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(framebuffer));
+    };
     const std::vector<Row> rows{
         {"nothing attached", [] {}, {3, 4, 4}},
+        {"a cube map without storage", undefinedFace, {3, 4, 4}},
+        {"a name deleted elsewhere", deleted, {3, 4, 4}},
         {"integers", texture(GL_RGBA8UI, GL_COLOR_ATTACHMENT0, 8, 8), {1, 4, 4}},
         {"a texture without storage", undefined(GL_COLOR_ATTACHMENT0), {3, 4, 4}},
         {"depth without storage", undefined(GL_DEPTH_ATTACHMENT), {3, 4, 4}},
@@ -466,6 +489,8 @@ TEST_F(ThumbnailTest, AViewOfAMultiviewAttachment)
         constexpr Pixel White{255, 255, 255, 255};
         const auto expected = layer == 0 ? ColorOfQuadrants() : std::array{White, White, White, White};
         EXPECT_EQ(Compare("shot.png", 32, 24, expected, 0, 1), "");
+        EXPECT_EQ(Thumbnail(Kind::Color, 1, 1), 0U) << "a box that no blit can fill";
+        EXPECT_EQ(Compare("shot.png", SourceWidth, SourceHeight, expected), "");
 
         const auto attach = std::find_if(calls.Calls().begin(), calls.Calls().end(), [](const Call& call) {
             return call.name == "glFramebufferTextureLayer";

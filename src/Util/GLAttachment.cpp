@@ -55,8 +55,7 @@ void QueryTexture(Attachment& attachment, const TextureTarget& target, GLenum im
 
 void FindTextureTarget(Attachment& attachment, std::span<const ImageQuery> queries)
 {
-    const QuietDebugOutput quiet;
-    GL::GetError(); // whatever was pending is not an answer to a trial
+    const QuietErrors quiet;
     for (const TextureTarget& candidate : Candidates) {
         Forget(attachment, queries);
         QueryTexture(attachment, candidate, candidate.target, queries);
@@ -76,7 +75,7 @@ void DescribeTexture(GLenum point, Attachment& attachment, std::span<const Image
     ask(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_CUBE_MAP_FACE, &attachment.cubeMapFace);
     ask(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LAYER, &attachment.layer);
     if (views == Views::Query) {
-        const QuietDebugOutput quiet;
+        const QuietErrors quiet;
         ask(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_BASE_VIEW_INDEX_OVR, &attachment.baseViewIndex);
         ask(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_NUM_VIEWS_OVR, &attachment.numViews);
     }

@@ -11,17 +11,20 @@ namespace Util {
 /// Takes screenshots of the framebuffer that is bound for drawing and writes them as BMP or PNG files.
 ///
 /// Every capture runs on the thread on which the OpenGL ES context is current, reaches GL and EGL through the
-/// host's dispatch tables alone, and needs OpenGL ES 3.0; framebuffer objects need 3.1. GL state is as before
-/// when a call returns, except where an operation says so, and no GL object remains. A capture whose entry
-/// points are not all there returns 1 and makes no GL call.
+/// host's dispatch tables alone, and needs OpenGL ES 3.0; framebuffer objects and thumbnails need 3.1. GL
+/// state is as before when a call returns, except where an operation says so, and no GL object remains. A
+/// capture whose entry points are not all there returns 1 and makes no GL call.
 ///
 /// Pixels between the operations are laid out as `glReadPixels` returns them: bottom row first, rows of width
 /// x `GetPitch(format, type)` bytes without padding.
 ///
 /// Known limits: write masks and blending set for single draw buffers (OpenGL ES 3.2) come back as those of
-/// draw buffer 0; an occlusion query that is active counts the quad of a depth or stencil capture; the window
-/// surface is read through the surface current for drawing, which must also be the one current for reading;
-/// in a context without error reporting (`GL_KHR_no_error`) a copy that the driver refuses cannot be noticed.
+/// draw buffer 0; viewports and scissor tests of `GL_OES_viewport_array` come back as those of viewport 0; a
+/// query that is active (occlusion, primitives, time) counts the quad of a depth or stencil capture; a
+/// binding whose object another context has deleted meanwhile comes back to an empty object of that name; the
+/// window surface is read through the surface current for drawing, which must also be the one current for
+/// reading; in a context without error reporting (`GL_KHR_no_error`) a copy that the driver refuses cannot be
+/// noticed.
 class UTIL_EXPORT GLScreenshotHandler : public ScreenshotWriter
 {
 public:
@@ -63,7 +66,8 @@ public:
     /// @param attachment  `GL_COLOR_ATTACHMENT0` + i, `GL_DEPTH_ATTACHMENT` or `GL_STENCIL_ATTACHMENT`
     /// @return 0; 1 when nothing is attached, the object is gone, or its format cannot be shown (integer
     ///         colours); the status of `WriteScreenshot`
-    /// @note GL errors that were pending are consumed where the attachment is a texture.
+    /// @note GL errors that were pending are consumed. A read that the driver refuses (an incomplete
+    ///       framebuffer object, say) gives a black picture and a warning.
     std::uint32_t TakeScreenshotFBO(const std::string& fileName, std::uint32_t attachment);
 
     /// Reads a colour buffer of the framebuffer bound for reading and writes it.

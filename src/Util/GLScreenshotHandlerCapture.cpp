@@ -5,6 +5,7 @@
 #include "Util/GLScreenshotHandler.h"
 #include "Util/GLState.h"
 #include "Util/GLUtils.h"
+#include "Util/Logging.h"
 #include "Util/PixelBuffer.h"
 #include "Util/String.h"
 
@@ -109,6 +110,7 @@ try {
     if (!CanDescribeAttachments() || !(isColor ? CanReadColor() : CanReadDepthStencil())) {
         return StatusFailure;
     }
+    const QuietErrors quiet; // GL may well refuse to read an attachment
     const Attachment source = DescribeAttachment(attachment, FullSizeQueries, Views::Ignore);
     if (source.objectName == 0) {
         return StatusFailure;
@@ -120,8 +122,14 @@ try {
             return WriteMultisampledColorBuffer(name, attachment, source.width, source.height,
                                                 source.internalFormat);
         }
-        return WriteColorBuffer(name, static_cast<std::int32_t>(attachment), source.width, source.height,
-                                source.internalFormat);
+        const std::uint32_t status = WriteColorBuffer(name, static_cast<std::int32_t>(attachment),
+                                                      source.width, source.height, source.internalFormat);
+        if (GL::GetError() != GL_NO_ERROR) {
+            UTIL_LOG(Core::Log::LevelWarning,
+                     "The picture of colour attachment %s is black: the driver refused to read it",
+                     number.c_str());
+        }
+        return status;
     }
     const bool isStencil = attachment == GL_STENCIL_ATTACHMENT;
     return WriteDepthStencilBuffer(fileName + (isStencil ? "_stencil" : "_depth"), source.width,
@@ -168,7 +176,6 @@ std::uint32_t GLScreenshotHandler::WriteMultisampledColorBuffer(const std::strin
     if (!CanCopyColor() || width < 1 || height < 1) {
         return StatusFailure;
     }
-    const QuietDebugOutput quiet;
     ColorTarget resolved;
     const SavedBindings saved;
     const Size size{width, height};

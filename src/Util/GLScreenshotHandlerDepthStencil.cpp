@@ -336,7 +336,7 @@ std::int32_t GLScreenshotHandler::GetDepthStencilBuffer(std::uint32_t srcWidth, 
 
     // In this order: the application's bindings are back before the objects that took their place are
     // deleted.
-    const QuietDebugOutput quiet;
+    const QuietErrors quiet;
     TemporaryObjects objects;
     const NeutralState state;
 

@@ -8,6 +8,7 @@
 #include "Util/PixelBuffer.h"
 
 #include <array>
+#include <cmath>
 #include <limits>
 #include <optional>
 #include <span>
@@ -43,7 +44,7 @@ constexpr std::array<ImageQuery, 5> DepthStencilQueries{{
 GLsizei Truncate(float length)
 {
     constexpr float Limit = 0x1p31F;
-    return length < Limit ? static_cast<GLsizei>(length) : std::numeric_limits<GLsizei>::max();
+    return std::abs(length) < Limit ? static_cast<GLsizei>(length) : std::numeric_limits<GLsizei>::max();
 }
 
 /// The largest size of the source's proportions in a box; a side of 0 stands for the source's own.
@@ -267,7 +268,7 @@ std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnail(const std::string& fi
     Size size = FitIntoBox(sourceSize, maxWidth, maxHeight);
 
     // In this order: what is put back, and then deleted, goes from last to first.
-    const QuietDebugOutput quiet;
+    const QuietErrors quiet;
     std::optional<PackedThumbnailRead> packed;
     ViewFramebuffer view;
     ColorTarget resolved;
@@ -286,7 +287,7 @@ std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnail(const std::string& fi
     if (source.isMultisampled) {
         error = resolved.CopyFrom(framebuffer, readBuffer, sourceSize, ResolveLayout(source), sourceSize,
                                   GL_NEAREST);
-        framebuffer = resolved.Framebuffer();
+        framebuffer = error == GL_NO_ERROR ? resolved.Framebuffer() : framebuffer;
     }
     if (error == GL_NO_ERROR) {
         const GLenum buffer = source.isMultisampled ? GL_COLOR_ATTACHMENT0 : readBuffer;
@@ -301,7 +302,8 @@ std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnail(const std::string& fi
         GL::BindFramebuffer(GL_READ_FRAMEBUFFER, scaled.Framebuffer());
         readBuffer = GL_COLOR_ATTACHMENT0;
     } else {
-        GL::BindFramebuffer(GL_READ_FRAMEBUFFER, saved.DrawFramebuffer());
+        // Samples and views of a framebuffer object cannot be read, only their copy. The window surface can.
+        GL::BindFramebuffer(GL_READ_FRAMEBUFFER, source.framebuffer == 0 ? 0 : framebuffer);
         size = sourceSize;
     }
 
@@ -343,6 +345,7 @@ std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnailDepthStencil(const std
         return StatusFailure;
     }
     const GLenum point = isStencil ? GL_STENCIL_ATTACHMENT : GL_DEPTH_ATTACHMENT;
+    const QuietErrors quiet;
     ViewFramebuffer view;
     const SavedFramebuffers saved;
     Attachment image;

@@ -44,14 +44,17 @@ private:
     std::array<bool, Count> m_wasEnabled{};
 };
 
-/// Keeps errors that are raised on purpose from the application's debug callback, which may well abort on
-/// one.
+/// Keeps errors that are raised in its scope, some of them on purpose, from the application: from its debug
+/// callback, which may well abort on one, and from its `glGetError`. Those that were pending are consumed.
 ///
-/// A context without debug output answers the query with `GL_INVALID_ENUM`.
-class QuietDebugOutput : DisabledCapabilities<1>
+/// A context without debug output answers the query with `GL_INVALID_ENUM`, consumed as well.
+class QuietErrors : DisabledCapabilities<1>
 {
 public:
-    QuietDebugOutput() : DisabledCapabilities<1>({GL_DEBUG_OUTPUT}) {}
+    QuietErrors() : DisabledCapabilities<1>({GL_DEBUG_OUTPUT}) { GL::GetError(); }
+    QuietErrors(const QuietErrors&) = delete;
+    QuietErrors& operator=(const QuietErrors&) = delete;
+    ~QuietErrors() { GL::GetError(); }
 };
 
 /// Makes `glReadPixels` write tightly packed rows to client memory, and puts the application's pack state
