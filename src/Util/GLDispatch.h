@@ -45,6 +45,7 @@
     entry(63, GetIntegerv, PFNGLGETINTEGERVPROC)                                                  \
     entry(64, GetProgramiv, PFNGLGETPROGRAMIVPROC)                                                \
     entry(66, GetRenderbufferParameteriv, PFNGLGETRENDERBUFFERPARAMETERIVPROC)                    \
+    entry(71, GetString, PFNGLGETSTRINGPROC)                                                      \
     entry(76, GetUniformLocation, PFNGLGETUNIFORMLOCATIONPROC)                                    \
     entry(78, GetVertexAttribiv, PFNGLGETVERTEXATTRIBIVPROC)                                      \
     entry(79, GetVertexAttribPointerv, PFNGLGETVERTEXATTRIBPOINTERVPROC)                          \

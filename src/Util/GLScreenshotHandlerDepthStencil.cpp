@@ -5,6 +5,8 @@
 #include "Util/GLState.h"
 #include "Util/Logging.h"
 
+#include <GLES2/gl2ext.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -77,12 +79,15 @@ void main()
 }
 )"};
 
-/// A triangle strip over the whole viewport: four positions, then their texture coordinates.
-constexpr std::array<GLfloat, 16> Quad{
+/// A triangle strip over the whole viewport: four positions, their texture coordinates, and these where
+/// `GL_EXT_clip_control` has turned clip space upside down.
+constexpr std::array<GLfloat, 24> Quad{
     -1.0F, -1.0F, -1.0F, 1.0F, 1.0F, -1.0F, 1.0F, 1.0F, //
-    0.0F,  0.0F,  0.0F,  1.0F, 1.0F, 0.0F,  1.0F, 1.0F,
+    0.0F,  0.0F,  0.0F,  1.0F, 1.0F, 0.0F,  1.0F, 1.0F, //
+    0.0F,  1.0F,  0.0F,  0.0F, 1.0F, 1.0F,  1.0F, 0.0F,
 };
 constexpr std::size_t QuadTexcoordOffset = 8 * sizeof(GLfloat);
+constexpr std::size_t QuadFlippedTexcoordOffset = 16 * sizeof(GLfloat);
 
 /// Saves what the read-back changes, makes the state neutral, and puts everything back in the one order that
 /// works: framebuffers before the read buffer that is theirs, the texture while unit 0 is active, the program
@@ -282,7 +287,10 @@ void DrawCopy(TemporaryObjects& objects, Size size)
     GL::BindBuffer(GL_ARRAY_BUFFER, objects.vertexBuffer);
     GL::BufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(sizeof(Quad)), Quad.data(), GL_STATIC_DRAW);
     SetUpVertexAttribute(objects.program, "position", 0);
-    SetUpVertexAttribute(objects.program, "in_texcoord", QuadTexcoordOffset);
+    const bool isFlipped =
+        HasExtension("GL_EXT_clip_control") && GetInteger(GL_CLIP_ORIGIN_EXT) == GL_UPPER_LEFT_EXT;
+    SetUpVertexAttribute(objects.program, "in_texcoord",
+                         isFlipped ? QuadFlippedTexcoordOffset : QuadTexcoordOffset);
 
     GL::Viewport(0, 0, size.width, size.height);
     GL::BindTexture(GL_TEXTURE_2D, objects.copyTexture);

@@ -137,6 +137,7 @@ public:
 
 private:
     GLint m_alignment;
+    BottomRowFirst m_bottomRowFirst;
 };
 
 /// The image that a colour thumbnail is made of.

@@ -1,5 +1,7 @@
 #include "Util/GLState.h"
 
+#include <GLES2/gl2ext.h>
+
 namespace Util {
 
 GLint GetInteger(GLenum name, GLint preset)
@@ -7,6 +9,29 @@ GLint GetInteger(GLenum name, GLint preset)
     GLint value = preset;
     GL::GetIntegerv(name, &value);
     return value;
+}
+
+bool HasExtension(std::string_view name)
+{
+    const auto* const names = GL::GetString.IsMissing() ? nullptr : GL::GetString(GL_EXTENSIONS);
+    return names &&
+           std::string_view(reinterpret_cast<const char*>(names)).find(name) != std::string_view::npos;
+}
+
+BottomRowFirst::BottomRowFirst()
+    : m_wasReversed(HasExtension("GL_ANGLE_pack_reverse_row_order") &&
+                    GetInteger(GL_PACK_REVERSE_ROW_ORDER_ANGLE) != GL_FALSE)
+{
+    if (m_wasReversed) {
+        GL::PixelStorei(GL_PACK_REVERSE_ROW_ORDER_ANGLE, GL_FALSE);
+    }
+}
+
+BottomRowFirst::~BottomRowFirst()
+{
+    if (m_wasReversed) {
+        GL::PixelStorei(GL_PACK_REVERSE_ROW_ORDER_ANGLE, GL_TRUE);
+    }
 }
 
 PackedRead::PackedRead()

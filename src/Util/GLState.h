@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <string_view>
 
 namespace Util {
 
@@ -57,6 +58,23 @@ public:
     ~QuietErrors() { GL::GetError(); }
 };
 
+/// @return whether the context has an extension, e.g. `"GL_EXT_clip_control"`
+bool HasExtension(std::string_view name);
+
+/// Makes `glReadPixels` begin with the bottom row, as it does unless `GL_ANGLE_pack_reverse_row_order` is in
+/// use, until the end of its scope.
+class BottomRowFirst
+{
+public:
+    BottomRowFirst();
+    BottomRowFirst(const BottomRowFirst&) = delete;
+    BottomRowFirst& operator=(const BottomRowFirst&) = delete;
+    ~BottomRowFirst();
+
+private:
+    bool m_wasReversed;
+};
+
 /// Makes `glReadPixels` write tightly packed rows to client memory, and puts the application's pack state
 /// back at the end of its scope.
 class PackedRead
@@ -73,6 +91,7 @@ private:
     GLint m_rowLength;
     GLint m_skipPixels;
     GLint m_skipRows;
+    BottomRowFirst m_bottomRowFirst;
 };
 
 /// Selects a read buffer of the framebuffer now bound for reading; at the end of its scope, while the same

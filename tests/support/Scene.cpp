@@ -1,5 +1,8 @@
 #include "support/Scene.h"
 
+#include <EGL/egl.h>
+#include <GLES2/gl2ext.h>
+
 #include <array>
 #include <utility>
 
@@ -129,6 +132,7 @@ void main() { color = vec4(1.0); }
     glPixelStorei(GL_PACK_ROW_LENGTH, 1000);
     glPixelStorei(GL_PACK_SKIP_ROWS, 3);
     glPixelStorei(GL_PACK_SKIP_PIXELS, 5);
+    glPixelStorei(GL_PACK_REVERSE_ROW_ORDER_ANGLE, GL_TRUE);
     glPixelStorei(GL_UNPACK_ROW_LENGTH, 7);
 
     GLuint sampler = 0;
@@ -160,6 +164,8 @@ void main() { color = vec4(1.0); }
     glEnable(GL_SAMPLE_ALPHA_TO_COVERAGE);
     glColorMask(GL_FALSE, GL_TRUE, GL_FALSE, GL_TRUE);
     glDepthMask(GL_FALSE);
+    const auto clipControl = reinterpret_cast<PFNGLCLIPCONTROLEXTPROC>(eglGetProcAddress("glClipControlEXT"));
+    clipControl(GL_UPPER_LEFT_EXT, GL_ZERO_TO_ONE_EXT);
     glReadBuffer(GL_NONE);
 }
 
