@@ -47,7 +47,8 @@ public:
     ///         nothing was asked for. Files already written stay.
     std::uint32_t TakeScreenshot(const std::string& fileName, std::uint32_t bufferMask);
 
-    /// Captures one buffer of the window surface, read as 8-bit RGBA whatever its configuration.
+    /// Captures one buffer of the window surface; colour is read as 8-bit RGBA whatever its configuration,
+    /// except that floats (`EGL_EXT_pixel_format_float`) are read as such.
     ///
     /// @param fileName  path without extension; "_depth" or "_stencil" is added for these two
     /// @param buffer    `GL_BACK`, `GL_DEPTH` or `GL_STENCIL`

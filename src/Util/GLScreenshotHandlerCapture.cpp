@@ -29,6 +29,17 @@ bool CanReadColor()
     return HasEntryPoints(GL::GetIntegerv, GL::ReadBuffer, GL::ReadPixels, GL::PixelStorei, GL::BindBuffer);
 }
 
+/// Bytes can be read of every back buffer but one of floats (`EGL_EXT_pixel_format_float`).
+GLint BackBufferFormat()
+{
+    GLint componentType = GL_UNSIGNED_NORMALIZED;
+    if (HasEntryPoints(GL::GetFramebufferAttachmentParameteriv)) {
+        GL::GetFramebufferAttachmentParameteriv(GL_READ_FRAMEBUFFER, GL_BACK,
+                                                GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE, &componentType);
+    }
+    return componentType == GL_FLOAT ? GL_RGBA16F : GL_RGBA8;
+}
+
 bool IsDepthOrStencil(std::uint32_t attachment)
 {
     return attachment == GL_DEPTH_ATTACHMENT || attachment == GL_STENCIL_ATTACHMENT;
@@ -93,7 +104,7 @@ try {
     GLint height = 0;
     QuerySurfaceSize(&width, &height);
     if (isColor) {
-        return WriteColorBuffer(fileName, GL_BACK, width, height, GL_RGBA8);
+        return WriteColorBuffer(fileName, GL_BACK, width, height, BackBufferFormat());
     }
     const bool isStencil = buffer == GL_STENCIL;
     const auto depthBits = static_cast<std::uint32_t>(GetInteger(GL_DEPTH_BITS));

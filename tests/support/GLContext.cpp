@@ -44,7 +44,14 @@ EGLConfig FindConfig(EGLDisplay display, const GLContext::Options& options)
         std::pair{EGL_DEPTH_SIZE, options.depthBits}, std::pair{EGL_STENCIL_SIZE, options.stencilBits},
         std::pair{EGL_SAMPLES, options.samples},
     };
-    const EGLint kind[] = {EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, EGL_RENDERABLE_TYPE, EGL_OPENGL_ES3_BIT,
+    const EGLint componentType =
+        options.isFloat ? EGL_COLOR_COMPONENT_TYPE_FLOAT_EXT : EGL_COLOR_COMPONENT_TYPE_FIXED_EXT;
+    const EGLint kind[] = {EGL_SURFACE_TYPE,
+                           EGL_PBUFFER_BIT,
+                           EGL_RENDERABLE_TYPE,
+                           EGL_OPENGL_ES3_BIT,
+                           EGL_COLOR_COMPONENT_TYPE_EXT,
+                           componentType,
                            EGL_NONE};
     EGLint count = 0;
     if (!eglChooseConfig(display, kind, nullptr, 0, &count)) {

@@ -24,7 +24,8 @@ public:
         int depthBits = 24;
         int stencilBits = 8;
         int samples = 0;
-        bool debug = false; ///< a debug context, which reports through `glDebugMessageCallback`
+        bool isFloat = false; ///< colour of `EGL_EXT_pixel_format_float`
+        bool debug = false;   ///< a debug context, which reports through `glDebugMessageCallback`
         const GLContext* shareWith = nullptr;
     };
 
