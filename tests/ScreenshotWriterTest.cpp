@@ -371,6 +371,18 @@ TEST_F(ScreenshotWriterTest, ClosesTheFileThatIsStillOpen)
     EXPECT_EQ(OpenDescriptors(), descriptors);
 }
 
+TEST_F(ScreenshotWriterTest, AHeaderOfTheCallersOwnIsReleasedWithItsFile)
+{
+    const std::string path = m_folder.File("image.png");
+    ASSERT_EQ(m_writer.OpenFile(path), 0U);
+    ASSERT_EQ(m_writer.WritePNGHeader(1, 1, true), 0U);
+    EXPECT_EQ(m_writer.CloseFile(), 0U);
+    EXPECT_EQ(TestSupport::LoadImage(path).width, 1);
+    m_writer.FinalizePNG(); // must not write to the file that is closed
+    ASSERT_EQ(m_writer.CreatePNGFile(path, 1, 1, true), 0U);
+    EXPECT_EQ(m_writer.CloseFile(), 0U);
+}
+
 volatile std::sig_atomic_t s_crashReports = 0;
 
 void ReportCrash(int /*signal*/, siginfo_t* /*info*/, void* /*context*/)

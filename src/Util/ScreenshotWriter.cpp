@@ -223,7 +223,7 @@ std::uint32_t ScreenshotWriter::CloseFile()
     if (!m_pFile) {
         return StatusNotOpen;
     }
-    if (m_fileFormat == FormatPNG || m_fileFormat == FormatPNGGray) {
+    if (m_pPng || m_fileFormat == FormatPNG || m_fileFormat == FormatPNGGray) {
         FinalizePNG();
     }
     const int result = std::fclose(m_pFile);
