@@ -55,50 +55,6 @@ TEST_F(CaptureTest, WindowSurface)
     EXPECT_THAT(LogTexts(), testing::IsEmpty());
 }
 
-TEST_F(CaptureTest, WindowSurfacesOfOtherConfigurations)
-{
-    struct Row
-    {
-        const char* name;
-        int depth;
-        int stencil;
-        int samples;
-        FileNames files;
-    };
-    const std::vector<Row> rows{
-        {"24 bits of depth, no stencil", 24, 0, 0, {"shot.png", "shot_depth.png", "shot_stencil.png"}},
-        {"16 bits of depth", 16, 0, 0, {"shot.png", "shot_depth.png", "shot_stencil.png"}},
-        {"32 bits of depth, fixed-point", 32, 0, 0, {"shot.png", "shot_depth.png", "shot_stencil.png"}},
-        {"colour alone", 0, 0, 0, {"shot.png"}},
-        {"multisampled", 24, 8, 4, {"shot.png", "shot_depth.png", "shot_stencil.png"}},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        RemoveFiles();
-        const GLContext context({.width = Width,
-                                 .height = Height,
-                                 .depthBits = row.depth,
-                                 .stencilBits = row.stencil,
-                                 .samples = row.samples});
-        DrawQuadrants(Width, Height);
-        const GLState before = GLState::Now();
-        Take(AllBuffers);
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-        EXPECT_EQ(Files(), row.files);
-        EXPECT_EQ(Compare("shot.png", Width, Height, ColorOfQuadrants()), "");
-        if (row.files.contains("shot_depth.png")) {
-            EXPECT_EQ(Compare("shot_depth.png", Width, Height, DepthOfQuadrants()), "");
-        }
-        if (row.files.contains("shot_stencil.png")) {
-            // Depth bits alone still choose a format for the copy, which then has no stencil to show.
-            EXPECT_EQ(Compare("shot_stencil.png", Width, Height,
-                              row.stencil != 0 ? StencilOfQuadrants() : AllBlack),
-                      "");
-        }
-    }
-    EXPECT_EQ(LogTexts().size(), 3U) << "a warning for each black picture";
-}
-
 TEST_F(CaptureTest, AWindowSurfaceOfFloats)
 {
     const GLContext context({.width = Width,
@@ -113,107 +69,6 @@ TEST_F(CaptureTest, AWindowSurfaceOfFloats)
     EXPECT_EQ(Take(GL_COLOR_BUFFER_BIT), 0U);
     EXPECT_EQ(GLState::Now().ChangesSince(before), "");
     EXPECT_EQ(Compare("shot.png", Width, Height, ColorOfQuadrants()), "");
-}
-
-TEST_F(CaptureTest, ColourAttachments)
-{
-    struct Row
-    {
-        const char* name;
-        GLenum format;
-        std::array<bool, 4> components;
-    };
-    const std::vector<Row> rows{
-        {"RGBA8", GL_RGBA8, {true, true, true, true}},
-        {"RGB8", GL_RGB8, {true, true, true, false}},
-        {"RGB565", GL_RGB565, {true, true, true, false}},
-        {"RGBA4", GL_RGBA4, {true, true, true, true}},
-        {"RGB10_A2", GL_RGB10_A2, {true, true, true, true}},
-        {"SRGB8_ALPHA8", GL_SRGB8_ALPHA8, {true, true, true, true}},
-        {"R8", GL_R8, {true, false, false, false}},
-        {"RG16F", GL_RG16F, {true, true, false, false}},
-        {"RGBA16F", GL_RGBA16F, {true, true, true, true}},
-        {"RGBA32F", GL_RGBA32F, {true, true, true, true}},
-        {"R11F_G11F_B10F", GL_R11F_G11F_B10F, {true, true, true, false}},
-    };
-    const GLContext context({.width = 8, .height = 8});
-    for (const Row& row : rows) {
-        for (const Source& source :
-             {Texture2D(row.format, 1), CubeFace(row.format), Layer(GL_TEXTURE_3D, row.format, 0),
-              Layer(GL_TEXTURE_3D, row.format, 2), Layer(GL_TEXTURE_2D_ARRAY, row.format, 0),
-              Layer(GL_TEXTURE_2D_ARRAY, row.format, 3), Renderbuffer(row.format)}) {
-            SCOPED_TRACE(std::string(row.name) + ", " + source.name);
-            RemoveFiles();
-            NewFramebuffer();
-            source.attach(GL_COLOR_ATTACHMENT0);
-            if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
-                continue; // not every float format is renderable in every target
-            }
-            DrawQuadrants(source.width, source.height);
-
-            std::array<Pixel, 4> expected = ColorOfQuadrants();
-            for (Pixel& pixel : expected) {
-                for (std::size_t i = 0; i < 4; ++i) {
-                    pixel.at(i) = row.components.at(i) ? pixel.at(i) : i == 3 ? 255 : 0;
-                }
-            }
-            const GLState before = GLState::Now();
-            EXPECT_EQ(Take(GL_COLOR_BUFFER_BIT), 1U) << "the walk ends at the first empty point";
-            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-            EXPECT_EQ(Files(), FileNames{"shot_color0.png"});
-            EXPECT_EQ(Compare("shot_color0.png", source.width, source.height, expected), "");
-        }
-    }
-}
-
-TEST_F(CaptureTest, DepthAndStencilAttachments)
-{
-    struct Row
-    {
-        const char* name;
-        GLenum format;
-        bool depth;
-        bool stencil;
-    };
-    const std::vector<Row> rows{
-        {"DEPTH_COMPONENT16", GL_DEPTH_COMPONENT16, true, false},
-        {"DEPTH_COMPONENT24", GL_DEPTH_COMPONENT24, true, false},
-        {"DEPTH_COMPONENT32F", GL_DEPTH_COMPONENT32F, true, false},
-        {"DEPTH_COMPONENT32_OES", GL_DEPTH_COMPONENT32_OES, true, false},
-        {"DEPTH24_STENCIL8", GL_DEPTH24_STENCIL8, true, true},
-        {"DEPTH32F_STENCIL8", GL_DEPTH32F_STENCIL8, true, true},
-        {"STENCIL_INDEX8", GL_STENCIL_INDEX8, false, true},
-    };
-    const GLContext context({.width = 8, .height = 8});
-    for (const Row& row : rows) {
-        for (const Source& source : {Texture2D(row.format, 1), Layer(GL_TEXTURE_2D_ARRAY, row.format, 3),
-                                     Renderbuffer(row.format)}) {
-            SCOPED_TRACE(std::string(row.name) + ", " + source.name);
-            RemoveFiles();
-            NewFramebuffer();
-            source.attach(row.depth && row.stencil ? GL_DEPTH_STENCIL_ATTACHMENT
-                          : row.depth              ? GL_DEPTH_ATTACHMENT
-                                                   : GL_STENCIL_ATTACHMENT);
-            if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
-                glGetError();
-                continue;
-            }
-            DrawQuadrants(Width, Height);
-            const GLState before = GLState::Now();
-            EXPECT_EQ(Take(GL_DEPTH_BUFFER_BIT), row.depth ? 0U : 1U);
-            EXPECT_EQ(Take(GL_STENCIL_BUFFER_BIT), row.stencil ? 0U : 1U);
-            EXPECT_EQ(Take(GL_COLOR_BUFFER_BIT), 1U);
-            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-            if (row.depth) {
-                EXPECT_EQ(Compare("shot_depth.png", Width, Height, DepthOfQuadrants()), "");
-            }
-            if (row.stencil) {
-                EXPECT_EQ(Compare("shot_stencil.png", Width, Height, StencilOfQuadrants()), "");
-            }
-            EXPECT_EQ(Files().size(), (row.depth ? 1U : 0U) + (row.stencil ? 1U : 0U));
-        }
-    }
-    EXPECT_THAT(LogTexts(), testing::IsEmpty());
 }
 
 TEST_F(CaptureTest, TheWalkOverColourAttachments)
@@ -318,34 +173,6 @@ void AbortOnError(GLenum /*source*/, GLenum type, GLuint /*id*/, GLenum /*severi
     }
 }
 
-TEST_F(CaptureTest, NothingInTheApplicationsStateBendsThePictureOrIsLost)
-{
-    for (const bool isWindow : {true, false}) {
-        SCOPED_TRACE(isWindow ? "window surface" : "framebuffer object");
-        const GLContext context({.width = Width, .height = Height, .debug = true});
-        if (!isWindow) {
-            NewFramebuffer();
-            Layer(GL_TEXTURE_2D_ARRAY, GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
-            Layer(GL_TEXTURE_2D_ARRAY, GL_DEPTH24_STENCIL8, 1).attach(GL_DEPTH_STENCIL_ATTACHMENT);
-        }
-        DrawQuadrants(Width, Height);
-        MakeStateHostile();
-        glEnable(GL_DEBUG_OUTPUT);
-        glEnable(GL_DEBUG_OUTPUT_SYNCHRONOUS);
-        glDebugMessageCallback(&AbortOnError, nullptr);
-
-        const GLState before = GLState::Now();
-        EXPECT_EQ(Take(AllBuffers), 0U);
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-        EXPECT_EQ(Compare(isWindow ? "shot.png" : "shot_color0.png", Width, Height, ColorOfQuadrants()), "");
-        EXPECT_EQ(Compare("shot_depth.png", Width, Height, DepthOfQuadrants()), "");
-        EXPECT_EQ(Compare("shot_stencil.png", Width, Height, StencilOfQuadrants()), "");
-        glEndTransformFeedback();
-        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
-        EXPECT_THAT(LogTexts(), testing::IsEmpty());
-    }
-}
-
 TEST_F(CaptureTest, AReadThatGLRefusesIsKeptFromTheApplication)
 {
     const GLContext context({.width = 8, .height = 8, .debug = true});
@@ -382,43 +209,6 @@ TEST_F(CaptureTest, AProgramDeletedWhileInUseStaysInUse)
     EXPECT_EQ(GLState::Now().ChangesSince(before), "");
     EXPECT_EQ(Compare("shot_depth.png", Width, Height, AllBlack), "");
     EXPECT_EQ(LogTexts().size(), 1U);
-}
-
-TEST_F(CaptureTest, EveryEntryPointMayBeMissing)
-{
-    const GLContext context({.width = Width, .height = Height});
-    for (const bool isWindow : {true, false}) {
-        if (!isWindow) {
-            NewFramebuffer();
-            Texture2D(GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
-            Texture2D(GL_DEPTH24_STENCIL8, 0).attach(GL_DEPTH_STENCIL_ATTACHMENT);
-        }
-        DrawQuadrants(Width, Height);
-        const GLState before = GLState::Now();
-        int refusals = 0;
-        for (const auto& entry : DispatchEntries()) {
-            for (const auto& [buffer, file, expected] :
-                 {std::tuple{GL_COLOR_BUFFER_BIT, isWindow ? "shot.png" : "shot_color0.png",
-                             ColorOfQuadrants()},
-                  std::tuple{GL_DEPTH_BUFFER_BIT, "shot_depth.png", DepthOfQuadrants()},
-                  std::tuple{GL_STENCIL_BUFFER_BIT, "shot_stencil.png", StencilOfQuadrants()}}) {
-                SCOPED_TRACE(entry.name + " " + file);
-                RemoveFiles();
-                const CallRecorder calls;
-                const WithheldEntry withheld(entry.name);
-                Take(static_cast<GLbitfield>(buffer));
-                if (Files().empty()) {
-                    ++refusals;
-                    EXPECT_EQ(calls.CountGL(),
-                              calls.Count("glGetIntegerv") + calls.Count("glBindFramebuffer"));
-                } else {
-                    EXPECT_EQ(Compare(file, Width, Height, expected), "");
-                }
-            }
-        }
-        EXPECT_GT(refusals, 10);
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-    }
 }
 
 TEST_F(CaptureTest, AContextWithoutTheNeededVersionOrNoneIsRefused)

@@ -19,45 +19,7 @@ using namespace TestSupport;
 using Util::GLScreenshotHandler;
 using Util::ScreenshotWriter;
 
-enum class Kind
-{
-    Color,
-    Depth,
-    Stencil
-};
-
-constexpr std::array AllKinds{Kind::Color, Kind::Depth, Kind::Stencil};
-
-class ThumbnailTest : public CaptureFixture
-{
-protected:
-    std::uint32_t Thumbnail(Kind kind, int maxWidth, int maxHeight,
-                            ScreenshotWriter::ImageFormat format = ScreenshotWriter::FormatPNG)
-    {
-        GLScreenshotHandler handler(format);
-        const std::string name = m_folder.File("shot");
-        switch (kind) {
-        case Kind::Color:
-            return handler.TakeScreenshotThumbnail(name, maxWidth, maxHeight);
-        case Kind::Depth:
-            return handler.TakeScreenshotThumbnailDepth(name, maxWidth, maxHeight);
-        case Kind::Stencil:
-            return handler.TakeScreenshotThumbnailStencil(name, maxWidth, maxHeight);
-        }
-        return 77;
-    }
-
-    /// Takes a thumbnail of quadrants, half the size of the source, and looks at all of it.
-    void ExpectHalfSize(Kind kind, int width, int height, const std::array<Pixel, 4>& expected)
-    {
-        RemoveFiles();
-        const GLState before = GLState::Now();
-        EXPECT_EQ(Thumbnail(kind, width / 2, height / 2), 0U);
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-        // Linear filtering mixes neighbours; nearest filtering does not.
-        EXPECT_EQ(Compare("shot.png", width / 2, height / 2, expected, 0, kind == Kind::Color ? 1 : 0), "");
-    }
-};
+using ThumbnailTest = CaptureFixture;
 
 TEST_F(ThumbnailTest, SizesFitTheBox)
 {
@@ -119,104 +81,7 @@ TEST_F(ThumbnailTest, BoxesThatGiveNoSize)
     }
 }
 
-TEST_F(ThumbnailTest, WindowSurfaces)
-{
-    struct Row
-    {
-        const char* name;
-        GLContext::Options options;
-        std::uint32_t depthStatus;
-        std::uint32_t stencilStatus;
-    };
-    const std::vector<Row> rows{
-        {"24/8", {.width = 64, .height = 48}, 0, 0},
-        {"24/8, 4 samples", {.width = 64, .height = 48, .samples = 4}, 0, 0},
-        {"no alpha, 4 samples", {.width = 64, .height = 48, .alphaBits = 0, .samples = 4}, 0, 0},
-        {"16/0", {.width = 64, .height = 48, .depthBits = 16, .stencilBits = 0}, 0, 4},
-        {"32/0, fixed-point", {.width = 64, .height = 48, .depthBits = 32, .stencilBits = 0}, 0, 4},
-        {"colour alone", {.width = 64, .height = 48, .depthBits = 0, .stencilBits = 0}, 4, 4},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        const GLContext context(row.options);
-        DrawQuadrants(64, 48);
-        auto color = ColorOfQuadrants();
-        for (Pixel& pixel : color) {
-            pixel[3] = row.options.alphaBits == 0 ? 255 : pixel[3];
-        }
-        ExpectHalfSize(Kind::Color, 64, 48, color);
-        if (row.depthStatus == 0) {
-            ExpectHalfSize(Kind::Depth, 64, 48, DepthOfQuadrants());
-        } else {
-            EXPECT_EQ(Thumbnail(Kind::Depth, 32, 24), row.depthStatus);
-        }
-        if (row.stencilStatus == 0) {
-            ExpectHalfSize(Kind::Stencil, 64, 48, StencilOfQuadrants());
-        } else {
-            EXPECT_EQ(Thumbnail(Kind::Stencil, 32, 24), row.stencilStatus);
-        }
-    }
-    EXPECT_THAT(LogTexts(), testing::IsEmpty());
-}
-
-TEST_F(ThumbnailTest, AttachmentsOfEveryTarget)
-{
-    const GLContext context({.width = 8, .height = 8});
-    for (const auto& [format, isShownWithAlpha] :
-         {std::pair{GL_RGBA8, true}, {GL_SRGB8_ALPHA8, true}, {GL_RGBA16F, true}, {GL_RGB565, false}}) {
-        const auto color = static_cast<GLenum>(format);
-        for (const Source& source : {Texture2D(color, 2), CubeFace(color), Layer(GL_TEXTURE_3D, color, 0),
-                                     Layer(GL_TEXTURE_3D, color, 3), Layer(GL_TEXTURE_2D_ARRAY, color, 0),
-                                     Layer(GL_TEXTURE_2D_ARRAY, color, 2), MultisampleTexture(color, 4),
-                                     MultisampleLayer(color, 4, 0), MultisampleLayer(color, 4, 2),
-                                     Renderbuffer(color), Renderbuffer(color, 4)}) {
-            SCOPED_TRACE(source.name + ", format " + std::to_string(format));
-            NewFramebuffer();
-            source.attach(GL_COLOR_ATTACHMENT0);
-            ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
-            DrawQuadrants(source.width, source.height);
-            auto expected = ColorOfQuadrants();
-            for (Pixel& pixel : expected) {
-                pixel[3] = isShownWithAlpha ? pixel[3] : 255;
-            }
-            ExpectHalfSize(Kind::Color, source.width, source.height, expected);
-
-            // At full size a multisampled framebuffer object is resolved as well.
-            RemoveFiles();
-            const GLState before = GLState::Now();
-            Take(GL_COLOR_BUFFER_BIT);
-            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-            EXPECT_EQ(Compare("shot_color0.png", source.width, source.height, expected), "");
-        }
-    }
-    for (const auto format : std::initializer_list<GLenum>{GL_DEPTH24_STENCIL8, GL_DEPTH32F_STENCIL8}) {
-        for (const Source& source : {Texture2D(format, 2), Layer(GL_TEXTURE_2D_ARRAY, format, 0),
-                                     Layer(GL_TEXTURE_2D_ARRAY, format, 2), MultisampleTexture(format, 4),
-                                     Renderbuffer(format), Renderbuffer(format, 4)}) {
-            SCOPED_TRACE(source.name + ", format " + std::to_string(format));
-            NewFramebuffer();
-            source.attach(GL_DEPTH_STENCIL_ATTACHMENT);
-            ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
-            DrawQuadrants(source.width, source.height);
-            ExpectHalfSize(Kind::Depth, source.width, source.height, DepthOfQuadrants());
-            ExpectHalfSize(Kind::Stencil, source.width, source.height, StencilOfQuadrants());
-            EXPECT_EQ(Thumbnail(Kind::Color, 8, 8), 3U);
-
-            RemoveFiles();
-            Take(GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
-            EXPECT_EQ(Compare("shot_depth.png", source.width, source.height, DepthOfQuadrants()), "");
-            EXPECT_EQ(Compare("shot_stencil.png", source.width, source.height, StencilOfQuadrants()), "");
-        }
-    }
-    NewFramebuffer();
-    Renderbuffer(GL_STENCIL_INDEX8).attach(GL_STENCIL_ATTACHMENT);
-    DrawQuadrants(SourceWidth, SourceHeight);
-    ExpectHalfSize(Kind::Stencil, SourceWidth, SourceHeight, StencilOfQuadrants());
-    EXPECT_EQ(Thumbnail(Kind::Depth, 8, 8), 4U);
-    EXPECT_THAT(LogTexts(), testing::IsEmpty());
-}
-
-TEST_F(ThumbnailTest, AnSrgbSourceLooksAsItDoesAtFullSize)
+TEST_F(ThumbnailTest, AnSrgbSourceLooksTheSameAtBothSizes)
 {
     const GLContext context({.width = 8, .height = 8});
     NewFramebuffer();
@@ -224,7 +89,7 @@ TEST_F(ThumbnailTest, AnSrgbSourceLooksAsItDoesAtFullSize)
     glClearColor(0.2F, 0.4F, 0.6F, 1.0F);
     glClear(GL_COLOR_BUFFER_BIT);
     constexpr Pixel Encoded{124, 170, 203, 255};
-    ExpectHalfSize(Kind::Color, SourceWidth, SourceHeight, {Encoded, Encoded, Encoded, Encoded});
+    ExpectBothSizes(Kind::Color, SourceWidth, SourceHeight, {Encoded, Encoded, Encoded, Encoded});
 }
 
 /// A component of the picture that the next test scales: smooth, different in both directions.
@@ -279,49 +144,6 @@ TEST_F(ThumbnailTest, ScalesAsAReferenceDoes)
             }
         }
         EXPECT_LE(worst, Tolerance) << width;
-    }
-}
-
-TEST_F(ThumbnailTest, NothingInTheApplicationsStateBendsThePictureOrIsLost)
-{
-    for (const bool isWindow : {true, false}) {
-        SCOPED_TRACE(isWindow ? "window surface" : "framebuffer object");
-        const GLContext context({.width = SourceWidth, .height = SourceHeight});
-        if (!isWindow) {
-            NewFramebuffer();
-            Layer(GL_TEXTURE_2D_ARRAY, GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
-            Texture2D(GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT1);
-            Layer(GL_TEXTURE_2D_ARRAY, GL_DEPTH24_STENCIL8, 1).attach(GL_DEPTH_STENCIL_ATTACHMENT);
-        }
-        DrawQuadrants(SourceWidth, SourceHeight);
-        MakeStateHostile();
-        if (!isWindow) {
-            glReadBuffer(GL_COLOR_ATTACHMENT1);
-        }
-        for (const auto& [kind, expected] : {std::pair{Kind::Color, ColorOfQuadrants()},
-                                             {Kind::Depth, DepthOfQuadrants()},
-                                             {Kind::Stencil, StencilOfQuadrants()}}) {
-            RemoveFiles();
-            const GLState before = GLState::Now();
-            EXPECT_EQ(Thumbnail(kind, SourceWidth / 2, SourceHeight / 2), 0U);
-            if (kind == Kind::Color) {
-                // These three alone are left at 0.
-                using Name = std::pair<GLenum, const char*>;
-                for (const auto& [name, label] : {Name{GL_PACK_ROW_LENGTH, "GL_PACK_ROW_LENGTH"},
-                                                  Name{GL_PACK_SKIP_ROWS, "GL_PACK_SKIP_ROWS"},
-                                                  Name{GL_PACK_SKIP_PIXELS, "GL_PACK_SKIP_PIXELS"}}) {
-                    GLint value = -1;
-                    glGetIntegerv(name, &value);
-                    EXPECT_EQ(value, 0) << label;
-                    glPixelStorei(name, std::stoi(before[label], nullptr, 0));
-                }
-            }
-            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-            EXPECT_EQ(Compare("shot.png", SourceWidth / 2, SourceHeight / 2, expected, 0,
-                              kind == Kind::Color ? 1 : 0),
-                      "");
-        }
-        glEndTransformFeedback();
     }
 }
 
@@ -414,38 +236,6 @@ TEST_F(ThumbnailTest, ABlitThatFailsGivesTheFullSize)
                 "");
             EXPECT_EQ(GLState::Now().ChangesSince(before), "");
         }
-    }
-}
-
-TEST_F(ThumbnailTest, EveryEntryPointMayBeMissing)
-{
-    const GLContext context({.width = SourceWidth, .height = SourceHeight});
-    for (const bool isWindow : {true, false}) {
-        if (!isWindow) {
-            NewFramebuffer();
-            Texture2D(GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
-            Texture2D(GL_DEPTH24_STENCIL8, 0).attach(GL_DEPTH_STENCIL_ATTACHMENT);
-        }
-        DrawQuadrants(SourceWidth, SourceHeight);
-        const GLState before = GLState::Now();
-        int refusals = 0;
-        for (const auto& entry : DispatchEntries()) {
-            for (const Kind kind : AllKinds) {
-                SCOPED_TRACE(entry.name + ", kind " + std::to_string(static_cast<int>(kind)));
-                RemoveFiles();
-                const CallRecorder calls;
-                const WithheldEntry withheld(entry.name);
-                if (Thumbnail(kind, 32, 24) != 0) {
-                    ++refusals;
-                    EXPECT_EQ(calls.CountGL(), 0U);
-                    EXPECT_EQ(Files(), FileNames{});
-                } else {
-                    EXPECT_EQ(Files(), FileNames{"shot.png"});
-                }
-            }
-        }
-        EXPECT_GT(refusals, 60);
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
     }
 }
 

@@ -18,7 +18,6 @@
     entry(5, BindRenderbuffer, PFNGLBINDRENDERBUFFERPROC)                                         \
     entry(6, BindTexture, PFNGLBINDTEXTUREPROC)                                                   \
     entry(12, BufferData, PFNGLBUFFERDATAPROC)                                                    \
-    entry(14, CheckFramebufferStatus, PFNGLCHECKFRAMEBUFFERSTATUSPROC)                            \
     entry(19, ColorMask, PFNGLCOLORMASKPROC)                                                      \
     entry(20, CompileShader, PFNGLCOMPILESHADERPROC)                                              \
     entry(25, CreateProgram, PFNGLCREATEPROGRAMPROC)                                              \
@@ -72,7 +71,6 @@
     entry(172, GenVertexArrays, PFNGLGENVERTEXARRAYSPROC)                                         \
     entry(198, ClearBufferiv, PFNGLCLEARBUFFERIVPROC)                                             \
     entry(200, ClearBufferfv, PFNGLCLEARBUFFERFVPROC)                                             \
-    entry(201, ClearBufferfi, PFNGLCLEARBUFFERFIPROC)                                             \
     entry(224, BindSampler, PFNGLBINDSAMPLERPROC)                                                 \
     entry(236, PauseTransformFeedback, PFNGLPAUSETRANSFORMFEEDBACKPROC)                           \
     entry(237, ResumeTransformFeedback, PFNGLRESUMETRANSFORMFEEDBACKPROC)                         \

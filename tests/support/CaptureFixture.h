@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Util/GLScreenshotHandler.h"
+#include "support/GLState.h"
 #include "support/Quadrants.h"
 #include "support/RecordingLog.h"
 #include "support/TemporaryFolder.h"
@@ -14,12 +15,20 @@
 
 namespace TestSupport {
 
-constexpr Pixel Black{0, 0, 0, 255};
-constexpr std::array<Pixel, 4> AllBlack{Black, Black, Black, Black};
+inline constexpr Pixel Black{0, 0, 0, 255};
+inline constexpr std::array<Pixel, 4> AllBlack{Black, Black, Black, Black};
 
 constexpr GLbitfield AllBuffers = GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT;
 
 using FileNames = std::set<std::string>;
+
+enum class Kind
+{
+    Color,
+    Depth,
+    Stencil
+};
+inline constexpr std::array AllKinds{Kind::Color, Kind::Depth, Kind::Stencil};
 
 /// A folder for the files of captures, and an empty log.
 class CaptureFixture : public testing::Test
@@ -31,6 +40,62 @@ protected:
                        Util::ScreenshotWriter::ImageFormat format = Util::ScreenshotWriter::FormatPNG)
     {
         return Util::GLScreenshotHandler(format).TakeScreenshot(m_folder.File("shot"), buffers);
+    }
+
+    /// Captures one buffer of what is bound for drawing, at full size.
+    std::uint32_t TakeOne(Kind kind)
+    {
+        Util::GLScreenshotHandler handler(Util::ScreenshotWriter::FormatPNG);
+        const std::string name = m_folder.File("shot");
+        const auto index = static_cast<std::size_t>(kind);
+        GLint framebuffer = 0;
+        glGetIntegerv(GL_FRAMEBUFFER_BINDING, &framebuffer);
+        constexpr std::array<GLenum, 3> Buffers{GL_BACK, GL_DEPTH, GL_STENCIL};
+        constexpr std::array<GLenum, 3> Points{GL_COLOR_ATTACHMENT0, GL_DEPTH_ATTACHMENT,
+                                               GL_STENCIL_ATTACHMENT};
+        return framebuffer == 0 ? handler.TakeScreenshotBackBuffer(name, Buffers.at(index))
+                                : handler.TakeScreenshotFBO(name, Points.at(index));
+    }
+
+    std::uint32_t Thumbnail(Kind kind, int maxWidth, int maxHeight,
+                            Util::ScreenshotWriter::ImageFormat format = Util::ScreenshotWriter::FormatPNG)
+    {
+        Util::GLScreenshotHandler handler(format);
+        const std::string name = m_folder.File("shot");
+        return kind == Kind::Color   ? handler.TakeScreenshotThumbnail(name, maxWidth, maxHeight)
+               : kind == Kind::Depth ? handler.TakeScreenshotThumbnailDepth(name, maxWidth, maxHeight)
+                                     : handler.TakeScreenshotThumbnailStencil(name, maxWidth, maxHeight);
+    }
+
+    /// Captures quadrants at full size and at half of it, and looks at both pictures and at the state after
+    /// them.
+    void ExpectBothSizes(Kind kind, int width, int height, const std::array<Pixel, 4>& expected)
+    {
+        for (const int divisor : {1, 2}) {
+            SCOPED_TRACE("size / " + std::to_string(divisor));
+            RemoveFiles();
+            const GLState before = GLState::Now();
+            EXPECT_EQ(divisor == 1 ? TakeOne(kind) : Thumbnail(kind, width / 2, height / 2), 0U);
+            if (kind == Kind::Color && divisor == 2) {
+                // These three alone are left at 0.
+                for (const auto& [name, label] :
+                     {std::pair<GLenum, const char*>{GL_PACK_ROW_LENGTH, "GL_PACK_ROW_LENGTH"},
+                      {GL_PACK_SKIP_ROWS, "GL_PACK_SKIP_ROWS"},
+                      {GL_PACK_SKIP_PIXELS, "GL_PACK_SKIP_PIXELS"}}) {
+                    GLint value = -1;
+                    glGetIntegerv(name, &value);
+                    EXPECT_EQ(value, 0) << label;
+                    glPixelStorei(name, std::stoi(before[label], nullptr, 0));
+                }
+            }
+            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+            ASSERT_EQ(Files().size(), 1U);
+            // Linear filtering mixes neighbours; nearest filtering does not.
+            const int border = kind == Kind::Color && divisor == 2 ? 1 : 0;
+            EXPECT_EQ(
+                Compare(Files().begin()->c_str(), width / divisor, height / divisor, expected, 0, border),
+                "");
+        }
     }
 
     [[nodiscard]] FileNames Files() const

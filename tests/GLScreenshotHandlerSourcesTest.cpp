@@ -1,0 +1,227 @@
+// What holds at full size and for thumbnails alike: every kind of source, every state, every missing entry
+// point.
+
+#include "support/CaptureFixture.h"
+#include "support/GLContext.h"
+#include "support/Scene.h"
+#include "support/TestDispatch.h"
+
+#include <GLES3/gl32.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <GLES2/gl2ext.h>
+
+namespace {
+
+using namespace TestSupport;
+
+constexpr int Width = SourceWidth;
+constexpr int Height = SourceHeight;
+
+using SourcesTest = CaptureFixture;
+
+/// The quadrants as a format shows them that lacks components.
+std::array<Pixel, 4> ColorWith(const std::string& components)
+{
+    std::array<Pixel, 4> color = ColorOfQuadrants();
+    for (Pixel& pixel : color) {
+        for (std::size_t i = 0; i < 4; ++i) {
+            const bool isThere = components.find("rgba"[i]) != std::string::npos;
+            pixel.at(i) = isThere ? pixel.at(i) : i == 3 ? 255 : 0;
+        }
+    }
+    return color;
+}
+
+TEST_F(SourcesTest, WindowSurfaces)
+{
+    struct Row
+    {
+        const char* name;
+        GLContext::Options options;
+    };
+    const std::vector<Row> rows{
+        {"24/8", {.width = 64, .height = 48}},
+        {"24/8, 4 samples", {.width = 64, .height = 48, .samples = 4}},
+        {"no alpha, 4 samples", {.width = 64, .height = 48, .alphaBits = 0, .samples = 4}},
+        {"16/0", {.width = 64, .height = 48, .depthBits = 16, .stencilBits = 0}},
+        {"24/0", {.width = 64, .height = 48, .depthBits = 24, .stencilBits = 0}},
+        {"32/0, fixed-point", {.width = 64, .height = 48, .depthBits = 32, .stencilBits = 0}},
+        {"colour alone", {.width = 64, .height = 48, .depthBits = 0, .stencilBits = 0}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        ClearLog();
+        const GLContext context(row.options);
+        DrawQuadrants(Width, Height);
+        ExpectBothSizes(Kind::Color, Width, Height, ColorWith(row.options.alphaBits != 0 ? "rgba" : "rgb"));
+        if (row.options.depthBits != 0) {
+            ExpectBothSizes(Kind::Depth, Width, Height, DepthOfQuadrants());
+        } else {
+            EXPECT_EQ(TakeOne(Kind::Depth), 1U);
+            EXPECT_EQ(Thumbnail(Kind::Depth, 32, 24), 4U);
+        }
+        if (row.options.stencilBits != 0) {
+            ExpectBothSizes(Kind::Stencil, Width, Height, StencilOfQuadrants());
+            EXPECT_THAT(LogTexts(), testing::IsEmpty());
+        } else {
+            EXPECT_EQ(Thumbnail(Kind::Stencil, 32, 24), 4U);
+            // Depth bits alone still choose a format for the full-size copy, which then has no stencil to
+            // show.
+            RemoveFiles();
+            EXPECT_EQ(TakeOne(Kind::Stencil), row.options.depthBits != 0 ? 0U : 1U);
+            EXPECT_EQ(Files().size(), row.options.depthBits != 0 ? 1U : 0U);
+            EXPECT_EQ(LogTexts().size(), Files().size()) << "a warning for a black picture";
+        }
+    }
+}
+
+TEST_F(SourcesTest, ColourAttachments)
+{
+    const GLContext context({.width = 8, .height = 8});
+    int shown = 0;
+    for (const auto& [format, components] :
+         std::vector<std::pair<GLenum, const char*>>{{GL_RGBA8, "rgba"},
+                                                     {GL_RGB8, "rgb"},
+                                                     {GL_RGB565, "rgb"},
+                                                     {GL_RGBA4, "rgba"},
+                                                     {GL_RGB10_A2, "rgba"},
+                                                     {GL_SRGB8_ALPHA8, "rgba"},
+                                                     {GL_R8, "r"},
+                                                     {GL_RG16F, "rg"},
+                                                     {GL_RGBA16F, "rgba"},
+                                                     {GL_RGBA32F, "rgba"},
+                                                     {GL_R11F_G11F_B10F, "rgb"}}) {
+        for (const Source& source : {Texture2D(format, 2), CubeFace(format), Layer(GL_TEXTURE_3D, format, 0),
+                                     Layer(GL_TEXTURE_3D, format, 3), Layer(GL_TEXTURE_2D_ARRAY, format, 0),
+                                     Layer(GL_TEXTURE_2D_ARRAY, format, 2), MultisampleTexture(format, 4),
+                                     MultisampleLayer(format, 4, 0), MultisampleLayer(format, 4, 2),
+                                     Renderbuffer(format), Renderbuffer(format, 4)}) {
+            SCOPED_TRACE(source.name + ", format " + std::to_string(format));
+            NewFramebuffer();
+            source.attach(GL_COLOR_ATTACHMENT0);
+            if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
+                glGetError();
+                continue; // not every format is renderable in every target
+            }
+            DrawQuadrants(source.width, source.height);
+            ExpectBothSizes(Kind::Color, source.width, source.height, ColorWith(components));
+            ++shown;
+        }
+    }
+    EXPECT_GT(shown, 90);
+    EXPECT_THAT(LogTexts(), testing::IsEmpty());
+}
+
+TEST_F(SourcesTest, DepthAndStencilAttachments)
+{
+    const GLContext context({.width = 8, .height = 8});
+    int shown = 0;
+    for (const auto& [format, point] :
+         std::vector<std::pair<GLenum, GLenum>>{{GL_DEPTH_COMPONENT16, GL_DEPTH_ATTACHMENT},
+                                                {GL_DEPTH_COMPONENT24, GL_DEPTH_ATTACHMENT},
+                                                {GL_DEPTH_COMPONENT32F, GL_DEPTH_ATTACHMENT},
+                                                {GL_DEPTH_COMPONENT32_OES, GL_DEPTH_ATTACHMENT},
+                                                {GL_DEPTH24_STENCIL8, GL_DEPTH_STENCIL_ATTACHMENT},
+                                                {GL_DEPTH32F_STENCIL8, GL_DEPTH_STENCIL_ATTACHMENT},
+                                                {GL_STENCIL_INDEX8, GL_STENCIL_ATTACHMENT}}) {
+        for (const Source& source : {Texture2D(format, 2), Layer(GL_TEXTURE_2D_ARRAY, format, 0),
+                                     Layer(GL_TEXTURE_2D_ARRAY, format, 2), MultisampleTexture(format, 4),
+                                     Renderbuffer(format), Renderbuffer(format, 4)}) {
+            SCOPED_TRACE(source.name + ", format " + std::to_string(format));
+            NewFramebuffer();
+            source.attach(point);
+            if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
+                glGetError();
+                continue;
+            }
+            DrawQuadrants(source.width, source.height);
+            if (point == GL_STENCIL_ATTACHMENT) {
+                EXPECT_EQ(TakeOne(Kind::Depth), 1U);
+                EXPECT_EQ(Thumbnail(Kind::Depth, 8, 8), 4U);
+            } else {
+                ExpectBothSizes(Kind::Depth, source.width, source.height, DepthOfQuadrants());
+            }
+            if (point == GL_DEPTH_ATTACHMENT) {
+                EXPECT_EQ(TakeOne(Kind::Stencil), 1U);
+                EXPECT_EQ(Thumbnail(Kind::Stencil, 8, 8), 4U);
+            } else {
+                ExpectBothSizes(Kind::Stencil, source.width, source.height, StencilOfQuadrants());
+            }
+            ++shown;
+        }
+    }
+    EXPECT_GT(shown, 30);
+    EXPECT_THAT(LogTexts(), testing::IsEmpty());
+}
+
+void FailOnError(GLenum /*source*/, GLenum type, GLuint /*id*/, GLenum /*severity*/, GLsizei /*length*/,
+                 const GLchar* message, const void* /*user*/)
+{
+    EXPECT_NE(type, GLenum{GL_DEBUG_TYPE_ERROR}) << "the application's debug callback heard: " << message;
+}
+
+TEST_F(SourcesTest, NothingInTheApplicationsStateBendsThePictureOrIsLost)
+{
+    for (const bool isWindow : {true, false}) {
+        SCOPED_TRACE(isWindow ? "window surface" : "framebuffer object");
+        const GLContext context({.width = Width, .height = Height, .debug = true});
+        if (!isWindow) {
+            NewFramebuffer();
+            Layer(GL_TEXTURE_2D_ARRAY, GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
+            Texture2D(GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT1);
+            Layer(GL_TEXTURE_2D_ARRAY, GL_DEPTH24_STENCIL8, 1).attach(GL_DEPTH_STENCIL_ATTACHMENT);
+        }
+        DrawQuadrants(Width, Height);
+        MakeStateHostile();
+        if (!isWindow) {
+            glReadBuffer(GL_COLOR_ATTACHMENT1);
+        }
+        glEnable(GL_DEBUG_OUTPUT);
+        glEnable(GL_DEBUG_OUTPUT_SYNCHRONOUS);
+        glDebugMessageCallback(&FailOnError, nullptr);
+        ExpectBothSizes(Kind::Color, Width, Height, ColorOfQuadrants());
+        ExpectBothSizes(Kind::Depth, Width, Height, DepthOfQuadrants());
+        ExpectBothSizes(Kind::Stencil, Width, Height, StencilOfQuadrants());
+        glEndTransformFeedback();
+        EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR});
+        EXPECT_THAT(LogTexts(), testing::IsEmpty());
+    }
+}
+
+TEST_F(SourcesTest, EveryEntryPointMayBeMissing)
+{
+    const GLContext context({.width = Width, .height = Height});
+    for (const bool isWindow : {true, false}) {
+        if (!isWindow) {
+            NewFramebuffer();
+            Texture2D(GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
+            Texture2D(GL_DEPTH24_STENCIL8, 0).attach(GL_DEPTH_STENCIL_ATTACHMENT);
+        }
+        DrawQuadrants(Width, Height);
+        const GLState before = GLState::Now();
+        int refusals = 0;
+        for (const auto& entry : DispatchEntries()) {
+            for (const Kind kind : AllKinds) {
+                for (const bool isThumbnail : {false, true}) {
+                    SCOPED_TRACE(entry.name + ", kind " + std::to_string(static_cast<int>(kind)) +
+                                 (isThumbnail ? ", thumbnail" : ""));
+                    RemoveFiles();
+                    const CallRecorder calls;
+                    const WithheldEntry withheld(entry.name);
+                    if ((isThumbnail ? Thumbnail(kind, 32, 24) : TakeOne(kind)) != 0) {
+                        ++refusals;
+                        EXPECT_EQ(calls.CountGL(), 0U);
+                        EXPECT_EQ(Files(), FileNames{});
+                    } else {
+                        EXPECT_EQ(Files().size(), 1U);
+                    }
+                }
+            }
+        }
+        EXPECT_GT(refusals, 100);
+        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    }
+}
+
+} // namespace
