@@ -324,6 +324,207 @@ TEST_F(Framegrabbing, ProcessesThatSwapWriteFilesOfTheirOwn)
     }
 }
 
+// -- Render targets -----------------------------------------------------------------------------------------
+
+TEST_F(OnDisplay, TargetsThatPackagedProgramsDrawInto)
+{
+    const struct
+    {
+        const char* scene;
+        Words files;
+    } cases[]{
+        {"shadow", {"frame000003_target01_depth.png"}},
+        {"refract", {"frame000003_target01_color0.png", "frame000003_target01_depth.png"}},
+    };
+    for (const auto& item : cases) {
+        const TemporaryFolder folder;
+        const Outcome outcome = RunProcess(Framegrab(
+            folder, {"-targets", "-frames", "3", "-buffers", "color,depth", "-quit", "-timeout", "20"},
+            {"glmark2-es2", "-b", item.scene, "-s", "320x240"}));
+        EXPECT_EQ(outcome.status, 0) << item.scene << ": " << outcome.errors;
+        EXPECT_EQ(FilesIn(folder.Path()), Words({"frame000003.png", "frame000003_depth.png"}) + item.files)
+            << item.scene;
+        for (const std::string& name : FilesIn(folder.Path())) {
+            EXPECT_GT(CountColors(folder.File(name)), 50U) << name;
+        }
+        for (const std::string& name : item.files) {
+            EXPECT_EQ(LoadImage(folder.File(name)).width, 640) << name;
+        }
+    }
+}
+
+TEST_F(Framegrabbing, CapturesATargetWhenTheProgramIsDoneWithIt)
+{
+    const struct
+    {
+        const char* name;
+        Words steps;
+        std::vector<Pixel> targets; ///< in their order
+    } cases[]{
+        {"binds another one", {"bind:1", "clear:ff0000ff", "bind:0", "clear:0000ffff"}, {Red}},
+        {"shows the frame", {"bind:1", "clear:ff0000ff"}, {Red}},
+        {"two in turn",
+         {"bind:1", "clear:ff0000ff", "bind:2", "clear:00ff00ff", "bind:1", "clear:0000ffff"},
+         {Red, Green, Blue}},
+        {"not drawn into", {"bind:1", "bind:2", "bind:0", "clear:0000ffff", "bind:1"}, {}},
+        {"not drawn into again", {"bind:1", "clear:ff0000ff", "bind:0", "bind:1", "bind:0"}, {Red}},
+        {"binds the same one", {"bind:1", "clear:ff0000ff", "bind:1", "clear:00ff00ff"}, {Green}},
+        {"binds another one for reading",
+         {"bind:2", "bind:1", "clear:ff0000ff", "bind-read:2", "clear:00ff00ff"},
+         {Green}},
+        {"makes another context current", {"bind:1", "clear:ff0000ff", "context"}, {Red}},
+        {"invalidates", {"bind:1", "clear:ff0000ff", "invalidate", "bind:0"}, {Red}},
+        {"invalidates a part", {"bind:1", "clear:ff0000ff", "invalidate:part", "bind:0"}, {Red}},
+        {"discards", {"bind:1", "clear:ff0000ff", "invalidate:discard", "bind:0"}, {Red}},
+        {"invalidates before it draws", {"bind:1", "invalidate", "clear:ff0000ff"}, {Red}},
+        {"attaches another texture",
+         {"bind:1", "clear:ff0000ff", "attach:new", "clear:00ff00ff"},
+         {Red, Green}},
+        {"attaches another level",
+         {"bind:1", "clear:ff0000ff", "attach:level", "clear:00ff00ff"},
+         {Red, Green}},
+        {"attaches the same texture", {"bind:1", "clear:ff0000ff", "attach:same", "clear:00ff00ff"}, {Green}},
+        {"attaches one more texture", {"bind:1", "clear:ff0000ff", "attach:integer"}, {Red}},
+        {"attaches nothing", {"bind:1", "clear:ff0000ff", "attach:nothing"}, {Red}},
+        {"detaches half of a buffer",
+         {"bind:1", "clear:ff0000ff", "attach:no-depth", "clear:00ff00ff"},
+         {Red, Green}},
+        {"incomplete", {"bind:1", "attach:unrenderable", "clear:ff0000ff", "bind:0"}, {}},
+        {"deletes it", {"bind:1", "clear:ff0000ff", "delete:framebuffer"}, {Red}},
+        {"deletes its texture", {"bind:1", "clear:ff0000ff", "delete:texture"}, {Red}},
+        {"deletes its renderbuffer",
+         {"bind:1", "clear:ff0000ff", "delete:renderbuffer", "clear:00ff00ff"},
+         {Red, Green}},
+        {"clears one buffer", {"bind:1", "clear-buffer"}, {Red}},
+        {"draws", {"bind:1", "triangle:arrays"}, {{255, 255, 255, 255}}},
+        {"draws with indices", {"bind:1", "triangle:elements"}, {{255, 255, 255, 255}}},
+        {"draws instances", {"bind:1", "triangle:instanced"}, {{255, 255, 255, 255}}},
+        {"blits", {"bind:1", "clear:ff0000ff", "bind:2", "bind-read:1", "blit", "bind:0"}, {Red, Red}},
+        {"finds functions with dlsym", {"find-gl:dlsym", "bind:1", "clear:ff0000ff", "bind:0"}, {Red}},
+        {"in all libraries", {"find-gl:default", "bind:1", "clear:ff0000ff", "bind:0"}, {Red}},
+        {"with eglGetProcAddress", {"find-gl:proc", "bind:1", "clear:ff0000ff", "bind:0"}, {Red}},
+    };
+    for (const auto& item : cases) {
+        const TemporaryFolder folder;
+        const Outcome outcome =
+            RunProcess(Framegrab(folder, {"-targets"}, Steps({"context"}) + item.steps + Words{"swap"}));
+        EXPECT_EQ(outcome.status, 0) << item.name << ": " << outcome.errors;
+        Words files{"frame000001.png"};
+        for (std::size_t i = 0; i < item.targets.size(); ++i) {
+            files.push_back("frame000001_target0" + std::to_string(i + 1) + "_color0.png");
+            EXPECT_EQ(OnlyColor(folder.File(files.back())), item.targets[i]) << item.name << ": " << i + 1;
+        }
+        EXPECT_EQ(FilesIn(folder.Path()), files) << item.name;
+        EXPECT_THAT(Said(outcome), HasSubstr(files.back() + "  ")) << item.name;
+    }
+}
+
+TEST_F(Framegrabbing, CapturesTargetsOfTheFramesAskedForOnly)
+{
+    const Words frame{"bind:1", "clear:ff0000ff", "bind:0", "clear:00ff00ff", "swap"};
+    EXPECT_EQ(Run({"-targets", "-frames", "2,4"}, Steps({"context"}) + frame + frame + frame + frame + frame)
+                  .status,
+              0);
+    EXPECT_THAT(FilesIn(m_folder.Path()), ElementsAre("frame000002.png", "frame000002_target01_color0.png",
+                                                      "frame000004.png", "frame000004_target01_color0.png"));
+    EXPECT_EQ(OnlyColor(m_folder.File("frame000004.png")), Green);
+}
+
+TEST_F(Framegrabbing, CapturesTheBuffersOfATargetThatWereAskedFor)
+{
+    // With a gap between the colours. Its number is that of all targets, whatever was asked for.
+    const Words program = Steps({"context", "bind:1", "attach:third", "clear:ff0000ff", "bind:2",
+                                 "clear:00ff00ff", "bind:0", "swap"});
+    EXPECT_EQ(Run({"-targets", "-buffers", "stencil,color,depth"}, program).status, 0);
+    const struct
+    {
+        const char* suffix;
+        Pixel color;
+    } files[]{
+        {"_target01_color0", Red},
+        {"_target01_color2", Red},
+        {"_target01_depth", {51, 51, 51, 255}},
+        {"_target01_stencil", {7, 7, 7, 255}},
+        {"_target02_color0", Green},
+        {"_target02_depth", {51, 51, 51, 255}},
+        {"_target02_stencil", {7, 7, 7, 255}},
+    };
+    for (const auto& file : files) {
+        EXPECT_EQ(OnlyColor(m_folder.File(std::string("frame000001") + file.suffix + ".png")), file.color)
+            << file.suffix;
+    }
+    EXPECT_EQ(FilesIn(m_folder.Path()).size(), std::size(files) + 3);
+}
+
+TEST_F(Framegrabbing, LeavesTheProgramsStateWhereItCapturesATarget)
+{
+    // A framebuffer for reading, an error that was not asked for, and one framebuffer after the other.
+    const Words program =
+        Steps({"context", "bind:1", "clear:ff0000ff", "bind:2", "bind-read:1", "clear:00ff00ff", "error",
+               "invalidate", "print-bindings", "print-bindings", "swap", "print-bindings"});
+    const Outcome plain = Run({}, program);
+    const Outcome captured = Run({"-targets", "-buffers", "color,depth,stencil"}, program);
+    EXPECT_EQ(captured.status, 0) << captured.errors;
+    EXPECT_EQ(captured.output, "draw 2 read 1 error 1280\ndraw 2 read 1 error 0\ndraw 2 read 1 error 0\n");
+    EXPECT_EQ(captured.output, plain.output);
+    EXPECT_EQ(OnlyColor(m_folder.File("frame000001_target02_color0.png")), Green);
+}
+
+TEST_F(Framegrabbing, TargetsOfSeveralThreadsAndProcesses)
+{
+    Outcome outcome = Run({"-targets", "-frames", "1-12"}, Steps({"context", "threads:4"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    std::map<Pixel, int> colors;
+    for (const std::string& name : FilesIn(m_folder.Path())) {
+        colors[OnlyColor(m_folder.File(name))] += name.find("_target") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_EQ(colors, (std::map<Pixel, int>{{Red, 4}, {Green, 4}, {Blue, 4}}));
+
+    const TemporaryFolder folder;
+    // The child has none of its parent's threads, so that the driver must not need any.
+    outcome = RunProcess(Framegrab(folder, {"-targets"},
+                                   Steps({"context", "swap", "fork", "context", "bind:1", "clear:ff0000ff",
+                                          "bind:0", "swap"})),
+                         {"LP_NUM_THREADS=0"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(FilesIn(folder.Path()),
+                ElementsAre("frame000001-p2.png", "frame000001-p2_target01_color0.png", "frame000001.png"));
+
+    // A plugin that keeps EGL and GL for itself.
+    const TemporaryFolder plugins;
+    outcome = RunProcess(Framegrab(plugins, {"-targets"},
+                                   {PLUGIN_PATH, "context", "bind:1", "clear:ff0000ff", "bind:0", "swap"}));
+    EXPECT_EQ(OnlyColor(plugins.File("frame000001_target01_color0.png")), Red) << outcome.errors;
+}
+
+TEST_F(Framegrabbing, BringsNothingIntoProgramsThatDrawNothing)
+{
+    EXPECT_EQ(Run({"-targets"}, {"grep", "-c", "framegrab-target-hooks", "/proc/self/maps"}).status, 1);
+    EXPECT_EQ(Run({"-targets"}, {"grep", "framegrab-capture", "/proc/self/maps"}).output, "");
+}
+
+TEST_F(Framegrabbing, ATargetThatCannotBeShownIsNamedAndIsNoFailureButOneThatCannotBeWrittenIs)
+{
+    const Words program = Steps({"context", "bind:1", "attach:integer", "clear-buffer", "bind:0", "swap",
+                                 "bind:1", "clear-buffer", "bind:0", "swap"});
+    Outcome outcome = Run({"-targets", "-frames", "1-2"}, program);
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(FilesIn(m_folder.Path()).size(), 4U);
+    EXPECT_EQ(OnlyColor(m_folder.File("frame000002_target01_color0.png")), Red);
+    const std::string said = Said(outcome);
+    const std::string note = "a framebuffer object has integer colors";
+    EXPECT_THAT(said, HasSubstr(note));
+    EXPECT_EQ(said.find(note), said.rfind(note)) << said;
+
+    fs::remove(m_folder.File("frame000002_target01_color0.png"));
+    fs::create_directory(m_folder.File("frame000002_target01_color0.png"));
+    outcome = Run({"-targets", "-frames", "1-2"}, program);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(Said(outcome),
+                HasSubstr("frame 2, target 1: the color buffer was not captured whole (status 1)"));
+    EXPECT_THAT(Said(outcome), HasSubstr("not captured whole: frames 2\n"));
+}
+
 // -- What cannot be captured --------------------------------------------------------------------------------
 
 TEST_F(Framegrabbing, SaysWhatCannotBeCapturedOnce)

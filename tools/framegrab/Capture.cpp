@@ -6,6 +6,7 @@
 #include "Driver.h"
 #include "Playback/PlaybackEnvironment.h"
 #include "Session.h"
+#include "Targets.h"
 #include "Util/GLScreenshotHandler.h"
 
 #include <algorithm>
@@ -138,16 +139,20 @@ public:
     static Process& Make(const char* session);
 
     std::uint64_t BeforeSwap(const SwapCall& call);
+    bool LeaveTarget(const TargetCall& call);
     void AfterSwap(std::uint64_t frame) { Tell(RecordKind::LastSwapped, {.frame = frame}); }
 
 private:
     static void PassOnLog(const char* text);
 
+    const Driver& DriverOf(void* function, LookupFunction lookup);
     bool CaptureFrame(const SwapCall& call);
     bool CanCapture(const Driver& driver, const SwapCall& call);
     bool CaptureBuffer(const Driver& driver, std::uint32_t buffer);
-    std::string FileName();
-    bool CountSwap();
+    bool CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& pendingError);
+    std::string FileName(std::uint64_t frame);
+    bool CountSwap(const SwapCall& call);
+    bool TellWhetherTargetsAreWanted(std::atomic<bool>& areWanted) const;
     void Tell(RecordKind kind, const RecordFields& fields);
     void SayOnce(const std::string& text);
 
@@ -159,10 +164,12 @@ private:
     bool m_hasSettings;
     SharedCounters* m_pCounters;
 
-    std::mutex m_mutex; ///< held while a swap is counted and captured; guards what follows
-    std::uint64_t m_frame = 0;
-    std::uint32_t m_number = 0; ///< among the processes that capture; 0 before the first frame
-    std::map<void*, std::unique_ptr<Driver>> m_drivers; ///< by their swap functions
+    std::mutex m_mutex;            ///< held while a swap is counted and captured; guards what follows
+    std::uint64_t m_frame = 0;     ///< swaps so far; the frame being drawn is the next
+    std::uint32_t m_target = 0;    ///< targets drawn so far in the frame being drawn
+    bool m_areTargetsWhole = true; ///< of the frame being drawn
+    std::uint32_t m_number = 0;    ///< among the processes that capture; 0 before the first frame
+    std::map<void*, std::unique_ptr<Driver>> m_drivers; ///< by functions that the program calls
     std::set<std::string> m_said;
 };
 
@@ -188,7 +195,8 @@ std::uint64_t Process::BeforeSwap(const SwapCall& call)
     std::uint64_t frame = 0;
     {
         const std::scoped_lock lock(m_mutex);
-        if (!CountSwap()) {
+        const bool areTargetsWhole = m_areTargetsWhole;
+        if (!CountSwap(call)) {
             return 0;
         }
         if (!m_settings.frames.Contains(m_frame)) {
@@ -201,7 +209,7 @@ std::uint64_t Process::BeforeSwap(const SwapCall& call)
         frame = m_frame;
         bool isWhole = false;
         try {
-            isWhole = CaptureFrame(call);
+            isWhole = CaptureFrame(call) && areTargetsWhole;
         } catch (const std::exception& error) {
             SayOnce(std::string("a frame was not captured: ") + error.what());
         }
@@ -216,10 +224,45 @@ std::uint64_t Process::BeforeSwap(const SwapCall& call)
     return frame;
 }
 
-bool Process::CountSwap()
+bool Process::LeaveTarget(const TargetCall& call)
+{
+    const std::scoped_lock lock(m_mutex);
+    if (!TellWhetherTargetsAreWanted(*call.areTargetsWanted)) {
+        return true;
+    }
+    try {
+        const Driver& driver = DriverOf(call.driverFunction, call.lookup);
+        if (!driver.getCurrentContext || driver.getCurrentContext() == EGL_NO_CONTEXT ||
+            driver.CurrentVersion() == 0 || !IsTargetBound(driver)) {
+            return true;
+        }
+        if (!IsDoneWithTarget(driver, call.event)) {
+            return false;
+        }
+        m_areTargetsWhole = CaptureTarget(driver, m_frame + 1, *call.pendingError) && m_areTargetsWhole;
+    } catch (const std::exception& error) {
+        m_areTargetsWhole = false;
+        SayOnce(std::string("a framebuffer object was not captured: ") + error.what());
+    }
+    return true;
+}
+
+bool Process::TellWhetherTargetsAreWanted(std::atomic<bool>& areWanted) const
+{
+    const bool result = m_hasSettings && m_pCounters && m_settings.frames.Contains(m_frame + 1);
+    areWanted = result;
+    return result;
+}
+
+bool Process::CountSwap(const SwapCall& call)
 {
     if (++m_frame == 1) {
         Tell(RecordKind::FirstSwap, {});
+    }
+    m_target = 0;
+    m_areTargetsWhole = true;
+    if (call.areTargetsWanted) {
+        TellWhetherTargetsAreWanted(*call.areTargetsWanted);
     }
     if (!m_hasSettings || !m_pCounters) {
         SayOnce("nothing can be captured: the session's files in " + m_session + " cannot be read");
@@ -231,18 +274,26 @@ bool Process::CountSwap()
     return true;
 }
 
+const Driver& Process::DriverOf(void* function, LookupFunction lookup)
+{
+    std::unique_ptr<Driver>& known = m_drivers[function];
+    if (!known) {
+        known = std::make_unique<Driver>(function, lookup);
+    }
+    return *known;
+}
+
 bool Process::CaptureFrame(const SwapCall& call)
 {
     const HostSettings settings(m_settings, &PassOnLog);
     const auto start = std::chrono::steady_clock::now();
 
-    std::unique_ptr<Driver>& known = m_drivers[call.driverFunction];
-    if (!known) {
-        known = std::make_unique<Driver>(call);
+    const bool isNew = !m_drivers.contains(call.driverFunction);
+    const Driver& driver = DriverOf(call.driverFunction, call.lookup);
+    if (isNew) {
         FRAMEGRAB_LOG(Core::Log::ZoneDll, "process %d swaps with %s", m_process,
-                      known->LibraryPath().c_str());
+                      driver.LibraryPath().c_str());
     }
-    const Driver& driver = *known;
     if (!CanCapture(driver, call)) {
         return false;
     }
@@ -296,7 +347,7 @@ bool Process::CaptureBuffer(const Driver& driver, std::uint32_t buffer)
         return true;
     }
     const ImageKind& image = ImageKinds[m_settings.imageKind];
-    const std::string name = FileName();
+    const std::string name = FileName(m_frame);
     Util::GLScreenshotHandler handler(image.format);
     const std::uint32_t status = handler.TakeScreenshot(m_settings.output + "/" + name, kind.mask);
     const std::string file = name + kind.suffix + "." + image.name;
@@ -304,13 +355,53 @@ bool Process::CaptureBuffer(const Driver& driver, std::uint32_t buffer)
     return status == 0;
 }
 
-std::string Process::FileName()
+bool Process::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& pendingError)
+{
+    const HostSettings settings(m_settings, &PassOnLog);
+    const auto start = std::chrono::steady_clock::now();
+    if (driver.CurrentVersion() < 31) {
+        SayOnce("framebuffer objects are captured in contexts of OpenGL ES 3.1 and later only");
+        return false;
+    }
+    // Counted whether or not it has what was asked for: its number is the same whatever that is.
+    const std::uint32_t target = ++m_target;
+    const Driver::Scope scope(driver);
+    const TargetRead read(driver, pendingError);
+
+    char number[32];
+    std::snprintf(number, sizeof(number), "_target%02u", target);
+    const ImageKind& image = ImageKinds[m_settings.imageKind];
+    Util::GLScreenshotHandler handler(image.format);
+    std::set<std::string> leftOut;
+    bool isWhole = true;
+    for (const TargetAttachment& attachment : FindTargetAttachments(driver, m_settings.buffers, leftOut)) {
+        const std::string name = FileName(frame) + number;
+        const std::uint32_t status =
+            handler.TakeScreenshotFBO(m_settings.output + "/" + name, attachment.point);
+        const std::string file = name + attachment.suffix + "." + image.name;
+        Tell(RecordKind::File, {.frame = frame,
+                                .target = target,
+                                .buffer = attachment.buffer,
+                                .status = status,
+                                .text = file.c_str()});
+        isWhole = status == 0 && isWhole;
+    }
+    for (const std::string& reason : leftOut) {
+        SayOnce(reason);
+    }
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
+    FRAMEGRAB_LOG(Core::Log::ZoneCapture, "frame %llu, target %u captured in %.1f ms",
+                  static_cast<unsigned long long>(frame), target, time.count());
+    return isWhole;
+}
+
+std::string Process::FileName(std::uint64_t frame)
 {
     if (m_number == 0) {
         m_number = ++m_pCounters->capturingProcesses;
     }
     char name[64];
-    std::snprintf(name, sizeof(name), "frame%06llu", static_cast<unsigned long long>(m_frame));
+    std::snprintf(name, sizeof(name), "frame%06llu", static_cast<unsigned long long>(frame));
     return m_number == 1 ? name : name + ("-p" + std::to_string(m_number));
 }
 
@@ -349,6 +440,15 @@ FRAMEGRAB_EXPORT std::uint64_t FramegrabBeforeSwap(const Framegrab::SwapCall* ca
         return Framegrab::Process::Make(call->session).BeforeSwap(*call);
     } catch (...) {
         return 0;
+    }
+}
+
+FRAMEGRAB_EXPORT bool FramegrabLeaveTarget(const Framegrab::TargetCall* call) noexcept
+{
+    try {
+        return Framegrab::Process::Make(call->session).LeaveTarget(*call);
+    } catch (...) {
+        return true;
     }
 }
 

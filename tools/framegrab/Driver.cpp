@@ -60,8 +60,8 @@ Core::DriverTables::Lookup FindIn(const std::string& library, LookupFunction loo
 
 } // namespace
 
-Driver::Driver(const SwapCall& call)
-    : m_libraryPath(LibraryOf(call.driverFunction)), m_tables(FindIn(m_libraryPath, call.lookup))
+Driver::Driver(void* function, LookupFunction lookup)
+    : m_libraryPath(LibraryOf(function)), m_tables(FindIn(m_libraryPath, lookup))
 {
     getCurrentContext = FindAs<PFNEGLGETCURRENTCONTEXTPROC>("eglGetCurrentContext");
     getCurrentDisplay = FindAs<PFNEGLGETCURRENTDISPLAYPROC>("eglGetCurrentDisplay");
@@ -69,6 +69,12 @@ Driver::Driver(const SwapCall& call)
     getString = FindAs<PFNGLGETSTRINGPROC>("glGetString");
     getIntegerv = FindAs<PFNGLGETINTEGERVPROC>("glGetIntegerv");
     bindFramebuffer = FindAs<PFNGLBINDFRAMEBUFFERPROC>("glBindFramebuffer");
+    checkFramebufferStatus = FindAs<PFNGLCHECKFRAMEBUFFERSTATUSPROC>("glCheckFramebufferStatus");
+    getError = FindAs<PFNGLGETERRORPROC>("glGetError");
+    getFramebufferAttachmentParameteriv =
+        FindAs<PFNGLGETFRAMEBUFFERATTACHMENTPARAMETERIVPROC>("glGetFramebufferAttachmentParameteriv");
+    isRenderbuffer = FindAs<PFNGLISRENDERBUFFERPROC>("glIsRenderbuffer");
+    isTexture = FindAs<PFNGLISTEXTUREPROC>("glIsTexture");
 }
 
 Driver::Scope::Scope(const Driver& driver)

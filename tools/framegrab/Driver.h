@@ -11,12 +11,15 @@
 namespace Framegrab {
 
 /// The driver that a program swaps with, past framegrab's hooks: its functions come from the library that
-/// holds the driver's own swap function.
+/// holds the function of EGL that the program called.
 class Driver
 {
 public:
-    /// Finds the driver of a swap. Not for two threads at a time.
-    explicit Driver(const SwapCall& call);
+    /// Finds a driver. Not for two threads at a time.
+    ///
+    /// @param function  one of the functions of its EGL that the program calls
+    /// @param lookup    `dlsym`, past the hooks
+    Driver(void* function, LookupFunction lookup);
 
     /// Lets the library's GL and EGL calls on this thread go to this driver, through the tables for the
     /// current context, until the end of the scope.
@@ -32,7 +35,7 @@ public:
     /// @return the version of OpenGL ES of the current context, e.g. 32; 0 for another API
     [[nodiscard]] int CurrentVersion() const { return m_tables.CurrentVersion(); }
 
-    /// @return path of the library that swaps
+    /// @return path of the library with the driver's EGL
     [[nodiscard]] const std::string& LibraryPath() const { return m_libraryPath; }
 
     // Null where the driver has no such function.
@@ -42,6 +45,11 @@ public:
     PFNGLGETSTRINGPROC getString = nullptr;
     PFNGLGETINTEGERVPROC getIntegerv = nullptr;
     PFNGLBINDFRAMEBUFFERPROC bindFramebuffer = nullptr;
+    PFNGLCHECKFRAMEBUFFERSTATUSPROC checkFramebufferStatus = nullptr;
+    PFNGLGETERRORPROC getError = nullptr;
+    PFNGLGETFRAMEBUFFERATTACHMENTPARAMETERIVPROC getFramebufferAttachmentParameteriv = nullptr;
+    PFNGLISRENDERBUFFERPROC isRenderbuffer = nullptr;
+    PFNGLISTEXTUREPROC isTexture = nullptr;
 
 private:
     std::string m_libraryPath;

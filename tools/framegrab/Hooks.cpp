@@ -10,31 +10,49 @@
 // Not seen: the swaps of a library that links EGL and is opened with RTLD_DEEPBIND, which finds its own
 // libraries before everybody else's.
 
-#include "CaptureInterface.h"
+#include "Hooks.h"
+
 #include "SessionRecords.h"
 
 #define EGL_EGLEXT_PROTOTYPES
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
 
-#include <array>
-#include <atomic>
-#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <pthread.h>
-#include <utility>
 
-#define FRAMEGRAB_EXPORT extern "C" __attribute__((visibility("default")))
+namespace Framegrab {
 
 namespace {
 
-using namespace Framegrab;
+char s_session[PATH_MAX];
 
-char s_session[PATH_MAX]; ///< empty when the process is not part of a session
+} // namespace
+
+const char* Session() noexcept
+{
+    return s_session;
+}
+
+[[gnu::tls_model("initial-exec")]] constinit thread_local int HookedCall::s_depth = 0;
+
+// Without hooks for targets; TargetHooks.cpp defines them anew.
+
+[[gnu::weak]] const HookedName* FindTargetHook(const char*) noexcept
+{
+    return nullptr;
+}
+
+[[gnu::weak]] void LeaveTargetBeforeSwap() noexcept {}
+
+[[gnu::weak]] std::atomic<bool>* TargetsWanted() noexcept
+{
+    return nullptr;
+}
 
 // -- The C library's dlsym ----------------------------------------------------------------------------------
 
@@ -55,11 +73,8 @@ LookupFunction RealDlsym() noexcept
 
 // -- The capture library ------------------------------------------------------------------------------------
 
-struct CaptureLibrary
-{
-    BeforeSwapFunction beforeSwap;
-    AfterSwapFunction afterSwap;
-};
+namespace {
+
 CaptureLibrary s_capture{};
 
 void LoadCaptureLibrary()
@@ -87,7 +102,10 @@ void LoadCaptureLibrary()
     }
     s_capture.beforeSwap = reinterpret_cast<BeforeSwapFunction>(RealDlsym()(library, BeforeSwapName));
     s_capture.afterSwap = reinterpret_cast<AfterSwapFunction>(RealDlsym()(library, AfterSwapName));
+    s_capture.leaveTarget = reinterpret_cast<LeaveTargetFunction>(RealDlsym()(library, LeaveTargetName));
 }
+
+} // namespace
 
 const CaptureLibrary& Capture()
 {
@@ -96,31 +114,30 @@ const CaptureLibrary& Capture()
     return s_capture;
 }
 
+namespace {
+
 /// A swap of the program, from before to after.
 class Swap
 {
 public:
     Swap(EGLDisplay display, EGLSurface surface, void* driverFunction)
     {
-        // A driver may be built on another one, whose swaps are no frames of their own.
-        if (s_depth++ > 0) {
+        if (!m_call.IsPrograms()) {
             return;
         }
-        const int savedErrno = errno;
+        const SavedErrno savedErrno;
+        LeaveTargetBeforeSwap();
         if (const BeforeSwapFunction beforeSwap = Capture().beforeSwap) {
-            const SwapCall call{display, surface, driverFunction, RealDlsym(), s_session};
+            const SwapCall call{display, surface, driverFunction, RealDlsym(), s_session, TargetsWanted()};
             m_token = beforeSwap(&call);
         }
-        errno = savedErrno;
     }
 
     ~Swap()
     {
-        --s_depth;
         if (m_token != 0) {
-            const int savedErrno = errno;
+            const SavedErrno savedErrno;
             Capture().afterSwap(m_token);
-            errno = savedErrno;
         }
     }
 
@@ -128,61 +145,11 @@ public:
     Swap& operator=(const Swap&) = delete;
 
 private:
-    [[gnu::tls_model("initial-exec")]] static thread_local int s_depth;
+    const HookedCall m_call;
     std::uint64_t m_token = 0;
 };
 
-[[gnu::tls_model("initial-exec")]] thread_local int Swap::s_depth = 0;
-
 // -- Hooks --------------------------------------------------------------------------------------------------
-
-/// Hooks for functions of one type. Each function that turns up, such as those of two drivers in one process,
-/// gets a hook of its own, which knows what to call.
-template <auto Handler, typename Function>
-class Hooks;
-
-template <auto Handler, typename Result, typename... Arguments>
-class Hooks<Handler, Result (*)(Arguments...)>
-{
-public:
-    using Function = Result (*)(Arguments...);
-
-    /// @return the hook for a function; the function itself when it is a hook or all hooks are taken
-    static void* For(void* function)
-    {
-        const auto real = reinterpret_cast<Function>(function);
-        for (const Function hook : All) {
-            if (hook == real) {
-                return function;
-            }
-        }
-        for (std::size_t i = 0; i < Size; ++i) {
-            Function taken = nullptr;
-            if (s_real[i].compare_exchange_strong(taken, real) || taken == real) {
-                return reinterpret_cast<void*>(All[i]);
-            }
-        }
-        return function;
-    }
-
-private:
-    static constexpr std::size_t Size = 8;
-
-    template <std::size_t I>
-    static Result Hook(Arguments... arguments)
-    {
-        return Handler(s_real[I].load(std::memory_order_relaxed), arguments...);
-    }
-
-    template <std::size_t... I>
-    static constexpr std::array<Function, Size> MakeAll(std::index_sequence<I...>)
-    {
-        return {&Hook<I>...};
-    }
-
-    static constexpr std::array<Function, Size> All = MakeAll(std::make_index_sequence<Size>{});
-    static inline std::atomic<Function> s_real[Size]{};
-};
 
 EGLBoolean SwapBuffers(PFNEGLSWAPBUFFERSPROC real, EGLDisplay display, EGLSurface surface)
 {
@@ -206,21 +173,9 @@ __eglMustCastToProperFunctionPointerType GetProcAddress(PFNEGLGETPROCADDRESSPROC
     return hook ? reinterpret_cast<__eglMustCastToProperFunctionPointerType>(hook) : function;
 }
 
-struct HookedName
-{
-    const char* name;
-    void* (*hookFor)(void*);
-    void* (*exported)(); ///< the function that this library exports under the name
-};
 using SwapHooks = Hooks<&SwapBuffers, PFNEGLSWAPBUFFERSPROC>;
 using DamageHooks = Hooks<&SwapBuffersWithDamage, PFNEGLSWAPBUFFERSWITHDAMAGEKHRPROC>;
 using LookupHooks = Hooks<&GetProcAddress, PFNEGLGETPROCADDRESSPROC>;
-
-template <auto Function>
-void* Exported()
-{
-    return reinterpret_cast<void*>(Function);
-}
 
 constexpr std::array<HookedName, 4> HookedNames{{
     {"eglSwapBuffers", &SwapHooks::For, &Exported<&eglSwapBuffers>},
@@ -236,7 +191,7 @@ const HookedName* FindHooked(const char* name) noexcept
             return &hooked;
         }
     }
-    return nullptr;
+    return FindTargetHook(name);
 }
 
 void* HookFor(const char* name, void* real)
@@ -252,7 +207,8 @@ void* FindDriverFunction(const char* name) noexcept
         return function;
     }
     // Not among the libraries that everybody sees: the driver came with a library that was opened for itself.
-    for (const char* library : {"libEGL.so.1", "libEGL.so"}) {
+    for (const char* library :
+         {"libEGL.so.1", "libEGL.so", "libGLESv2.so.2", "libGLESv2.so", "libOpenGL.so.0", "libGL.so.1"}) {
         void* const handle = dlopen(library, RTLD_LAZY | RTLD_NOLOAD);
         void* const function = handle ? RealDlsym()(handle, name) : nullptr;
         if (handle) {
@@ -266,18 +222,6 @@ void* FindDriverFunction(const char* name) noexcept
     return nullptr;
 }
 
-template <typename Function>
-Function HookOfExported(std::atomic<void*>& cache, const char* name)
-{
-    void* hook = cache.load(std::memory_order_relaxed);
-    if (!hook) {
-        void* const function = FindDriverFunction(name);
-        hook = function ? HookFor(name, function) : nullptr;
-        cache.store(hook, std::memory_order_relaxed);
-    }
-    return reinterpret_cast<Function>(hook);
-}
-
 __attribute__((constructor)) void OnLoad()
 {
     const char* const session = std::getenv(SessionVariable);
@@ -289,6 +233,16 @@ __attribute__((constructor)) void OnLoad()
 }
 
 } // namespace
+
+void* FindHookOfExported(const char* name) noexcept
+{
+    void* const function = FindDriverFunction(name);
+    return function ? HookFor(name, function) : nullptr;
+}
+
+} // namespace Framegrab
+
+using namespace Framegrab;
 
 FRAMEGRAB_EXPORT EGLBoolean eglSwapBuffers(EGLDisplay dpy, EGLSurface surface)
 {
@@ -328,11 +282,12 @@ FRAMEGRAB_EXPORT __eglMustCastToProperFunctionPointerType eglGetProcAddress(cons
 static bool LookUpHooked(void* handle, const char* name, void*& found) noexcept
 {
     const HookedName* const hooked = handle != RTLD_NEXT ? FindHooked(name) : nullptr;
-    if (!hooked) {
+    if (!hooked || (handle == RTLD_DEFAULT && !hooked->exported)) {
         return false;
     }
-    found = handle != RTLD_DEFAULT ? RealDlsym()(handle, name) : hooked->exported();
-    if (found != hooked->exported()) {
+    void* const exported = hooked->exported ? hooked->exported() : nullptr;
+    found = handle != RTLD_DEFAULT ? RealDlsym()(handle, name) : exported;
+    if (found != exported || !exported) {
         found = found ? hooked->hookFor(found) : nullptr;
         return true;
     }

@@ -59,11 +59,11 @@ private:
 };
 
 /// @return the hook library's path as LD_PRELOAD can hold it
-std::string HooksForPreload(const SessionFolder& session)
+std::string HooksForPreload(const SessionFolder& session, const std::string& name)
 {
     const fs::path tool = fs::read_symlink("/proc/self/exe").parent_path();
     for (const char* folder : {"../lib", "../" FRAMEGRAB_LIBRARY_FOLDER}) {
-        const fs::path library = fs::weakly_canonical(tool / folder / FRAMEGRAB_HOOKS_NAME);
+        const fs::path library = fs::weakly_canonical(tool / folder / name);
         if (!fs::exists(library)) {
             continue;
         }
@@ -71,16 +71,17 @@ std::string HooksForPreload(const SessionFolder& session)
             return library.string();
         }
         // Blanks and colons separate one library from the next.
-        const fs::path link = fs::path(session.Path()) / FRAMEGRAB_HOOKS_NAME;
+        const fs::path link = fs::path(session.Path()) / name;
         fs::create_symlink(library, link);
         return link.string();
     }
-    throw std::runtime_error("the library " FRAMEGRAB_HOOKS_NAME " is missing beside " + tool.string());
+    throw std::runtime_error("the library " + name + " is missing beside " + tool.string());
 }
 
-std::vector<std::pair<std::string, std::string>> Environment(const SessionFolder& session)
+std::vector<std::pair<std::string, std::string>> Environment(const SessionFolder& session, bool targets)
 {
-    std::string preload = HooksForPreload(session);
+    std::string preload =
+        HooksForPreload(session, targets ? FRAMEGRAB_TARGET_HOOKS_NAME : FRAMEGRAB_HOOKS_NAME);
     const char* const others = std::getenv("LD_PRELOAD");
     if (others && *others != '\0') {
         preload += std::string(":") + others;
@@ -115,7 +116,8 @@ int Capture(Options options)
 
     pid_t process = 0;
     const InheritedSignals signals = BecomeSupervisor();
-    if (const int failure = StartProgram(options.program, Environment(session), signals, process)) {
+    if (const int failure =
+            StartProgram(options.program, Environment(session, options.settings.targets), signals, process)) {
         Say(options.program.front() + " cannot be started: " + std::strerror(failure));
         DropLogFile(folder.AbsolutePath());
         return failure == ENOENT ? ExitNotFound : ExitCannotExecute;

@@ -19,6 +19,7 @@ const char* const HelpText =
     "  -frames LIST       frames to capture, e.g. 1,60,100-110; the first swap shows frame 1 (default: 1)\n"
     "                     60-: every frame from the 60th on; 60-/10, 60-100/10: every tenth\n"
     "  -buffers LIST      what to capture of each: color, depth, stencil (default: color)\n"
+    "  -targets           also what the program draws into framebuffer objects, when it is done with each\n"
     "  -format png|bmp    kind of the picture files (default: png)\n"
     "  -png fast|small    how PNG files are compressed (default: fast: in a tenth of the time, a quarter "
     "larger)\n"
@@ -35,7 +36,15 @@ const char* const HelpText =
     "\n"
     "Files: frame000060.png, frame000060_depth.png, frame000060_stencil.png; those of a second process of "
     "the\n"
-    "program that shows frames are called frame000060-p2.png and so on.\n"
+    "program that shows frames are called frame000060-p2.png and so on. With -targets, those of the buffers "
+    "that\n"
+    "a framebuffer object has: frame000060_target01_color0.png, _color1, _depth, _stencil; 01 is the first "
+    "that\n"
+    "was drawn into and left. Left means: another one was bound, an attachment replaced or deleted, the "
+    "contents\n"
+    "invalidated, or the frame shown; one that is drawn into again has another number. Integer colors are "
+    "not\n"
+    "captured, which is no failure. Framebuffer objects need a context of OpenGL ES 3.1.\n"
     "\n"
     "Exit status: the program's own if that is not 0; 0 if every frame asked for was captured whole (of "
     "frames\n"
@@ -175,7 +184,8 @@ struct FlagOption
     bool& (*flag)(Options& options);
 };
 
-const std::array<FlagOption, 5> FlagOptions{{
+const std::array<FlagOption, 6> FlagOptions{{
+    {"-targets", [](Options& options) -> bool& { return options.settings.targets; }},
     {"-opaque", [](Options& options) -> bool& { return options.settings.opaque; }},
     {"-quit", [](Options& options) -> bool& { return options.settings.quit; }},
     {"-help", [](Options& options) -> bool& { return options.help; }},

@@ -32,7 +32,8 @@ void Report::Take(const Record& record)
                                .image = {}});
             ReadImageFile(m_files.back().path, m_files.back().image);
         } else {
-            Say("frame " + std::to_string(record.frame) + ": the " + Buffers[record.buffer].name +
+            const std::string target = record.target == 0 ? "" : ", target " + std::to_string(record.target);
+            Say("frame " + std::to_string(record.frame) + target + ": the " + Buffers[record.buffer].name +
                 " buffer was not captured whole (status " + std::to_string(record.status) + ")");
         }
         break;

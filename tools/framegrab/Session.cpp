@@ -55,8 +55,9 @@ bool ParseRecord(const std::string& text, Record& record)
     char kind = 0;
     long process = 0;
     int textStart = -1;
-    if (std::sscanf(text.c_str(), "%c\t%ld\t%" SCNu64 "\t%" SCNu32 "\t%" SCNu32 "%n", &kind, &process,
-                    &record.frame, &record.buffer, &record.status, &textStart) != 5 ||
+    if (std::sscanf(text.c_str(), "%c\t%ld\t%" SCNu64 "\t%" SCNu32 "\t%" SCNu32 "\t%" SCNu32 "%n", &kind,
+                    &process, &record.frame, &record.target, &record.buffer, &record.status,
+                    &textStart) != 6 ||
         textStart < 0 || text[static_cast<std::size_t>(textStart)] != '\t') {
         return false;
     }

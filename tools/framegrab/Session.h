@@ -64,7 +64,8 @@ struct Settings
     std::uint32_t pngKind = 0;          ///< index in `EncodingKinds`
     std::string output; ///< folder for the pictures; absolute, since a program may change its own
     bool opaque = false;
-    bool quit = false; ///< the program is ended after the last frame
+    bool quit = false;    ///< the program is ended after the last frame
+    bool targets = false; ///< framebuffer objects too; the launcher chooses the hooks by it
     LogSettings log;
 };
 
@@ -74,6 +75,7 @@ struct Record
     RecordKind kind{};
     pid_t process = 0;
     std::uint64_t frame = 0;
+    std::uint32_t target = 0;
     std::uint32_t buffer = 0;
     std::uint32_t status = 0;
     std::string text;

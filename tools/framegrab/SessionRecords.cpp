@@ -18,10 +18,10 @@ bool AppendRecord(const char* folder, RecordKind kind, const RecordFields& field
     bool isWritten = false;
 
     const int pathLength = std::snprintf(path, sizeof(path), "%s/records", folder);
-    const int length =
-        std::snprintf(record, sizeof(record), "%c\t%ld\t%" PRIu64 "\t%" PRIu32 "\t%" PRIu32 "\t%.4000s",
-                      static_cast<char>(kind), static_cast<long>(getpid()), fields.frame, fields.buffer,
-                      fields.status, fields.text);
+    const int length = std::snprintf(record, sizeof(record),
+                                     "%c\t%ld\t%" PRIu64 "\t%" PRIu32 "\t%" PRIu32 "\t%" PRIu32 "\t%.4000s",
+                                     static_cast<char>(kind), static_cast<long>(getpid()), fields.frame,
+                                     fields.target, fields.buffer, fields.status, fields.text);
     if (pathLength > 0 && pathLength < static_cast<int>(sizeof(path)) && length > 0) {
         const int file = open(path, O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW);
         if (file >= 0) {

@@ -14,9 +14,9 @@ enum class RecordKind : char
 {
     HooksLoaded = 'L', ///< a process began with the hooks in it
     FirstSwap = 'P',   ///< a process swapped for the first time
-    File = 'F',        ///< one buffer of a frame was taken; `text` is the file's name in the output folder
-    FrameDone =
-        'D', ///< all buffers of a frame were dealt with; status 0: each is in a file or does not exist
+    File =
+        'F', ///< one buffer of a frame or a target was taken; `text` is the file's name in the output folder
+    FrameDone = 'D',   ///< all of a frame was dealt with; status 0: each is in a file or does not exist
     LastSwapped = 'S', ///< the last frame asked for is on its way to the screen
     Message = 'M',     ///< `text` is for the user
     Log = 'G',         ///< `text` is a line of the log that goes to the console
@@ -25,6 +25,7 @@ enum class RecordKind : char
 struct RecordFields
 {
     std::uint64_t frame = 0;
+    std::uint32_t target = 0; ///< of the frame, from 1; 0 for the frame itself
     std::uint32_t buffer = 0; ///< index in `Buffers`
     std::uint32_t status = 0;
     const char* text = ""; ///< cut after 4,000 bytes

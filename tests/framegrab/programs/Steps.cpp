@@ -4,13 +4,15 @@
 #define EGL_EGLEXT_PROTOTYPES
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
-#include <GLES3/gl3.h>
+#include <GLES3/gl31.h>
+#include <GLES2/gl2ext.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <sys/wait.h>
@@ -35,6 +37,8 @@ constexpr int Height = 8;
 
 PFNEGLSWAPBUFFERSPROC s_swapBuffers = &eglSwapBuffers;
 PFNEGLSWAPBUFFERSWITHDAMAGEKHRPROC s_swapWithDamage = nullptr;
+PFNGLBINDFRAMEBUFFERPROC s_bindFramebuffer = &glBindFramebuffer;
+PFNGLCLEARPROC s_clear = &glClear;
 
 EGLDisplay s_display = EGL_NO_DISPLAY;
 thread_local EGLSurface t_surface = EGL_NO_SURFACE;
@@ -89,7 +93,7 @@ void Clear(const std::string& color)
     glClearColor(channel(24), channel(16), channel(8), channel(0));
     glClearDepthf(0.2F);
     glClearStencil(7);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
+    s_clear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
 }
 
 void Swap(const std::string& times)
@@ -141,6 +145,163 @@ void FindSwap(const std::string& way)
     Require(s_swapBuffers, "eglSwapBuffers");
 }
 
+/// Chooses how functions of GL are found.
+void FindGL(const std::string& way)
+{
+    const auto find = [&](const char* name) {
+        return way == "proc"
+                   ? reinterpret_cast<void*>(eglGetProcAddress(name))
+                   : dlsym(way == "default" ? RTLD_DEFAULT : dlopen("libGLESv2.so.2", RTLD_NOW), name);
+    };
+    s_bindFramebuffer = reinterpret_cast<PFNGLBINDFRAMEBUFFERPROC>(find("glBindFramebuffer"));
+    s_clear = reinterpret_cast<PFNGLCLEARPROC>(find("glClear"));
+    Require(s_bindFramebuffer && s_clear, "glBindFramebuffer");
+}
+
+// -- Framebuffer objects ------------------------------------------------------------------------------------
+
+constexpr GLint TargetSize = 4;
+
+/// A framebuffer object and what was attached to it at first.
+struct Target
+{
+    GLuint framebuffer = 0;
+    GLuint color = 0;        ///< texture of two levels
+    GLuint depthStencil = 0; ///< renderbuffer
+};
+
+thread_local std::map<std::string, Target> t_targets; ///< of the thread's context, by number
+thread_local Target t_target;                         ///< the one that is bound for drawing
+
+GLuint MakeTexture(GLenum format)
+{
+    GLuint texture = 0;
+    glGenTextures(1, &texture);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glTexStorage2D(GL_TEXTURE_2D, 2, format, TargetSize, TargetSize);
+    return texture;
+}
+
+void Attach(GLenum point, GLuint texture, GLint level)
+{
+    glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_2D, texture, level);
+}
+
+/// Binds a framebuffer object of this number, which is made if it is new.
+void BindTarget(const std::string& number)
+{
+    const bool isNew = number != "0" && !t_targets.contains(number);
+    t_target = t_targets[number];
+    if (isNew) {
+        glGenFramebuffers(1, &t_target.framebuffer);
+        t_target.color = MakeTexture(GL_RGBA8);
+        glGenRenderbuffers(1, &t_target.depthStencil);
+        glBindRenderbuffer(GL_RENDERBUFFER, t_target.depthStencil);
+        glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, TargetSize, TargetSize);
+        t_targets[number] = t_target;
+    }
+    s_bindFramebuffer(GL_FRAMEBUFFER, t_target.framebuffer);
+    if (isNew) {
+        Attach(GL_COLOR_ATTACHMENT0, t_target.color, 0);
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER,
+                                  t_target.depthStencil);
+    }
+}
+
+void BindForReading(const std::string& number)
+{
+    s_bindFramebuffer(GL_READ_FRAMEBUFFER, t_targets[number].framebuffer);
+}
+
+/// Makes attachments what the text says.
+void AttachTexture(const std::string& what)
+{
+    if (what == "same") {
+        Attach(GL_COLOR_ATTACHMENT0, t_target.color, 0);
+    } else if (what == "level") {
+        Attach(GL_COLOR_ATTACHMENT0, t_target.color, 1);
+    } else if (what == "new") {
+        Attach(GL_COLOR_ATTACHMENT0, MakeTexture(GL_RGBA8), 0);
+    } else if (what == "nothing") {
+        Attach(GL_COLOR_ATTACHMENT0, 0, 0);
+    } else if (what == "no-depth") {
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, 0);
+    } else if (what == "integer") {
+        Attach(GL_COLOR_ATTACHMENT1, MakeTexture(GL_RGBA32UI), 0);
+    } else if (what == "third") {
+        Attach(GL_COLOR_ATTACHMENT2, MakeTexture(GL_RGBA8), 0);
+        const GLenum all[]{GL_COLOR_ATTACHMENT0, GL_NONE, GL_COLOR_ATTACHMENT2};
+        glDrawBuffers(3, all);
+    } else if (what == "unrenderable") {
+        Attach(GL_COLOR_ATTACHMENT0, MakeTexture(GL_RGB9_E5), 0);
+    }
+}
+
+void Invalidate(const std::string& way)
+{
+    const GLenum color = GL_COLOR_ATTACHMENT0;
+    if (way == "discard") {
+        const auto discard = Proc<PFNGLDISCARDFRAMEBUFFEREXTPROC>("glDiscardFramebufferEXT");
+        Require(discard, "glDiscardFramebufferEXT");
+        discard(GL_FRAMEBUFFER, 1, &color);
+    } else if (way == "part") {
+        glInvalidateSubFramebuffer(GL_FRAMEBUFFER, 1, &color, 0, 0, 1, 1);
+    } else {
+        glInvalidateFramebuffer(GL_FRAMEBUFFER, 1, &color);
+    }
+}
+
+void Delete(const std::string& what)
+{
+    if (what == "framebuffer") {
+        glDeleteFramebuffers(1, &t_target.framebuffer);
+    } else if (what == "texture") {
+        glDeleteTextures(1, &t_target.color);
+    } else {
+        glDeleteRenderbuffers(1, &t_target.depthStencil);
+    }
+}
+
+/// Blits what is bound for reading; draws in every other way that needs no program.
+void Blit(const std::string&)
+{
+    glBlitFramebuffer(0, 0, TargetSize, TargetSize, 0, 0, TargetSize, TargetSize, GL_COLOR_BUFFER_BIT,
+                      GL_NEAREST);
+}
+
+void ClearBuffer(const std::string&)
+{
+    const GLfloat red[]{1, 0, 0, 1};
+    glClearBufferfv(GL_COLOR, 0, red);
+}
+
+/// Draws a white triangle that covers everything.
+void DrawTriangle(const std::string& way)
+{
+    const GLuint program = glCreateProgram();
+    for (const auto& [kind, source] :
+         {std::pair<GLenum, const char*>(
+              GL_VERTEX_SHADER, "#version 300 es\nvoid main() { gl_Position = vec4(gl_VertexID == 1 ? 3 : -1,"
+                                " gl_VertexID == 2 ? 3 : -1, 0, 1); }"),
+          {GL_FRAGMENT_SHADER, "#version 300 es\nout lowp vec4 color; void main() { color = vec4(1); }"}}) {
+        const GLuint shader = glCreateShader(kind);
+        glShaderSource(shader, 1, &source, nullptr);
+        glCompileShader(shader);
+        glAttachShader(program, shader);
+    }
+    glLinkProgram(program);
+    glUseProgram(program);
+    glViewport(0, 0, TargetSize, TargetSize);
+    const std::uint8_t indices[]{0, 1, 2};
+    if (way == "elements") {
+        glDrawElements(GL_TRIANGLES, 3, GL_UNSIGNED_BYTE, static_cast<const void*>(indices));
+    } else if (way == "instanced") {
+        glDrawArraysInstanced(GL_TRIANGLES, 0, 3, 2);
+    } else {
+        glDrawArrays(GL_TRIANGLES, 0, 3);
+    }
+}
+
 /// Draws green into a framebuffer object and leaves it bound, with another one for reading.
 void BindFramebufferObjects(const std::string&)
 {
@@ -173,6 +334,9 @@ void SwapInThreads(const std::string& times)
         threads.emplace_back([&times, color] {
             MakeContext("");
             for (int i = std::atoi(times.c_str()); i > 0; --i) {
+                BindTarget("1");
+                Clear(color);
+                BindTarget("0");
                 Clear(color);
                 Swap("");
             }
@@ -199,11 +363,21 @@ struct Step
 
 /// "name" or "name:value"
 const Step Steps[]{
-    {"context", &MakeContext},   // of OpenGL ES 3; "es2" of OpenGL ES 2, "gl" of desktop GL
-    {"find", &FindSwap},         // dlsym, default, program, proc, proc-of-dlsym, damage-khr, damage-ext
-    {"clear", &Clear},           // RRGGBBAA
-    {"swap", &Swap},             // how many times
-    {"threads", &SwapInThreads}, // how many times each
+    {"context", &MakeContext}, // of OpenGL ES 3; "es2" of OpenGL ES 2, "gl" of desktop GL
+    {"find", &FindSwap},       // dlsym, default, program, proc, proc-of-dlsym, damage-khr, damage-ext
+    {"find-gl", &FindGL},      // dlsym, default, proc
+    {"clear", &Clear},         // RRGGBBAA
+    {"clear-buffer", &ClearBuffer},
+    {"triangle", &DrawTriangle}, // arrays, elements, instanced
+    {"blit", &Blit},
+    {"bind", &BindTarget}, // a number; 0 for the surface
+    {"bind-read", &BindForReading},
+    {"attach", &AttachTexture},  // see there
+    {"invalidate", &Invalidate}, // all, part, discard
+    {"delete", &Delete},         // framebuffer, texture, renderbuffer
+    {"error", [](const std::string&) { glEnable(GL_NONE); }},
+    {"swap", &Swap},                     // how many times
+    {"threads", &SwapInThreads},         // how many times each
     {"swap-other", &SwapAnotherSurface}, // one that is not current
     {"bind-framebuffers", &BindFramebufferObjects},
     {"print-bindings", &PrintBindings},
