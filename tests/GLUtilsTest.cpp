@@ -76,33 +76,6 @@ public:
         return static_cast<unsigned int>(value);
     }
 
-    /// Attaches it to the bound framebuffer.
-    void Attach(GLenum attachment) const
-    {
-        glFramebufferTexture2D(GL_FRAMEBUFFER, attachment, GL_TEXTURE_2D, m_name, 0);
-    }
-
-private:
-    GLuint m_name = 0;
-};
-
-class Framebuffer
-{
-public:
-    Framebuffer()
-    {
-        glGenFramebuffers(1, &m_name);
-        glBindFramebuffer(GL_FRAMEBUFFER, m_name);
-    }
-    Framebuffer(const Framebuffer&) = delete;
-    Framebuffer& operator=(const Framebuffer&) = delete;
-    ~Framebuffer() { glDeleteFramebuffers(1, &m_name); }
-
-    [[nodiscard]] static bool IsComplete()
-    {
-        return glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
-    }
-
 private:
     GLuint m_name = 0;
 };
@@ -168,34 +141,6 @@ TEST(GLUtils, TheDriverTakesEveryTransferFormat)
     EXPECT_EQ(taken, 54);
 }
 
-TEST(GLUtils, TheDriverReadsWithTheFormatsForReading)
-{
-    const GLContext context;
-    const Framebuffer framebuffer;
-    int read = 0;
-    for (const unsigned int internalFormat : SizedFormats()) {
-        const unsigned int uploadFormat = Util::GetFormatFromInternalFormat(internalFormat);
-        if (IsCompressed(internalFormat) || uploadFormat == GL_DEPTH_COMPONENT ||
-            uploadFormat == GL_DEPTH_STENCIL || internalFormat == GL_STENCIL_INDEX8) {
-            continue;
-        }
-        const Texture texture(internalFormat);
-        texture.Attach(GL_COLOR_ATTACHMENT0);
-        if (!Framebuffer::IsComplete()) {
-            continue;
-        }
-        unsigned int format = 0;
-        unsigned int type = 0;
-        Util::GetReadPixelFormatType(internalFormat, &format, &type);
-        std::array<GLuint, 4> pixel{};
-        glReadPixels(0, 0, 1, 1, format, type, pixel.data());
-        EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR}) << Hex{internalFormat};
-        ++read;
-    }
-    // The formats of OpenGL ES 3.2 that must be renderable, table 8.10, without the depth and stencil ones.
-    EXPECT_GE(read, 36);
-}
-
 TEST(GLUtils, TransferFormatForReading)
 {
     const std::set<unsigned int> floats{0x822D, 0x822E, 0x822F, 0x8230, 0x8814, 0x8815,
@@ -242,7 +187,6 @@ TEST(GLUtils, PixelSizes)
 TEST(GLUtils, ADepthStencilTextureHasTheBitsAskedFor)
 {
     const GLContext context;
-    const Framebuffer framebuffer;
     std::vector<std::pair<int, int>> known;
     for (int depthBits = -1; depthBits <= 64; ++depthBits) {
         for (int stencilBits = -1; stencilBits <= 16; ++stencilBits) {
@@ -260,11 +204,6 @@ TEST(GLUtils, ADepthStencilTextureHasTheBitsAskedFor)
             EXPECT_EQ(Texture::Ask(GL_TEXTURE_DEPTH_SIZE), static_cast<unsigned int>(depthBits));
             EXPECT_EQ(Texture::Ask(GL_TEXTURE_STENCIL_SIZE), static_cast<unsigned int>(stencilBits));
             EXPECT_EQ(Texture::Ask(GL_TEXTURE_DEPTH_TYPE) == GL_FLOAT, depthBits == 32);
-            texture.Attach(depthBits == 0     ? GL_STENCIL_ATTACHMENT
-                           : stencilBits == 0 ? GL_DEPTH_ATTACHMENT
-                                              : GL_DEPTH_STENCIL_ATTACHMENT);
-            EXPECT_TRUE(Framebuffer::IsComplete()) << depthBits << ", " << stencilBits;
-            glFramebufferTexture2D(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_TEXTURE_2D, 0, 0);
         }
     }
     using Pair = std::pair<int, int>;

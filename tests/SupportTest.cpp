@@ -15,20 +15,6 @@ using namespace TestSupport;
 namespace GL = Util::GL;
 namespace EGL = Util::EGL;
 
-TEST(TestDispatch, ACallReachesTheDriver)
-{
-    const GLContext context;
-    CallRecorder recorder;
-    GLint value = 0;
-    GL::GetIntegerv(GL_MAX_TEXTURE_SIZE, &value);
-    EXPECT_GE(value, 2048);
-    EXPECT_EQ(EGL::GetCurrentDisplay(), context.Display());
-    EXPECT_EQ(recorder.CountGL(), 1U);
-    GL::BindTexture(GL_TEXTURE_2D, 7);
-    EXPECT_EQ(testing::PrintToString(recorder.Calls().back()), "glBindTexture(0xDE1, 7)");
-    EXPECT_EQ(recorder.Count("eglGetCurrentDisplay"), 1U);
-}
-
 TEST(TestDispatch, ChangesEndWithTheirScope)
 {
     const GLContext context;
@@ -66,44 +52,6 @@ TEST(TestDispatch, ChangesEndWithTheirScope)
     }
     EXPECT_FALSE(GL::GetTexLevelParameteriv.IsMissing());
     EXPECT_EQ(draws, 11);
-}
-
-TEST(TestDispatch, TheDriverHasEveryEntry)
-{
-    const GLContext context;
-    for (const DispatchEntry& entry : DispatchEntries()) {
-        void* const* const table =
-            entry.table == Table::EGL ? Core::KHRLayer::EGLProc() : Core::KHRLayer::GLESProc();
-        EXPECT_NE(table[entry.position], nullptr) << entry.name;
-    }
-}
-
-TEST(GLContext, HasTheBitsAskedFor)
-{
-    const GLContext::Options cases[] = {
-        {},
-        {.width = 1, .height = 1, .alphaBits = 0, .depthBits = 0, .stencilBits = 0},
-        {.redBits = 5, .greenBits = 6, .blueBits = 5, .alphaBits = 0, .depthBits = 16, .stencilBits = 0},
-        {.depthBits = 32, .stencilBits = 0, .samples = 4},
-    };
-    for (const GLContext::Options& options : cases) {
-        const GLContext context(options);
-        const std::pair<GLenum, int> wanted[] = {{GL_RED_BITS, options.redBits},
-                                                 {GL_ALPHA_BITS, options.alphaBits},
-                                                 {GL_DEPTH_BITS, options.depthBits},
-                                                 {GL_STENCIL_BITS, options.stencilBits},
-                                                 {GL_SAMPLES, options.samples}};
-        for (const auto& [name, bits] : wanted) {
-            GLint value = -1;
-            glGetIntegerv(name, &value);
-            EXPECT_EQ(value, bits);
-        }
-        GLint viewport[4] = {};
-        glGetIntegerv(GL_VIEWPORT, viewport);
-        EXPECT_THAT(viewport, testing::ElementsAre(0, 0, options.width, options.height));
-    }
-    EXPECT_THROW(GLContext({.stencilBits = 3}), std::runtime_error);
-    EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT);
 }
 
 TEST(GLState, TellsWhatChanged)
