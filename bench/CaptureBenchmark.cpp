@@ -1,6 +1,6 @@
 // Captures of a 1920 x 1080 surface on the software driver, and what their time goes into: "read" is
-// glReadPixels, "shader" the build of the program that shows depth or stencil, "blit" glBlitFramebuffer, "draw"
-// the quad. What is left of a row's time is conversion and encoding.
+// glReadPixels, "shader" the build of the program that shows depth or stencil, "blit" glBlitFramebuffer,
+// "draw" the quad. What is left of a row's time is conversion and encoding.
 
 #include "Heap.h"
 #include "Util/GLScreenshotHandler.h"

@@ -27,7 +27,8 @@ std::string OutputName()
     return (std::filesystem::temp_directory_path() / "util-benchmark").string();
 }
 
-/// Processor time of the calling thread, system calls included: what else the machine does meanwhile does not count.
+/// Processor time of the calling thread, system calls included: what else the machine does meanwhile does not
+/// count.
 double Now()
 {
     timespec now{};

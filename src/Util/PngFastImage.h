@@ -33,9 +33,9 @@ PngFastMemoryPtr AllocatePngFastMemory();
 /// Compresses an image with ISA-L and writes it as IDAT chunks, then IEND, behind the header that libpng has
 /// written.
 ///
-/// Each row but the first is filtered by the difference to the row above. Of the filters of PNG, and choices among
-/// them for each row, this one gave files within 2 % of the smallest on frames of several applications, at half
-/// the time of the cheapest choice or less.
+/// Each row but the first is filtered by the difference to the row above. Of the filters of PNG, and choices
+/// among them for each row, this one gave files within 2 % of the smallest on frames of several applications,
+/// at half the time of the cheapest choice or less.
 ///
 /// @param png  libpng's write structure; an error leaves this function through its `longjmp`
 void WritePngFastImage(png_struct_def* png, PngFastMemory& memory, const PngImage& image);

@@ -56,7 +56,8 @@ public:
         PNGFast = 1,  ///< an order of magnitude faster, files a quarter larger; the pixels are the same
     };
 
-    /// Chooses the encoding of all PNG files of the process that are created from now on. `PNGSmall` until then.
+    /// Chooses the encoding of all PNG files of the process that are created from now on. `PNGSmall` until
+    /// then.
     ///
     /// @param encoding  any value but `PNGFast` is taken as `PNGSmall`
     /// @note Any thread. `PNGFast` compresses with ISA-L; built without it, with zlib at its fastest level.
