@@ -1,7 +1,9 @@
 #include "ChildProcess.h"
+#include "Page.h"
 #include "Terminal.h"
 #include "VirtualDisplay.h"
 #include "support/Image.h"
+#include "support/Quadrants.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -50,13 +52,14 @@ Words Steps(const Words& steps)
     return Words{LINKED_PATH} + steps;
 }
 
-/// The names of the files in a folder, sorted; without the log, which is always there.
+/// The names of the files in a folder, sorted; without the log and the contact sheet.
 Words FilesIn(const fs::path& folder)
 {
     Words names;
     for (const auto& entry : fs::directory_iterator(folder)) {
-        if (entry.path().filename() != "framegrab.log") {
-            names.push_back(entry.path().filename());
+        const std::string name = entry.path().filename();
+        if (name != "framegrab.log" && name != "index.html") {
+            names.push_back(name);
         }
     }
     std::sort(names.begin(), names.end());
@@ -525,6 +528,150 @@ TEST_F(Framegrabbing, ATargetThatCannotBeShownIsNamedAndIsNoFailureButOneThatCan
     EXPECT_THAT(Said(outcome), HasSubstr("not captured whole: frames 2\n"));
 }
 
+// -- Thumbnails and the contact sheet -----------------------------------------------------------------------
+
+TEST_F(Framegrabbing, ThumbnailsShowWhatThePicturesShow)
+{
+    const Words buffers{"-buffers", "color,depth,stencil"};
+    const Words steps = Steps({"context", "set-pack-layout", "quadrants", "swap", "print-pack-layout"});
+    const struct
+    {
+        const char* name;
+        Words options;
+        int width; ///< of the thumbnails of a surface of 16 x 8
+        int height;
+        std::size_t files;
+        const char* extension;
+    } cases[]{
+        {"beside the pictures", {"-thumbnail", "8x8"}, 8, 4, 6, ".png"},
+        {"alone", {"-thumbnail", "100x4", "-thumbnail-only"}, 8, 4, 3, ".png"},
+        {"larger than the pictures", {"-thumbnail", "64x64", "-format", "bmp"}, 64, 32, 6, ".bmp"},
+    };
+    for (const auto& item : cases) {
+        const TemporaryFolder folder;
+        const Outcome outcome = RunProcess(Framegrab(folder, item.options + buffers, steps));
+        EXPECT_EQ(outcome.status, 0) << item.name << ": " << outcome.errors;
+        EXPECT_EQ(outcome.output, "40 5 6 ") << item.name;
+        EXPECT_EQ(FilesIn(folder.Path()).size(), item.files) << item.name;
+        for (const auto& [buffer, expected] :
+             {std::pair("", ColorOfQuadrants()), std::pair("_depth", DepthOfQuadrants()),
+              std::pair("_stencil", StencilOfQuadrants())}) {
+            const std::string file = folder.File(std::string("frame000001") + buffer);
+            const Image image = LoadImage(file + "_thumbnail" + item.extension);
+            // Where colours are blended, a pixel of either quadrant may be a mixture.
+            const int border = item.width / 16 + 1;
+            EXPECT_EQ(CompareQuadrants(image, item.width, item.height, expected, 1, border), "")
+                << item.name << buffer;
+            EXPECT_EQ(fs::exists(file + item.extension), item.files == 6) << item.name << buffer;
+        }
+        EXPECT_EQ(ReadPage(folder.Path()).Problem(), "") << item.name;
+    }
+}
+
+TEST_F(Framegrabbing, TheContactSheetShowsEveryFrame)
+{
+    const struct
+    {
+        const char* name;
+        Words options;
+        Words program;
+        Words rows;
+        Words columns;
+        Words links; ///< of the first row
+        Words images;
+    } cases[]{
+        {"without thumbnails",
+         {"-frames", "2-4"},
+         Steps({"context", "swap:4"}),
+         {"2", "3", "4"},
+         {"color"},
+         {"frame000002.png"},
+         {"frame000002.png"}},
+        {"in the order in which the buffers were taken",
+         {"-buffers", "stencil,color", "-thumbnail", "8x8"},
+         Steps({"context", "swap"}),
+         {"1"},
+         {"stencil", "color"},
+         {"frame000001_stencil.png", "frame000001.png"},
+         {"frame000001_stencil_thumbnail.png", "frame000001_thumbnail.png"}},
+        {"thumbnails alone",
+         {"-thumbnail", "8x8", "-thumbnail-only", "-format", "bmp"},
+         Steps({"context", "swap"}),
+         {"1"},
+         {"color"},
+         {"frame000001_thumbnail.bmp"},
+         {"frame000001_thumbnail.bmp"}},
+        {"framebuffer objects, of which a third colour has no thumbnail",
+         {"-targets", "-thumbnail", "8x8", "-thumbnail-only", "-buffers", "color,depth"},
+         Steps({"context", "bind:1", "attach:third", "clear:ff0000ff", "bind:0", "swap"}),
+         {"1"},
+         {"target01_color0", "target01_color2", "target01_depth", "color", "depth"},
+         {"frame000001_target01_color0_thumbnail.png", "frame000001_target01_color2.png",
+          "frame000001_target01_depth_thumbnail.png", "frame000001_thumbnail.png",
+          "frame000001_depth_thumbnail.png"},
+         {"frame000001_target01_color0_thumbnail.png", "frame000001_target01_color2.png",
+          "frame000001_target01_depth_thumbnail.png", "frame000001_thumbnail.png",
+          "frame000001_depth_thumbnail.png"}},
+        {"two processes",
+         {},
+         Steps({"fork", "context", "swap"}),
+         {"1", "1 process 2"},
+         {"color"},
+         {"frame000001.png"},
+         {"frame000001.png"}},
+    };
+    for (const auto& item : cases) {
+        const TemporaryFolder folder;
+        const Outcome outcome = RunProcess(Framegrab(folder, item.options, item.program));
+        EXPECT_THAT(Said(outcome),
+                    HasSubstr("framegrab: contact sheet: file://" + folder.File("index.html") + "\n"))
+            << item.name;
+        const Page page = ReadPage(folder.Path());
+        EXPECT_EQ(page.Problem(), "") << item.name;
+        EXPECT_EQ(page.columns, item.columns) << item.name;
+        Words rows;
+        for (const Page::Row& row : page.rows) {
+            rows.push_back(row.heading);
+        }
+        ASSERT_EQ(rows, item.rows) << item.name;
+        EXPECT_EQ(page.rows.front().links, item.links) << item.name;
+        EXPECT_EQ(page.rows.front().images, item.images) << item.name;
+    }
+}
+
+TEST_F(Framegrabbing, TheContactSheetSaysWhatIsMissing)
+{
+    fs::create_directory(m_folder.File("frame000002_thumbnail.png"));
+    const Outcome outcome = Run({"-frames", "1-3", "-thumbnail", "8x8"}, Steps({"context", "swap:3"}));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(Said(outcome), HasSubstr("the thumbnail of the color buffer was not captured whole"));
+    const Page page = ReadPage(m_folder.Path());
+    EXPECT_EQ(page.Problem(), "");
+    EXPECT_THAT(page.text, HasSubstr("Not captured whole: frames 2<"));
+    ASSERT_EQ(page.rows.size(), 3U);
+    EXPECT_THAT(page.rows[1].images, ElementsAre("frame000002.png"));
+}
+
+TEST_F(Framegrabbing, ReplacesItsOwnContactSheetAndNoOther)
+{
+    const Words program = Steps({"context", "swap:2"});
+    EXPECT_EQ(Run({}, program).status, 0);
+    EXPECT_EQ(Run({"-frames", "2"}, program).status, 0);
+    EXPECT_THAT(ReadPage(m_folder.Path()).text, HasSubstr("frame000002.png"));
+
+    std::ofstream(m_folder.File("index.html")) << "<p>The page of somebody else</p>";
+    const Outcome outcome = Run({}, program);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(Said(outcome), HasSubstr("index.html is not framegrab's: it stays"));
+    EXPECT_EQ(ReadFile(m_folder.File("index.html")), "<p>The page of somebody else</p>");
+}
+
+TEST_F(Framegrabbing, WritesNoContactSheetOfNothing)
+{
+    EXPECT_EQ(Run({"-frames", "9"}, Steps({"context", "swap"})).status, 1);
+    EXPECT_FALSE(fs::exists(m_folder.File("index.html")));
+}
+
 // -- What cannot be captured --------------------------------------------------------------------------------
 
 TEST_F(Framegrabbing, SaysWhatCannotBeCapturedOnce)
@@ -724,6 +871,15 @@ TEST_F(Framegrabbing, RefusesACommandLineItDoesNotUnderstand)
         {{"-buffers", "color,alpha", "--", "true"}, "-buffers: \"alpha\" is none of"},
         {{"-quit", "-frames", "5,60-/10", "--", "true"}, "-quit: there is no last frame in 5,60-/10"},
         {{"-png", "best", "--", "true"}, "-png: \"best\" is neither fast nor small"},
+        {{"-thumbnail", "320", "--", "true"}, "-thumbnail: \"320\" is not a size"},
+        {{"-thumbnail", "320x", "--", "true"}, "-thumbnail: \"320x\" is not a size"},
+        {{"-thumbnail", "x240", "--", "true"}, "-thumbnail: \"x240\" is not a size"},
+        {{"-thumbnail", "0x240", "--", "true"}, "-thumbnail: \"0x240\" is not a size"},
+        {{"-thumbnail", "32x-24", "--", "true"}, "-thumbnail: \"32x-24\" is not a size"},
+        {{"-thumbnail", "32x24x2", "--", "true"}, "-thumbnail: \"32x24x2\" is not a size"},
+        {{"-thumbnail", "16385x1", "--", "true"}, "-thumbnail: \"16385x1\" is not a size"},
+        {{"-thumbnail", "", "--", "true"}, "-thumbnail: \"\" is not a size"},
+        {{"-thumbnail-only", "--", "true"}, "-thumbnail-only: it needs the size"},
         {{"-format", "gif", "--", "true"}, "-format: \"gif\" is neither png nor bmp"},
         {{"-timeout", "soon", "--", "true"}, "-timeout: \"soon\" is not a number of seconds"},
         {{"-timeout", "0", "--", "true"}, "-timeout: \"0\" is not a number of seconds"},

@@ -7,6 +7,7 @@
 #include "Playback/PlaybackEnvironment.h"
 #include "Session.h"
 #include "Targets.h"
+#include "Thumbnail.h"
 #include "Util/GLScreenshotHandler.h"
 
 #include <algorithm>
@@ -49,6 +50,14 @@ private:
     GLint m_drawFramebuffer = 0;
     GLint m_readFramebuffer = 0;
 };
+
+/// @return bits of a component of the window surface
+int SurfaceBits(const Driver& driver, const Component& component)
+{
+    GLint bits = 0;
+    driver.getIntegerv(component.surfaceBits, &bits);
+    return bits;
+}
 
 /// The host's settings as framegrab's user wants them, until the end of the scope: the program may itself be
 /// a host of the library.
@@ -120,6 +129,18 @@ private:
     SharedCounters& m_counters;
 };
 
+/// One attachment or buffer of the framebuffer bound for drawing, on its way into a file.
+struct Picture
+{
+    std::uint64_t frame = 0;
+    std::uint32_t target = 0; ///< as in `RecordFields`
+    std::uint32_t buffer = 0; ///< index in `Buffers`
+    std::string name;         ///< of the file, without what names the buffer
+    std::string suffix;
+    std::string format; ///< of the buffer
+    bool hasThumbnail = true;
+};
+
 /// A process under framegrab.
 class Process
 {
@@ -149,6 +170,8 @@ private:
     bool CaptureFrame(const SwapCall& call);
     bool CanCapture(const Driver& driver, const SwapCall& call);
     bool CaptureBuffer(const Driver& driver, std::uint32_t buffer);
+    template <typename TakeFullSize>
+    bool WritePicture(const Driver& driver, const Picture& picture, TakeFullSize takeFullSize);
     bool CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& pendingError);
     std::string FileName(std::uint64_t frame);
     bool CountSwap(const SwapCall& call);
@@ -239,6 +262,10 @@ bool Process::LeaveTarget(const TargetCall& call)
         if (!IsDoneWithTarget(driver, call.event)) {
             return false;
         }
+        const FrameInProgress progress(*m_pCounters);
+        if (progress.IsTooLate()) {
+            return true;
+        }
         m_areTargetsWhole = CaptureTarget(driver, m_frame + 1, *call.pendingError) && m_areTargetsWhole;
     } catch (const std::exception& error) {
         m_areTargetsWhole = false;
@@ -313,7 +340,7 @@ bool Process::CaptureFrame(const SwapCall& call)
 bool Process::CanCapture(const Driver& driver, const SwapCall& call)
 {
     if (!driver.getCurrentContext || !driver.getCurrentDisplay || !driver.getCurrentSurface ||
-        !driver.getString || !driver.getIntegerv || !driver.bindFramebuffer) {
+        !driver.getString || !driver.getIntegerv || !driver.bindFramebuffer || !driver.pixelStorei) {
         SayOnce("the driver lacks functions of EGL 1.4 or OpenGL ES 3.0: nothing can be captured");
         return false;
     }
@@ -337,22 +364,48 @@ bool Process::CanCapture(const Driver& driver, const SwapCall& call)
 bool Process::CaptureBuffer(const Driver& driver, std::uint32_t buffer)
 {
     const BufferKind& kind = Buffers[buffer];
-    GLint bits = 1;
-    if (kind.bits != 0) {
-        bits = 0;
-        driver.getIntegerv(kind.bits, &bits);
-    }
-    if (bits < 1) {
+    const std::string format =
+        FormatOf(kind, [&](const Component& component) { return SurfaceBits(driver, component); });
+    if (format.empty()) {
         SayOnce(std::string("the surface has no ") + kind.name + " buffer");
         return true;
     }
+    const Picture picture{.frame = m_frame,
+                          .buffer = buffer,
+                          .name = FileName(m_frame),
+                          .suffix = kind.suffix,
+                          .format = format};
+    return WritePicture(driver, picture, [&](Util::GLScreenshotHandler& handler, const std::string& path) {
+        return handler.TakeScreenshot(path, kind.mask);
+    });
+}
+
+template <typename TakeFullSize>
+bool Process::WritePicture(const Driver& driver, const Picture& picture, TakeFullSize takeFullSize)
+{
     const ImageKind& image = ImageKinds[m_settings.imageKind];
-    const std::string name = FileName(m_frame);
+    const std::string path = m_settings.output + "/" + picture.name;
+    const bool isThumbnailWanted = m_settings.thumbnailWidth != 0 && picture.hasThumbnail;
     Util::GLScreenshotHandler handler(image.format);
-    const std::uint32_t status = handler.TakeScreenshot(m_settings.output + "/" + name, kind.mask);
-    const std::string file = name + kind.suffix + "." + image.name;
-    Tell(RecordKind::File, {.frame = m_frame, .buffer = buffer, .status = status, .text = file.c_str()});
-    return status == 0;
+    bool isWhole = true;
+    const auto tell = [&](const std::string& suffix, std::uint32_t status) {
+        const std::string text = picture.name + suffix + "." + image.name + "\t" + picture.format;
+        Tell(RecordKind::File, {.frame = picture.frame,
+                                .target = picture.target,
+                                .buffer = picture.buffer,
+                                .status = status,
+                                .text = text.c_str()});
+        isWhole = status == 0 && isWhole;
+    };
+    if (!m_settings.thumbnailOnly || !isThumbnailWanted) {
+        tell(picture.suffix, takeFullSize(handler, path));
+    }
+    if (isThumbnailWanted) {
+        const std::string suffix = picture.suffix + std::string(ThumbnailSuffix);
+        tell(suffix, TakeThumbnail(driver, handler, picture.buffer, path + suffix, m_settings.thumbnailWidth,
+                                   m_settings.thumbnailHeight));
+    }
+    return isWhole;
 }
 
 bool Process::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& pendingError)
@@ -370,21 +423,20 @@ bool Process::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& p
 
     char number[32];
     std::snprintf(number, sizeof(number), "_target%02u", target);
-    const ImageKind& image = ImageKinds[m_settings.imageKind];
-    Util::GLScreenshotHandler handler(image.format);
     std::set<std::string> leftOut;
     bool isWhole = true;
     for (const TargetAttachment& attachment : FindTargetAttachments(driver, m_settings.buffers, leftOut)) {
-        const std::string name = FileName(frame) + number;
-        const std::uint32_t status =
-            handler.TakeScreenshotFBO(m_settings.output + "/" + name, attachment.point);
-        const std::string file = name + attachment.suffix + "." + image.name;
-        Tell(RecordKind::File, {.frame = frame,
-                                .target = target,
-                                .buffer = attachment.buffer,
-                                .status = status,
-                                .text = file.c_str()});
-        isWhole = status == 0 && isWhole;
+        const Picture picture{.frame = frame,
+                              .target = target,
+                              .buffer = attachment.buffer,
+                              .name = FileName(frame) + number,
+                              .suffix = attachment.suffix,
+                              .format = attachment.format,
+                              .hasThumbnail = attachment.hasThumbnail};
+        const auto take = [&](Util::GLScreenshotHandler& handler, const std::string& path) {
+            return handler.TakeScreenshotFBO(path, attachment.point);
+        };
+        isWhole = WritePicture(driver, picture, take) && isWhole;
     }
     for (const std::string& reason : leftOut) {
         SayOnce(reason);

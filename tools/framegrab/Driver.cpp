@@ -75,6 +75,7 @@ Driver::Driver(void* function, LookupFunction lookup)
         FindAs<PFNGLGETFRAMEBUFFERATTACHMENTPARAMETERIVPROC>("glGetFramebufferAttachmentParameteriv");
     isRenderbuffer = FindAs<PFNGLISRENDERBUFFERPROC>("glIsRenderbuffer");
     isTexture = FindAs<PFNGLISTEXTUREPROC>("glIsTexture");
+    pixelStorei = FindAs<PFNGLPIXELSTOREIPROC>("glPixelStorei");
 }
 
 Driver::Scope::Scope(const Driver& driver)

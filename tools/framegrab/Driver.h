@@ -50,6 +50,7 @@ public:
     PFNGLGETFRAMEBUFFERATTACHMENTPARAMETERIVPROC getFramebufferAttachmentParameteriv = nullptr;
     PFNGLISRENDERBUFFERPROC isRenderbuffer = nullptr;
     PFNGLISTEXTUREPROC isTexture = nullptr;
+    PFNGLPIXELSTOREIPROC pixelStorei = nullptr;
 
 private:
     std::string m_libraryPath;

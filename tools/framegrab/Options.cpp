@@ -3,6 +3,7 @@
 #include "Util/ParseArgs.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <string_view>
@@ -21,6 +22,9 @@ const char* const HelpText =
     "  -buffers LIST      what to capture of each: color, depth, stencil (default: color)\n"
     "  -targets           also what the program draws into framebuffer objects, when it is done with each\n"
     "  -format png|bmp    kind of the picture files (default: png)\n"
+    "  -thumbnail WxH     thumbnails as well, of that size at most, e.g. 320x240\n"
+    "  -thumbnail-only    thumbnails instead, but for what has none: colors of framebuffer objects after the "
+    "first\n"
     "  -png fast|small    how PNG files are compressed (default: fast: in a tenth of the time, a quarter "
     "larger)\n"
     "  -output DIR        folder for them, made if missing (default: PROGRAM and the time)\n"
@@ -34,9 +38,11 @@ const char* const HelpText =
     "                     debugger (system log) (default: console:file)\n"
     "  -help              print this text\n"
     "\n"
-    "Files: frame000060.png, frame000060_depth.png, frame000060_stencil.png; those of a second process of "
-    "the\n"
-    "program that shows frames are called frame000060-p2.png and so on. With -targets, those of the buffers "
+    "Files: frame000060.png, frame000060_depth.png, frame000060_stencil.png, frame000060_thumbnail.png,\n"
+    "frame000060_depth_thumbnail.png and so on; those of a second process of the program that shows frames "
+    "are\n"
+    "called frame000060-p2.png and so on. The page index.html shows them all. With -targets, those of the "
+    "buffers "
     "that\n"
     "a framebuffer object has: frame000060_target01_color0.png, _color1, _depth, _stencil; 01 is the first "
     "that\n"
@@ -133,6 +139,23 @@ bool ParseBuffers(std::string_view text, std::vector<std::uint32_t>& buffers, st
     return true;
 }
 
+bool ParseSize(std::string_view text, std::uint32_t& width, std::uint32_t& height, std::string& error)
+{
+    constexpr std::uint32_t Largest = 16384;
+    const std::size_t cross = std::min(text.find('x'), text.size() - 1);
+    const auto parse = [](std::string_view digits, std::uint32_t& number) {
+        const char* const end = digits.data() + digits.size();
+        const auto [stop, status] = std::from_chars(digits.data(), end, number);
+        return status == std::errc{} && stop == end && number >= 1 && number <= Largest;
+    };
+    if (text.empty() || !parse(text.substr(0, cross), width) || !parse(text.substr(cross + 1), height)) {
+        error = "\"" + std::string(text) + "\" is not a size in pixels such as 320x240, each side 1 to " +
+                std::to_string(Largest);
+        return false;
+    }
+    return true;
+}
+
 bool ParseSeconds(const std::string& text, double& seconds, std::string& error)
 {
     char* end = nullptr;
@@ -151,7 +174,7 @@ struct ValueOption
     bool (*parse)(const std::string& value, Options& options, std::string& error);
 };
 
-const std::array<ValueOption, 6> ValueOptions{{
+const std::array<ValueOption, 7> ValueOptions{{
     {"-frames", [](const std::string& value, Options& options,
                    std::string& error) { return FrameList::Parse(value, options.settings.frames, error); }},
     {"-buffers", [](const std::string& value, Options& options,
@@ -165,6 +188,10 @@ const std::array<ValueOption, 6> ValueOptions{{
      [](const std::string& value, Options& options, std::string& error) {
          error = "\"" + value + "\" is neither fast nor small";
          return FindByName(EncodingKinds, value, options.settings.pngKind);
+     }},
+    {"-thumbnail",
+     [](const std::string& value, Options& options, std::string& error) {
+         return ParseSize(value, options.settings.thumbnailWidth, options.settings.thumbnailHeight, error);
      }},
     {"-output",
      [](const std::string& value, Options& options, std::string& error) {
@@ -184,9 +211,10 @@ struct FlagOption
     bool& (*flag)(Options& options);
 };
 
-const std::array<FlagOption, 6> FlagOptions{{
+const std::array<FlagOption, 7> FlagOptions{{
     {"-targets", [](Options& options) -> bool& { return options.settings.targets; }},
     {"-opaque", [](Options& options) -> bool& { return options.settings.opaque; }},
+    {"-thumbnail-only", [](Options& options) -> bool& { return options.settings.thumbnailOnly; }},
     {"-quit", [](Options& options) -> bool& { return options.settings.quit; }},
     {"-help", [](Options& options) -> bool& { return options.help; }},
     {"--help", [](Options& options) -> bool& { return options.help; }},
@@ -255,6 +283,10 @@ bool ParseOptions(const std::vector<std::string>& arguments, Options& options, s
     if (result.settings.quit && result.settings.frames.IsOpen() && result.timeout == 0) {
         error = "-quit: there is no last frame in " + result.settings.frames.ToString() +
                 "; give a -timeout to end the program";
+        return false;
+    }
+    if (result.settings.thumbnailOnly && result.settings.thumbnailWidth == 0) {
+        error = "-thumbnail-only: it needs the size, -thumbnail WxH";
         return false;
     }
     if (separator != arguments.end()) {

@@ -1,7 +1,9 @@
 #include "Report.h"
 
+#include "ContactSheet.h"
 #include "Say.h"
 
+#include <algorithm>
 #include <numeric>
 
 namespace Framegrab {
@@ -25,17 +27,7 @@ void Report::Take(const Record& record)
         m_swappingProcesses.insert(record.process);
         break;
     case RecordKind::File:
-        if (record.status == 0) {
-            m_files.push_back({.frame = record.frame,
-                               .buffer = record.buffer,
-                               .path = m_output + "/" + record.text,
-                               .image = {}});
-            ReadImageFile(m_files.back().path, m_files.back().image);
-        } else {
-            const std::string target = record.target == 0 ? "" : ", target " + std::to_string(record.target);
-            Say("frame " + std::to_string(record.frame) + target + ": the " + Buffers[record.buffer].name +
-                " buffer was not captured whole (status " + std::to_string(record.status) + ")");
-        }
+        TakeFile(record);
         break;
     case RecordKind::FrameDone:
         m_framesDone.Add(record.frame);
@@ -54,6 +46,27 @@ void Report::Take(const Record& record)
         SayAgain(record.text);
         break;
     }
+}
+
+void Report::TakeFile(const Record& record)
+{
+    const std::size_t nameEnd = std::min(record.text.find('\t'), record.text.size());
+    const std::string name = record.text.substr(0, nameEnd);
+    if (record.status != 0) {
+        const bool isThumbnail = name.find(ThumbnailSuffix) != std::string::npos;
+        const std::string target = record.target == 0 ? "" : ", target " + std::to_string(record.target);
+        Say("frame " + std::to_string(record.frame) + target + ": the " +
+            (isThumbnail ? "thumbnail of the " : "") + Buffers[record.buffer].name +
+            " buffer was not captured whole (status " + std::to_string(record.status) + ")");
+        return;
+    }
+    m_files.push_back({.frame = record.frame,
+                       .buffer = record.buffer,
+                       .name = name,
+                       .path = m_output + "/" + name,
+                       .format = record.text.substr(std::min(nameEnd + 1, record.text.size())),
+                       .image = {}});
+    ReadImageFile(m_files.back().path, m_files.back().image);
 }
 
 std::string Report::Progress() const
@@ -96,6 +109,7 @@ bool Report::Finish(const std::string& program, std::uint64_t swaps)
     if (!missing.IsEmpty()) {
         Say("not captured whole: frames " + missing.ToString());
     }
+    WriteSheet(program, missing);
     ListFiles();
     return missing.IsEmpty();
 }
@@ -111,6 +125,26 @@ void Report::SayWhyNothingCame(const std::string& program, std::uint64_t swaps) 
     } else if (swaps > 0) {
         Say(program + " ended before frame " + std::to_string(m_settings.frames.First()) +
             ", the first asked for; it showed " + Count(swaps, "frame"));
+    }
+}
+
+void Report::WriteSheet(const std::string& program, const FrameList& missing) const
+{
+    if (m_files.empty()) {
+        return;
+    }
+    ContactSheet sheet(program);
+    for (const File& file : m_files) {
+        sheet.Add(file.frame, file.name, file.format, file.image);
+    }
+    if (!missing.IsEmpty()) {
+        sheet.SetNote("Not captured whole: frames " + missing.ToString());
+    }
+    std::string error;
+    if (sheet.Write(m_settings.output, error)) {
+        Say("contact sheet: " + ContactSheet::UrlOf(m_settings.output));
+    } else {
+        Say(error);
     }
 }
 

@@ -47,12 +47,16 @@ private:
     {
         std::uint64_t frame = 0;
         std::uint32_t buffer = 0; ///< index in `Buffers`
+        std::string name;         ///< in the output folder
         std::string path;
+        std::string format; ///< of the buffer
         ImageFile image;
     };
 
+    void TakeFile(const Record& record);
     void SayWhyNothingCame(const std::string& program, std::uint64_t swaps) const;
     void ListFiles() const;
+    void WriteSheet(const std::string& program, const FrameList& missing) const;
     [[nodiscard]] std::uint64_t CountBytes() const;
 
     const Settings& m_settings;

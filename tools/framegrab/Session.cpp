@@ -78,6 +78,9 @@ bool WriteSettings(const std::string& folder, const Settings& settings)
     add(std::to_string(settings.pngKind));
     add(settings.output);
     add(settings.opaque ? "1" : "0");
+    add(std::to_string(settings.thumbnailWidth));
+    add(std::to_string(settings.thumbnailHeight));
+    add(settings.thumbnailOnly ? "1" : "0");
     add(settings.quit ? "1" : "0");
     add(std::to_string(settings.log.level));
     add(std::to_string(settings.log.zones));
@@ -104,6 +107,9 @@ bool ReadSettings(const std::string& folder, Settings& settings)
     settings.pngKind = fields.NextIndex(EncodingKinds.size());
     settings.output = fields.Next();
     settings.opaque = fields.NextFlag();
+    settings.thumbnailWidth = static_cast<std::uint32_t>(fields.NextNumber());
+    settings.thumbnailHeight = static_cast<std::uint32_t>(fields.NextNumber());
+    settings.thumbnailOnly = fields.NextFlag();
     settings.quit = fields.NextFlag();
     settings.log.level = static_cast<std::uint32_t>(fields.NextNumber());
     settings.log.zones = fields.NextNumber();

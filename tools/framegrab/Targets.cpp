@@ -33,6 +33,15 @@ GLuint ObjectName(const Driver& driver, GLenum point)
     return static_cast<GLuint>(GetOfAttachment(driver, point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME));
 }
 
+std::string AttachmentFormat(const Driver& driver, GLenum point, const BufferKind& kind)
+{
+    const std::string format = FormatOf(kind, [&](const Component& component) {
+        return GetOfAttachment(driver, point, component.attachmentBits);
+    });
+    const GLint type = GetOfAttachment(driver, point, GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE);
+    return type == GL_FLOAT ? format + " float" : format;
+}
+
 std::vector<GLenum> ColorPoints(const Driver& driver)
 {
     std::vector<GLenum> points(static_cast<std::size_t>(Get(driver, GL_MAX_COLOR_ATTACHMENTS)));
@@ -119,8 +128,8 @@ GLenum TakeErrors(const Driver& driver)
 
 bool IsTargetBound(const Driver& driver)
 {
-    return driver.getIntegerv && driver.bindFramebuffer && driver.getError && driver.isTexture &&
-           driver.isRenderbuffer && driver.getFramebufferAttachmentParameteriv &&
+    return driver.getIntegerv && driver.bindFramebuffer && driver.pixelStorei && driver.getError &&
+           driver.isTexture && driver.isRenderbuffer && driver.getFramebufferAttachmentParameteriv &&
            driver.checkFramebufferStatus && Get(driver, GL_DRAW_FRAMEBUFFER_BINDING) != 0 &&
            driver.checkFramebufferStatus(GL_DRAW_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
 }
@@ -168,7 +177,12 @@ std::vector<TargetAttachment> FindTargetAttachments(const Driver& driver,
         if (std::string reason = WhyNot(driver, point, Buffers[buffer].name); !reason.empty()) {
             leftOut.insert(std::move(reason));
         } else {
-            found.push_back({point, buffer, suffix});
+            found.push_back({.point = point,
+                             .buffer = buffer,
+                             .suffix = suffix,
+                             .format = AttachmentFormat(driver, point, Buffers[buffer]),
+                             .hasThumbnail = point == GL_COLOR_ATTACHMENT0 || point == GL_DEPTH_ATTACHMENT ||
+                                             point == GL_STENCIL_ATTACHMENT});
         }
     };
     for (const std::uint32_t buffer : buffers) {

@@ -24,6 +24,8 @@ struct TargetAttachment
     GLenum point;         ///< `GL_COLOR_ATTACHMENT0` + i, `GL_DEPTH_ATTACHMENT` or `GL_STENCIL_ATTACHMENT`
     std::uint32_t buffer; ///< index in `Buffers`
     std::string suffix;   ///< "_color0", "_depth" or "_stencil"
+    std::string format;   ///< e.g. "R8G8B8A8"
+    bool hasThumbnail;    ///< of the colours, the first attachment alone can be scaled
 };
 
 /// @param buffers   which to look for; indices in `Buffers`

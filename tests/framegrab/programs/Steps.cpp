@@ -2,6 +2,8 @@
 // programs do not: see the table at the end of the file.
 
 #define EGL_EGLEXT_PROTOTYPES
+#include "support/Quadrants.h"
+
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
 #include <GLES3/gl31.h>
@@ -94,6 +96,24 @@ void Clear(const std::string& color)
     glClearDepthf(0.2F);
     glClearStencil(7);
     s_clear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
+}
+
+/// Leaves pixels to be read to a place of their own in memory.
+void SetPackLayout(const std::string&)
+{
+    glPixelStorei(GL_PACK_ROW_LENGTH, 40);
+    glPixelStorei(GL_PACK_SKIP_ROWS, 5);
+    glPixelStorei(GL_PACK_SKIP_PIXELS, 6);
+}
+
+void PrintPackLayout(const std::string&)
+{
+    constexpr GLenum names[]{GL_PACK_ROW_LENGTH, GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS};
+    for (const GLenum name : names) {
+        GLint value = 0;
+        glGetIntegerv(name, &value);
+        std::printf("%d ", value);
+    }
 }
 
 void Swap(const std::string& times)
@@ -376,6 +396,9 @@ const Step Steps[]{
     {"invalidate", &Invalidate}, // all, part, discard
     {"delete", &Delete},         // framebuffer, texture, renderbuffer
     {"error", [](const std::string&) { glEnable(GL_NONE); }},
+    {"quadrants", [](const std::string&) { TestSupport::DrawQuadrants(Width, Height); }},
+    {"set-pack-layout", &SetPackLayout},
+    {"print-pack-layout", &PrintPackLayout},
     {"swap", &Swap},                     // how many times
     {"threads", &SwapInThreads},         // how many times each
     {"swap-other", &SwapAnotherSurface}, // one that is not current
