@@ -20,10 +20,10 @@ class LogFixture : public testing::Test
 protected:
     LogFixture()
     {
-        ToDebugger().clear();
+        s_toDebugger.clear();
         m_writer->Open();
         Core::Log::SetFileWriter(m_writer);
-        Core::Log::SetDebuggerSink([](const char* text) { ToDebugger().emplace_back(text); });
+        Core::Log::SetDebuggerSink([](const char* text) { s_toDebugger.emplace_back(text); });
     }
 
     ~LogFixture() override
@@ -35,13 +35,7 @@ protected:
         Core::Log::SetDebuggerSink(nullptr);
     }
 
-    static std::vector<std::string>& ToDebugger()
-    {
-        static std::vector<std::string> s_texts;
-        return s_texts;
-    }
-
-    [[nodiscard]] std::string InFile() const { return ReadFile(m_fileName); }
+    [[nodiscard]] std::string InFile() const { return ReadFile(m_folder.File("messages")); }
 
     /// @return what is printed on the console during `action`
     template <typename Action>
@@ -53,9 +47,9 @@ protected:
     }
 
     const TemporaryFolder m_folder;
-    const std::string m_fileName = m_folder.File("messages");
     const std::shared_ptr<Core::StdioWriter> m_writer =
-        std::make_shared<Core::StdioWriter>(m_fileName, true, true);
+        std::make_shared<Core::StdioWriter>(m_folder.File("messages"), true, true);
+    static inline std::vector<std::string> s_toDebugger;
 
 private:
     const std::uint32_t m_level = Core::Log::m_level;
