@@ -10,6 +10,7 @@
 namespace {
 
 using namespace Util;
+using namespace std::string_literals;
 using Core::Log;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -19,10 +20,6 @@ class LogUtilsTest : public testing::Test
 protected:
     LogUtilsTest() { TestSupport::ClearLog(); }
     ~LogUtilsTest() override { TestSupport::ClearLog(); }
-
-    const std::uint32_t m_level = Log::m_level;
-    const std::uint64_t m_zones = Log::m_zoneMask;
-    const std::uint32_t m_pipes = Log::m_ioPipeMask;
 };
 
 /// What the library printed on the console, as level and text.
@@ -39,36 +36,21 @@ std::vector<std::string> Printed()
 
 TEST_F(LogUtilsTest, Level)
 {
-    const struct
-    {
-        const char* value;
-        std::uint32_t level;
-    } cases[] = {{"0", 0}, {"3", 3}, {"03", 3}, {"0x5", 5}, {" 4 ", 4}, {"debug", 0}, {"", 0}};
+    const std::pair<const char*, std::uint32_t> cases[] = {{"0", 0},   {"3", 3},     {"0x5", 5},
+                                                           {" 4 ", 4}, {"debug", 0}, {"", 0}};
     for (const auto& [value, level] : cases) {
-        TestSupport::ClearLog();
+        Log::m_level = 1;
         ParseCmdArgsLogLevel(value);
         EXPECT_EQ(Log::m_level, level) << value;
         EXPECT_THAT(Printed(), IsEmpty()) << value;
     }
-}
-
-TEST_F(LogUtilsTest, LevelThatIsNone)
-{
-    const struct
-    {
-        const char* value;
-        const char* number;
-    } cases[] = {{"6", "6"}, {"-1", "-1"}, {"0x80000000", "-2147483648"}};
-    for (const auto& [value, number] : cases) {
+    for (const auto& [value, number] : {std::pair("6", "6"), std::pair("0x80000000", "-2147483648")}) {
         TestSupport::ClearLog();
         Log::m_level = 1;
         ParseCmdArgsLogLevel(value);
         EXPECT_EQ(Log::m_level, 1U) << value;
-        EXPECT_EQ(Log::m_zoneMask, m_zones) << value;
-        EXPECT_THAT(Printed(), ElementsAre("2 text: Unrecognized -loglevel value: " + std::string(number) +
+        EXPECT_THAT(Printed(), ElementsAre("2 text: Unrecognized -loglevel value: "s + number +
                                            ".  Skipping log level override."));
-        EXPECT_EQ(TestSupport::LogEntries().at(0).hostLevel, 2U);
-        EXPECT_EQ(TestSupport::LogEntries().at(0).hostZoneMask, m_zones | 1U << Log::ZoneCore);
     }
 }
 
@@ -103,110 +85,47 @@ void ExpectMasks(const std::vector<MaskCase>& cases, void (*parse)(const std::st
     }
 }
 
-TEST_F(LogUtilsTest, Zones)
+TEST_F(LogUtilsTest, ZonesAndIOPipes)
 {
     constexpr std::uint64_t Every = ~std::uint64_t{0};
     ExpectMasks({{"application", 1U << 0, {}},
                  {"capture", 1U << 1, {}},
-                 {"core", 1U << 2, {}},
-                 {"data", 1U << 3, {}},
-                 {"playback", 1U << 4, {}},
-                 {"util", 1U << 5, {}},
+                 {"data|playback", 1U << 3 | 1U << 4, {}},
                  {"dll", 1U << 6, {}},
-                 {"stats", 1U << 7, {}},
+                 {"dll|stats", 1U << 6 | 1U << 7, {}},
                  {"apicalls", 1U << 20, {}},
                  {"playbackobjectid", 1U << 21, {}},
-                 {"all", Every, {}},
-                 {"Capture|UTIL", 1U << 1 | 1U << 5, {}},
-                 {"capture:capture|core", 1U << 1 | 1U << 2, {}},
-                 {"all|core", Every, {}},
-                 {"core:ALL:nonsense", Every, {"nonsense"}},
-                 {"Capture:Nonsense", 1U << 1, {"nonsense"}},
+                 {"Core:capture|UTIL:core", 1U << 1 | 1U << 2 | 1U << 5, {}},
+                 {"core:ALL:Nonsense", Every, {"nonsense"}},
                  {"|core||data:", 1U << 2 | 1U << 3, {"", "", ""}},
                  {"cor|corey|core", 1U << 2, {"cor", "corey"}},
-                 {"nonsense", 0, {"nonsense"}},
                  {"%s%n|5", 0, {"%s%n", "5"}},
-                 {"|", 0, {"", ""}},
                  {"", 0, {}}},
                 &ParseCmdArgsLogZone, Log::m_zoneMask, "-logzones", "zone");
-}
-
-TEST_F(LogUtilsTest, IOPipes)
-{
     ExpectMasks({{"debugger", 1, {}},
-                 {"console", 2, {}},
-                 {"file", 4, {}},
                  {"File:Console", 6, {}},
-                 {"all", 0xFFFFFFFF, {}},
                  {"file|all", 0xFFFFFFFF, {}},
                  {" console", 0, {" console"}},
-                 {"core|file", 4, {"core"}},
-                 {"", 0, {}}},
+                 {"core|file", 4, {"core"}}},
                 &ParseCmdArgsLogIOPipe, Log::m_ioPipeMask, "-logiopipe", "iopipe");
 }
 
-TEST_F(LogUtilsTest, OnlyWarningsAboutNamesAreShownRegardless)
+TEST_F(LogUtilsTest, ProgressIsPrintedAndErased)
 {
-    Log::m_level = 0;
-    ParseCmdArgsLogZone("nonsense");
-    ParseCmdArgsLogIOPipe("nonsense");
-    const auto& entries = TestSupport::LogEntries();
-    ASSERT_EQ(entries.size(), 4U);
-    for (const std::size_t warning : {0U, 2U}) {
-        EXPECT_EQ(entries[warning].hostLevel, 2U);
-        EXPECT_EQ(entries[warning].hostZoneMask, m_zones | 1U << Log::ZoneCore);
-        EXPECT_EQ(entries[warning + 1].hostLevel, 0U);
-        EXPECT_EQ(entries[warning + 1].hostZoneMask, m_zones);
-    }
+    PrintMessageAndBackspaces("100 %d\xC3\xA9%n");
+    EXPECT_THAT(Printed(), ElementsAre("3 text: 100 %d\xC3\xA9%n", "3 text: " + std::string(10, '\b')));
 }
 
-TEST_F(LogUtilsTest, ProgressGoesToTheConsoleAlone)
-{
-    for (const std::string message : {"0123456789", "100 %d\xC3\xA9%n", ""}) {
-        TestSupport::ClearLog();
-        Log::m_ioPipeMask = 0x80000007;
-        PrintMessageAndBackspaces(message);
-        EXPECT_THAT(Printed(),
-                    ElementsAre("3 text: " + message, "3 text: " + std::string(message.size(), '\b')));
-        for (const TestSupport::LogEntry& entry : TestSupport::LogEntries()) {
-            EXPECT_EQ(entry.hostPipeMask, 0x80000002);
-        }
-        EXPECT_EQ(Log::m_ioPipeMask, 0x80000007);
-    }
-}
-
-TEST_F(LogUtilsTest, WriterOfAFileThatCannotBeOpened)
-{
-    const TestSupport::TemporaryFolder folder;
-    const auto writer = LoggerCreateStdioWriter(folder.File("missing/trace"));
-    EXPECT_TRUE(writer);
-    EXPECT_EQ(Log::m_ioPipeMask, m_pipes & ~(1U << Log::PipeFile));
-    ASSERT_EQ(TestSupport::LogEntries().size(), 1U);
-    const TestSupport::LogEntry& entry = TestSupport::LogEntries()[0];
-    EXPECT_EQ(entry.text, "Could not open logger writer, turning off file logging.");
-    EXPECT_EQ(entry.level, Log::LevelWarning);
-    EXPECT_EQ(entry.zone, Log::ZoneApplication);
-    EXPECT_TRUE(entry.decorated && !entry.toConsole);
-    EXPECT_EQ(entry.file, "LogUtils.cpp");
-    EXPECT_GT(entry.line, 0);
-}
-
-TEST_F(LogUtilsTest, NothingIsThrownWithoutMemory)
+TEST_F(LogUtilsTest, WriterWithoutMemory)
 {
     const TestSupport::TemporaryFolder folder;
     const std::string baseName = folder.File("trace");
-    bool hasFailed = true;
-    for (std::size_t index = 0; hasFailed; ++index) {
-        TestSupport::ClearLog();
-        bool isOpen = false;
-        {
-            const TestSupport::FailingNew failing(index);
-            isOpen = LoggerCreateStdioWriter(baseName) != nullptr;
-            hasFailed = failing.HasFailed();
-        }
-        EXPECT_EQ(isOpen, !hasFailed) << "allocation " << index;
-        EXPECT_EQ(Log::m_ioPipeMask, hasFailed ? m_pipes & ~(1U << Log::PipeFile) : m_pipes);
-    }
+    TestSupport::ExpectEachFailingNewIsTold("LoggerCreateStdioWriter", [&] {
+        Log::m_ioPipeMask = 7;
+        const bool hasRefused = !LoggerCreateStdioWriter(baseName);
+        EXPECT_EQ(Log::m_ioPipeMask, hasRefused ? 3U : 7U);
+        return hasRefused;
+    });
 }
 
 } // namespace

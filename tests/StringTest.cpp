@@ -12,7 +12,6 @@ namespace {
 
 using namespace Util::String;
 using namespace std::string_literals;
-using testing::ElementsAre;
 
 TEST(String, WideCharactersAreBytesWithoutSign)
 {
@@ -22,51 +21,34 @@ TEST(String, WideCharactersAreBytesWithoutSign)
 
 TEST(String, ToInt)
 {
-    const struct
-    {
-        const char* text;
-        int value;
-    } cases[] = {
-        {"0x1F", 31},
-        {"0X1f", 31},
-        {"017", 15},
-        {"08", 0},
-        {" \t12abc", 12},
-        {"-7", -7},
-        {"+7", 7},
-        {"abc", 0},
-        {"", 0},
-        {"2147483648", std::numeric_limits<int>::min()},
-        {"0x1FFFFFFFF", -1},
-        {"99999999999999999999", -1},
-        {"-99999999999999999999", 0},
-    };
+    const std::pair<std::string, int> cases[] = {{"0X1f", 31},
+                                                 {"017", 15},
+                                                 {"08", 0},
+                                                 {" \t-12abc", -12},
+                                                 {"", 0},
+                                                 {"2147483648", std::numeric_limits<int>::min()},
+                                                 {"99999999999999999999", -1},
+                                                 {"-99999999999999999999", 0},
+                                                 {"1\0002"s, 1}};
     for (const auto& [text, value] : cases) {
         EXPECT_EQ(ToInt(text), value) << '"' << text << '"';
     }
-    EXPECT_EQ(ToInt("1\0002"s), 1);
 }
 
 TEST(String, FromInt)
 {
     EXPECT_EQ(FromInt(255, 16), "0xff");
-    EXPECT_EQ(FromInt(8, 8), "010");
     EXPECT_EQ(FromInt(0, 8), "00");
-    EXPECT_EQ(FromInt(0, 16), "0x0");
     EXPECT_EQ(FromInt(-1, 16), "0xffffffff");
     EXPECT_EQ(FromInt(std::numeric_limits<int>::min(), 10), "-2147483648");
-    EXPECT_EQ(FromInt64(-1, 16), "0xffffffffffffffff");
     EXPECT_EQ(FromInt64(-1, 8), "01777777777777777777777");
     EXPECT_EQ(FromInt64(std::numeric_limits<long>::min(), 10), "-9223372036854775808");
-    for (const unsigned int base : {0U, 2U, 36U, 0x80000010U}) {
-        EXPECT_EQ(FromInt(42, base), "") << base;
-        EXPECT_EQ(FromInt64(42, base), "") << base;
-    }
+    EXPECT_EQ(FromInt(42, 2), "");
+    EXPECT_EQ(FromInt64(42, 0x80000010), "");
 }
 
 TEST(String, FromDouble)
 {
-    EXPECT_EQ(FromDouble(1.5), "1.500000");
     EXPECT_EQ(FromDouble(-0.0000004), "-0.000000");
     const std::string longest = FromDouble(-std::numeric_limits<double>::max());
     EXPECT_EQ(longest.size(), 255U);
@@ -87,9 +69,7 @@ TEST(String, Tokenize)
         std::string delimiters;
         std::vector<std::string> tokens;
     } cases[] = {
-        {"a|b:c", "|:", {"a", "b", "c"}},
-        {"a||b", "|", {"a", "", "b"}},
-        {"|a|", "|", {"", "a", ""}},
+        {"|a|b::c", "|:", {"", "a", "b", "", "c"}},
         {"|", "|", {"", ""}},
         {"a b", "|", {"a b"}},
         {"a\0b"s, "\0"s, {"a", "b"}},
@@ -100,32 +80,21 @@ TEST(String, Tokenize)
         EXPECT_EQ(Tokenize(text, delimiters, &tokens), 0) << text;
         EXPECT_EQ(tokens, expected) << text;
     }
-}
 
-TEST(String, TokenizeAppendsEvenToTheVectorThatHoldsTheText)
-{
-    std::vector<std::string> tokens{"a text longer than what a string holds in itself|b"};
+    const std::string longText = "a text longer than what a string holds in itself";
+    std::vector<std::string> tokens{longText + "|b"};
     tokens.shrink_to_fit();
-    EXPECT_EQ(Tokenize(tokens[0], "|", &tokens), 0);
-    EXPECT_THAT(tokens, ElementsAre("a text longer than what a string holds in itself|b",
-                                    "a text longer than what a string holds in itself", "b"));
-}
-
-TEST(String, TokenizeRefusesWhatItCannotSplit)
-{
-    std::vector<std::string> tokens{"kept"};
+    EXPECT_EQ(Tokenize(tokens[0], "|", &tokens), 0) << "the text is itself among the tokens";
     EXPECT_EQ(Tokenize("", "|", &tokens), 6);
     EXPECT_EQ(Tokenize("a|b", "", &tokens), 6);
     EXPECT_EQ(Tokenize("a|b", "|", nullptr), 6);
-    EXPECT_THAT(tokens, ElementsAre("kept"));
+    EXPECT_THAT(tokens, testing::ElementsAre(longText + "|b", longText, "b"));
 }
 
 TEST(String, Trim)
 {
-    EXPECT_EQ(Trim("  x y  ", " "), "x y");
-    EXPECT_EQ(Trim("-=x", "=-"), "x");
+    EXPECT_EQ(Trim("-=x y=", "=-"), "x y");
     EXPECT_EQ(Trim("   ", " "), "");
-    EXPECT_EQ(Trim("", " "), "");
     EXPECT_EQ(Trim(" x ", ""), " x ");
     EXPECT_EQ(Trim("\0x\0"s, "\0"s), "x");
 }
@@ -136,11 +105,7 @@ TEST(String, NothingIsThrownWithoutMemory)
     const std::wstring wide = ToWString(text);
     std::vector<std::string> tokens{"kept"};
 
-    const struct
-    {
-        const char* name;
-        std::function<bool()> isRefused;
-    } cases[] = {
+    const std::pair<const char*, std::function<bool()>> cases[] = {
         {"ToWString", [&] { return ToWString(text).empty(); }},
         {"FromWString", [&] { return FromWString(wide).empty(); }},
         {"FromInt64", [&] { return FromInt64(-1, 16).empty(); }},
@@ -150,14 +115,8 @@ TEST(String, NothingIsThrownWithoutMemory)
         {"Tokenize", [&] { return Tokenize(text, "|", &tokens) == 6 && tokens.size() == 1; }},
         {"Trim", [&] { return Trim(text, " ").empty(); }},
     };
-    for (const auto& [name, isRefused] : cases) {
-        bool hasFailed = true;
-        for (std::size_t index = 0; hasFailed; ++index) {
-            const TestSupport::FailingNew failing(index);
-            const bool refused = isRefused();
-            hasFailed = failing.HasFailed();
-            EXPECT_EQ(refused, hasFailed) << name << ", allocation " << index;
-        }
+    for (const auto& [name, hasRefused] : cases) {
+        TestSupport::ExpectEachFailingNewIsTold(name, hasRefused);
     }
 }
 

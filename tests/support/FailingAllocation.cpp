@@ -1,70 +1,55 @@
 #include "support/FailingAllocation.h"
 
+#include <gtest/gtest.h>
 #include <zlib.h>
 
 #include <cstdlib>
 #include <dlfcn.h>
-#include <limits>
 #include <new>
 
 namespace {
 
-constexpr std::size_t Never = std::numeric_limits<std::size_t>::max();
-thread_local std::size_t s_firstToFail = Never;
-thread_local std::size_t s_count = 0;
-
-thread_local std::size_t s_newToFail = Never;
-thread_local std::size_t s_newCount = 0;
-
-bool MustFail()
-{
-    return s_firstToFail != Never && s_count++ >= s_firstToFail;
-}
-
-void* Allocate(std::size_t size) noexcept
-{
-    return std::malloc(size > 0 ? size : 1);
-}
+thread_local TestSupport::AllocationCount s_failing;
+thread_local TestSupport::AllocationCount s_failingNew;
 
 void* AllocateOrThrow(std::size_t size)
 {
-    const bool mustFail = s_newToFail != Never && s_newCount++ == s_newToFail;
-    void* const memory = mustFail ? nullptr : Allocate(size);
+    void* const memory = s_failingNew.made++ == s_failingNew.fails ? nullptr : std::malloc(size);
     if (!memory) {
         throw std::bad_alloc();
     }
     return memory;
 }
 
+void* AllocateOrNull(std::size_t size) noexcept
+{
+    return s_failing.made++ >= s_failing.fails ? nullptr : std::malloc(size);
+}
+
 void UseOwnAllocator(z_stream* stream)
 {
-    if (s_firstToFail != Never) {
-        stream->zalloc = [](voidpf, uInt items, uInt size) {
-            return MustFail() ? nullptr : std::calloc(items, size);
-        };
+    if (s_failing.fails != TestSupport::AllocationCount{}.fails) {
+        stream->zalloc = [](voidpf, uInt items, uInt size) { return AllocateOrNull(size_t{items} * size); };
         stream->zfree = [](voidpf, voidpf address) { std::free(address); };
     }
 }
 
-/// What the shared library has under the name of a function that stands before it here.
-template <typename Function>
-Function* Real(Function* /*own*/, const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
 } // namespace
+
+// In the place of the shared library's, which they go on to call.
 
 extern "C" int deflateInit_(z_stream* stream, int level, const char* version, int streamSize)
 {
     UseOwnAllocator(stream);
-    return Real(&deflateInit_, "deflateInit_")(stream, level, version, streamSize);
+    return reinterpret_cast<decltype(&deflateInit_)>(dlsym(RTLD_NEXT, "deflateInit_"))(stream, level, version,
+                                                                                       streamSize);
 }
 
 extern "C" int inflateInit_(z_stream* stream, const char* version, int streamSize)
 {
     UseOwnAllocator(stream);
-    return Real(&inflateInit_, "inflateInit_")(stream, version, streamSize);
+    return reinterpret_cast<decltype(&inflateInit_)>(dlsym(RTLD_NEXT, "inflateInit_"))(stream, version,
+                                                                                       streamSize);
 }
 
 // All of them, since a sanitizer checks that memory goes back the way it came, and since its own throwing
@@ -82,12 +67,12 @@ void* operator new[](std::size_t size)
 
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
-    return MustFail() ? nullptr : Allocate(size);
+    return AllocateOrNull(size);
 }
 
 void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
-    return MustFail() ? nullptr : Allocate(size);
+    return AllocateOrNull(size);
 }
 
 void operator delete(void* memory) noexcept
@@ -112,36 +97,19 @@ void operator delete[](void* memory, std::size_t /*size*/) noexcept
 
 namespace TestSupport {
 
-FailingAllocation::FailingAllocation(std::size_t first)
-{
-    s_firstToFail = first;
-    s_count = 0;
-}
+FailingAllocation::FailingAllocation(std::size_t first) : CountedAllocations(s_failing, first) {}
 
-FailingAllocation::~FailingAllocation()
-{
-    s_firstToFail = Never;
-}
+FailingNew::FailingNew(std::size_t index) : CountedAllocations(s_failingNew, index) {}
 
-bool FailingAllocation::HasFailed() const
+void ExpectEachFailingNewIsTold(const std::string& name, const std::function<bool()>& hasRefused)
 {
-    return s_count > s_firstToFail;
-}
-
-FailingNew::FailingNew(std::size_t index)
-{
-    s_newToFail = index;
-    s_newCount = 0;
-}
-
-FailingNew::~FailingNew()
-{
-    s_newToFail = Never;
-}
-
-bool FailingNew::HasFailed() const
-{
-    return s_newCount > s_newToFail;
+    bool hasFailed = true;
+    for (std::size_t index = 0; hasFailed; ++index) {
+        const FailingNew failing(index);
+        const bool refused = hasRefused();
+        hasFailed = failing.HasFailed();
+        EXPECT_EQ(refused, hasFailed) << name << ", allocation " << index;
+    }
 }
 
 } // namespace TestSupport

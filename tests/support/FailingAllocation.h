@@ -1,36 +1,52 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <limits>
+#include <string>
 
 namespace TestSupport {
 
-/// While one lives, allocations of its thread fail: those by `new (std::nothrow)` and those for zlib
-/// streams that are initialised meanwhile. One at a time.
-class FailingAllocation
+struct AllocationCount
+{
+    std::size_t fails = std::numeric_limits<std::size_t>::max(); ///< the number of the first to fail, from 0
+    std::size_t made = 0;
+};
+
+class CountedAllocations
 {
 public:
-    /// @param first  the number of the first one to fail, from 0; all after it fail as well
-    explicit FailingAllocation(std::size_t first);
-    FailingAllocation(const FailingAllocation&) = delete;
-    FailingAllocation& operator=(const FailingAllocation&) = delete;
-    ~FailingAllocation();
+    CountedAllocations(const CountedAllocations&) = delete;
+    CountedAllocations& operator=(const CountedAllocations&) = delete;
 
     /// Whether an allocation has failed so far.
-    [[nodiscard]] bool HasFailed() const;
+    [[nodiscard]] bool HasFailed() const { return m_count.made > m_count.fails; }
+
+protected:
+    CountedAllocations(AllocationCount& count, std::size_t first) : m_count(count) { m_count = {first}; }
+    ~CountedAllocations() { m_count = {}; }
+
+private:
+    AllocationCount& m_count;
 };
 
-/// While one lives, one `new` of its thread throws `std::bad_alloc`. One at a time.
-class FailingNew
+/// While one lives, allocations of its thread fail from a certain one on: those by `new (std::nothrow)` and
+/// those for zlib streams that are initialised meanwhile. One at a time.
+class FailingAllocation : public CountedAllocations
 {
 public:
-    /// @param index  the number of the one to fail, from 0; those after it succeed
-    explicit FailingNew(std::size_t index);
-    FailingNew(const FailingNew&) = delete;
-    FailingNew& operator=(const FailingNew&) = delete;
-    ~FailingNew();
-
-    /// Whether it has failed.
-    [[nodiscard]] bool HasFailed() const;
+    explicit FailingAllocation(std::size_t first);
 };
+
+/// While one lives, a certain one alone of the `new` of its thread throws `std::bad_alloc`. One at a time.
+class FailingNew : public CountedAllocations
+{
+public:
+    explicit FailingNew(std::size_t index);
+};
+
+/// Fails each `new` of an operation in its turn. The operation must tell, by what it returns, of each that
+/// failed, and of none when all succeed.
+void ExpectEachFailingNewIsTold(const std::string& name, const std::function<bool()>& hasRefused);
 
 } // namespace TestSupport
