@@ -431,6 +431,12 @@ TEST_F(Framegrabbing, CapturesTargetsOfTheFramesAskedForOnly)
     EXPECT_THAT(FilesIn(m_folder.Path()), ElementsAre("frame000002.png", "frame000002_target01_color0.png",
                                                       "frame000004.png", "frame000004_target01_color0.png"));
     EXPECT_EQ(OnlyColor(m_folder.File("frame000004.png")), Green);
+
+    // What a program draws before it shows a frame is the first one's, even if it never shows it.
+    const TemporaryFolder folder;
+    const Words unseen{"context", "bind:1", "clear:ff0000ff", "bind:0"};
+    EXPECT_EQ(RunProcess(Framegrab(folder, {"-targets"}, Steps(unseen))).status, 1);
+    EXPECT_THAT(FilesIn(folder.Path()), ElementsAre("frame000001_target01_color0.png"));
 }
 
 TEST_F(Framegrabbing, CapturesTheBuffersOfATargetThatWereAskedFor)
@@ -457,6 +463,16 @@ TEST_F(Framegrabbing, CapturesTheBuffersOfATargetThatWereAskedFor)
             << file.suffix;
     }
     EXPECT_EQ(FilesIn(m_folder.Path()).size(), std::size(files) + 3);
+
+    // Colours after the first have no thumbnail, so that nothing would show them.
+    const TemporaryFolder folder;
+    EXPECT_EQ(
+        RunProcess(Framegrab(folder, {"-targets", "-thumbnail", "2x2", "-thumbnail-only"}, program)).status,
+        0);
+    EXPECT_THAT(FilesIn(folder.Path()),
+                ElementsAre("frame000001_target01_color0_thumbnail.png", "frame000001_target01_color2.png",
+                            "frame000001_target02_color0_thumbnail.png", "frame000001_thumbnail.png"));
+    EXPECT_EQ(OnlyColor(folder.File("frame000001_target02_color0_thumbnail.png")), Green);
 }
 
 TEST_F(Framegrabbing, LeavesTheProgramsStateWhereItCapturesATarget)
@@ -524,7 +540,7 @@ TEST_F(Framegrabbing, ATargetThatCannotBeShownIsNamedAndIsNoFailureButOneThatCan
     outcome = Run({"-targets", "-frames", "1-2"}, program);
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(Said(outcome),
-                HasSubstr("frame 2, target 1: the color buffer was not captured whole (status 1)"));
+                HasSubstr("frame 2, target 1: the color0 buffer was not captured whole (status 1)"));
     EXPECT_THAT(Said(outcome), HasSubstr("not captured whole: frames 2\n"));
 }
 

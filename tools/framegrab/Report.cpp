@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <string_view>
 
 namespace Framegrab {
 
@@ -53,11 +54,16 @@ void Report::TakeFile(const Record& record)
     const std::size_t nameEnd = std::min(record.text.find('\t'), record.text.size());
     const std::string name = record.text.substr(0, nameEnd);
     if (record.status != 0) {
-        const bool isThumbnail = name.find(ThumbnailSuffix) != std::string::npos;
+        std::string_view stem = std::string_view(name).substr(0, name.rfind('.'));
+        const bool isThumbnail = stem.ends_with(ThumbnailSuffix);
+        stem.remove_suffix(isThumbnail ? ThumbnailSuffix.size() : 0);
+        // A target may have several colours; the name of the file tells which.
+        const std::string buffer(record.target == 0 ? Buffers[record.buffer].name
+                                                    : stem.substr(stem.rfind('_') + 1));
         const std::string target = record.target == 0 ? "" : ", target " + std::to_string(record.target);
         Say("frame " + std::to_string(record.frame) + target + ": the " +
-            (isThumbnail ? "thumbnail of the " : "") + Buffers[record.buffer].name +
-            " buffer was not captured whole (status " + std::to_string(record.status) + ")");
+            (isThumbnail ? "thumbnail of the " : "") + buffer + " buffer was not captured whole (status " +
+            std::to_string(record.status) + ")");
         return;
     }
     m_files.push_back({.frame = record.frame,
