@@ -84,9 +84,10 @@ TEST(ContactSheet, SaysHowLargeThePicturesAre)
         std::uint64_t bytes;
         const char* text;
     } cases[]{
-        {0, ", PNG 0\u00A0bytes<"},         {999, ", PNG 999\u00A0bytes<"}, {1000, ", PNG 1.0\u00A0kB<"},
-        {9949, ", PNG 9.9\u00A0kB<"},       {45499, ", PNG 45\u00A0kB<"},   {1234567, ", PNG 1.2\u00A0MB<"},
-        {12345678900, ", PNG 12\u00A0GB<"},
+        {0, ", PNG\u00A00\u00A0bytes<"},         {999, ", PNG\u00A0999\u00A0bytes<"},
+        {1000, ", PNG\u00A01.0\u00A0kB<"},       {9949, ", PNG\u00A09.9\u00A0kB<"},
+        {45499, ", PNG\u00A045\u00A0kB<"},       {1234567, ", PNG\u00A01.2\u00A0MB<"},
+        {12345678900, ", PNG\u00A012\u00A0GB<"},
     };
     for (const auto& item : cases) {
         ContactSheet sheet("program");

@@ -34,7 +34,7 @@ h1 + p { margin: .2rem 0 1rem; color: var(--faint); }
 a { color: var(--link); }
 table { border-collapse: collapse; table-layout: fixed; width: 100%; }
 thead th { position: sticky; top: 0; z-index: 1; background: var(--page); text-align: left; }
-th, td { padding: .5rem; border-bottom: 1px solid var(--line); vertical-align: top; }
+th, td { padding: .5rem; border-bottom: 1px solid var(--line); vertical-align: top; overflow-wrap: anywhere; }
 th:first-child { width: 5rem; }
 th[scope=row] { text-align: left; font-variant-numeric: tabular-nums; }
 th[scope=row] a { color: inherit; text-decoration: none; }
@@ -272,8 +272,8 @@ std::string ContactSheet::HtmlOf(const Row& row, const Cell& cell) const
            (row.process.empty() ? "" : " of process " + Escaped(row.process)) + ", " + label +
            R"(" loading="lazy" decoding="async"></a><p><b>)" + label + "</b> " +
            std::to_string(target.image.width) + " × " + std::to_string(target.image.height) +
-           (cell.format.empty() ? "" : ", " + Escaped(cell.format)) + ", " + Escaped(Upper(extension)) + " " +
-           Bytes(target.image.bytes) + "</p>";
+           (cell.format.empty() ? "" : ", " + Escaped(cell.format)) + ", " + Escaped(Upper(extension)) +
+           "\u00A0" + Bytes(target.image.bytes) + "</p>";
 }
 
 bool ContactSheet::Write(const std::string& folder, std::string& error) const
