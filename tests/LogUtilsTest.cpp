@@ -120,12 +120,13 @@ TEST_F(LogUtilsTest, WriterWithoutMemory)
 {
     const TestSupport::TemporaryFolder folder;
     const std::string baseName = folder.File("trace");
-    TestSupport::ExpectEachFailingNewIsTold("LoggerCreateStdioWriter", [&] {
+    const auto create = [&] {
         Log::m_ioPipeMask = 7;
         const bool hasRefused = !LoggerCreateStdioWriter(baseName);
         EXPECT_EQ(Log::m_ioPipeMask, hasRefused ? 3U : 7U);
         return hasRefused;
-    });
+    };
+    TestSupport::ExpectEachFailingNewIsTold({{"LoggerCreateStdioWriter", create}});
 }
 
 } // namespace

@@ -105,7 +105,7 @@ TEST(String, NothingIsThrownWithoutMemory)
     const std::wstring wide = ToWString(text);
     std::vector<std::string> tokens{"kept"};
 
-    const std::pair<const char*, std::function<bool()>> cases[] = {
+    TestSupport::ExpectEachFailingNewIsTold({
         {"ToWString", [&] { return ToWString(text).empty(); }},
         {"FromWString", [&] { return FromWString(wide).empty(); }},
         {"FromInt64", [&] { return FromInt64(-1, 16).empty(); }},
@@ -114,10 +114,7 @@ TEST(String, NothingIsThrownWithoutMemory)
         {"ToUpper", [&] { return ToUpper(text).empty(); }},
         {"Tokenize", [&] { return Tokenize(text, "|", &tokens) == 6 && tokens.size() == 1; }},
         {"Trim", [&] { return Trim(text, " ").empty(); }},
-    };
-    for (const auto& [name, hasRefused] : cases) {
-        TestSupport::ExpectEachFailingNewIsTold(name, hasRefused);
-    }
+    });
 }
 
 } // namespace

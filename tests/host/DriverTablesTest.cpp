@@ -20,7 +20,6 @@
 namespace {
 
 using Core::DriverTables;
-using namespace std::string_literals;
 
 /// The functions that a Khronos header declares, in its order.
 std::vector<std::string> Declared(const std::string& header)
@@ -100,22 +99,6 @@ TEST(DriverTables, VersionOfTheContextDecides)
             EXPECT_EQ(table[index], index < count && name ? Find(name) : nullptr) << index;
         }
     }
-}
-
-/// Positions that the tables are bound to, whatever the list of names says.
-TEST(DriverTables, Positions)
-{
-    const std::pair<std::size_t, std::string> gles[] = {
-        {0, "glActiveTexture"},         {63, "glGetIntegerv"},
-        {92, "glReadPixels"},           {141, "glViewport"},
-        {142, "glReadBuffer"},          {245, "glGetInternalformativ"},
-        {247, "glDispatchCompute"},     {252, "glGetFramebufferParameteriv"},
-        {314, "glVertexBindingDivisor"}};
-    for (const auto& [position, name] : gles) {
-        EXPECT_EQ(Core::GLESNames.at(position), name);
-    }
-    EXPECT_EQ(Core::EGLNames[10], "eglGetCurrentDisplay"s);
-    EXPECT_EQ(Core::EGLNames[23], "eglWaitNative"s);
 }
 
 bool AllNull(void* const* table)

@@ -101,14 +101,16 @@ FailingAllocation::FailingAllocation(std::size_t first) : CountedAllocations(s_f
 
 FailingNew::FailingNew(std::size_t index) : CountedAllocations(s_failingNew, index) {}
 
-void ExpectEachFailingNewIsTold(const std::string& name, const std::function<bool()>& hasRefused)
+void ExpectEachFailingNewIsTold(const std::vector<std::pair<std::string, std::function<bool()>>>& operations)
 {
-    bool hasFailed = true;
-    for (std::size_t index = 0; hasFailed; ++index) {
-        const FailingNew failing(index);
-        const bool refused = hasRefused();
-        hasFailed = failing.HasFailed();
-        EXPECT_EQ(refused, hasFailed) << name << ", allocation " << index;
+    for (const auto& [name, hasRefused] : operations) {
+        bool hasFailed = true;
+        for (std::size_t index = 0; hasFailed; ++index) {
+            const FailingNew failing(index);
+            const bool refused = hasRefused();
+            hasFailed = failing.HasFailed();
+            EXPECT_EQ(refused, hasFailed) << name << ", allocation " << index;
+        }
     }
 }
 

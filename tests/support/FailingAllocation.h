@@ -4,6 +4,8 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace TestSupport {
 
@@ -45,8 +47,8 @@ public:
     explicit FailingNew(std::size_t index);
 };
 
-/// Fails each `new` of an operation in its turn. The operation must tell, by what it returns, of each that
+/// Fails each `new` of each operation in its turn. An operation must tell, by what it returns, of each that
 /// failed, and of none when all succeed.
-void ExpectEachFailingNewIsTold(const std::string& name, const std::function<bool()>& hasRefused);
+void ExpectEachFailingNewIsTold(const std::vector<std::pair<std::string, std::function<bool()>>>& operations);
 
 } // namespace TestSupport
