@@ -16,7 +16,8 @@ constexpr std::size_t OutputPitch = 4;
 
 std::uint32_t SwapRedAndBlue(std::uint32_t rgba)
 {
-    return (rgba & 0xFF00FF00U) | (rgba & 0xFFU) << 16 | (rgba >> 16 & 0xFFU);
+    const std::uint32_t redAndBlue = rgba & 0x00FF00FFU;
+    return (rgba & 0xFF00FF00U) | redAndBlue << 16 | redAndBlue >> 16;
 }
 
 /// Written as the minimum and maximum instructions are: the second operand is taken where the first is a NaN.
