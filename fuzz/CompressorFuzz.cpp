@@ -2,11 +2,11 @@
 // form of Decode, or to encode it first.
 
 #include "Core/Log.h"
+#include "Require.h"
 #include "Util/CompressorLZ4.h"
 #include "Util/CompressorLZ77.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -16,13 +16,6 @@ using Util::Compressor;
 using Block = std::vector<std::uint8_t>;
 
 constexpr std::size_t MostPerByte = 1100; // raw bytes that a byte of deflate data can stand for; LZ4: 255
-
-void Require(bool holds)
-{
-    if (!holds) {
-        std::abort();
-    }
-}
 
 struct Codec
 {
