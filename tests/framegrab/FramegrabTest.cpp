@@ -1009,19 +1009,24 @@ TEST_F(Framegrabbing, WritesNoLogFileUnlessItIsWanted)
 
 TEST_F(Framegrabbing, ShowsOnATerminalHowFarItIsAndTakesThatBack)
 {
-    for (const auto& [frames, done] : {std::pair("1,3", "1 of 2 frames, "), std::pair("1-/2", "1 frame, ")}) {
+    const struct
+    {
+        const char* frames;
+        const char* done;
+    } cases[]{{"1,3", "1 of 2 frames, "}, {"1-/2", "1 frame, "}};
+    for (const auto& item : cases) {
         Terminal terminal(
-            Framegrab(m_folder, {"-frames", frames}, Steps({"context", "swap", "read", "swap:2"})));
-        ASSERT_TRUE(WaitFor([&] { return terminal.Screen().find(done) != std::string::npos; }))
+            Framegrab(m_folder, {"-frames", item.frames}, Steps({"context", "swap", "read", "swap:2"})));
+        ASSERT_TRUE(WaitFor([&] { return terminal.Screen().find(item.done) != std::string::npos; }))
             << terminal.Screen();
         const std::size_t size = fs::file_size(m_folder.File("frame000001.png"));
         const std::string progress =
-            std::string("framegrab: ") + done + "1 file, " + std::to_string(size) + " bytes";
+            std::string("framegrab: ") + item.done + "1 file, " + std::to_string(size) + " bytes";
         EXPECT_THAT(terminal.Written(), HasSubstr(progress + std::string(progress.size(), '\b')));
 
         terminal.Type("\n");
         EXPECT_EQ(terminal.Wait(), 0);
-        EXPECT_THAT(terminal.Screen(), Not(HasSubstr(done)));
+        EXPECT_THAT(terminal.Screen(), Not(HasSubstr(item.done)));
         EXPECT_THAT(terminal.Screen(), HasSubstr("framegrab: 2 files, "));
     }
 }
