@@ -21,7 +21,6 @@ using Values = std::map<std::string, std::string>;
 constexpr GLuint Names = 128;
 constexpr GLuint Units = 4;
 constexpr GLuint Attributes = 4;
-constexpr GLuint IndexedBindings = 4;
 constexpr GLuint DrawBuffers = 4;
 
 struct Item
@@ -77,19 +76,6 @@ constexpr Item Floats[] = {
     ITEM(GL_SAMPLE_COVERAGE_VALUE),
 };
 
-constexpr Item IndexedBuffers[] = {
-    ITEM(GL_ATOMIC_COUNTER_BUFFER_BINDING), ITEM(GL_SHADER_STORAGE_BUFFER_BINDING),
-    ITEM(GL_TRANSFORM_FEEDBACK_BUFFER_BINDING), ITEM(GL_TRANSFORM_FEEDBACK_BUFFER_SIZE),
-    ITEM(GL_TRANSFORM_FEEDBACK_BUFFER_START), ITEM(GL_UNIFORM_BUFFER_BINDING), ITEM(GL_UNIFORM_BUFFER_SIZE),
-    ITEM(GL_UNIFORM_BUFFER_START),
-};
-
-constexpr Item BlendOfOneBuffer[] = {
-    ITEM(GL_BLEND_DST_ALPHA), ITEM(GL_BLEND_DST_RGB), ITEM(GL_BLEND_EQUATION_ALPHA),
-    ITEM(GL_BLEND_EQUATION_RGB), ITEM(GL_BLEND_SRC_ALPHA), ITEM(GL_BLEND_SRC_RGB),
-    ITEM(GL_COLOR_WRITEMASK, 4),
-};
-
 constexpr Item AttributeValues[] = {
     ITEM(GL_VERTEX_ATTRIB_ARRAY_BUFFER_BINDING), ITEM(GL_VERTEX_ATTRIB_ARRAY_DIVISOR),
     ITEM(GL_VERTEX_ATTRIB_ARRAY_ENABLED), ITEM(GL_VERTEX_ATTRIB_ARRAY_INTEGER),
@@ -111,27 +97,14 @@ struct TextureTarget
     const char* name;
     GLenum target;
     GLenum binding;
-    GLenum image; ///< a target with levels to ask about
+    bool hasParameters;
 };
 
+#define TARGET(name, hasAny) {"GL_TEXTURE_" #name, GL_TEXTURE_##name, GL_TEXTURE_BINDING_##name, hasAny}
 constexpr TextureTarget TextureTargets[] = {
-    {"GL_TEXTURE_2D", GL_TEXTURE_2D, GL_TEXTURE_BINDING_2D, GL_TEXTURE_2D},
-    {"GL_TEXTURE_2D_ARRAY", GL_TEXTURE_2D_ARRAY, GL_TEXTURE_BINDING_2D_ARRAY, GL_TEXTURE_2D_ARRAY},
-    {"GL_TEXTURE_2D_MULTISAMPLE", GL_TEXTURE_2D_MULTISAMPLE, GL_TEXTURE_BINDING_2D_MULTISAMPLE,
-     GL_TEXTURE_2D_MULTISAMPLE},
-    {"GL_TEXTURE_2D_MULTISAMPLE_ARRAY", GL_TEXTURE_2D_MULTISAMPLE_ARRAY,
-     GL_TEXTURE_BINDING_2D_MULTISAMPLE_ARRAY, GL_TEXTURE_2D_MULTISAMPLE_ARRAY},
-    {"GL_TEXTURE_3D", GL_TEXTURE_3D, GL_TEXTURE_BINDING_3D, GL_TEXTURE_3D},
-    {"GL_TEXTURE_BUFFER", GL_TEXTURE_BUFFER, GL_TEXTURE_BINDING_BUFFER, GL_NONE},
-    {"GL_TEXTURE_CUBE_MAP", GL_TEXTURE_CUBE_MAP, GL_TEXTURE_BINDING_CUBE_MAP, GL_TEXTURE_CUBE_MAP_POSITIVE_X},
-    {"GL_TEXTURE_CUBE_MAP_ARRAY", GL_TEXTURE_CUBE_MAP_ARRAY, GL_TEXTURE_BINDING_CUBE_MAP_ARRAY,
-     GL_TEXTURE_CUBE_MAP_ARRAY},
-    {"GL_TEXTURE_EXTERNAL_OES", GL_TEXTURE_EXTERNAL_OES, GL_TEXTURE_BINDING_EXTERNAL_OES, GL_NONE},
-};
-
-constexpr Item LevelParameters[] = {
-    ITEM(GL_TEXTURE_DEPTH), ITEM(GL_TEXTURE_HEIGHT), ITEM(GL_TEXTURE_WIDTH), ITEM(GL_TEXTURE_INTERNAL_FORMAT),
-    ITEM(GL_TEXTURE_SAMPLES),
+    TARGET(2D, true), TARGET(2D_ARRAY, true), TARGET(2D_MULTISAMPLE, true),
+    TARGET(2D_MULTISAMPLE_ARRAY, true), TARGET(3D, true), TARGET(BUFFER, false), TARGET(CUBE_MAP, true), TARGET(CUBE_MAP_ARRAY, true),
+    TARGET(EXTERNAL_OES, false),
 };
 
 constexpr Item Attachments[] = {
@@ -218,16 +191,6 @@ void AddContextState(Values& values)
         glGetFloatv(item.value, numbers);
         values[item.name] = Text(std::span<const GLfloat>(numbers).first(item.count));
     }
-    for (GLuint index = 0; index < IndexedBindings; ++index) {
-        AddItems(values, Indexed("", index), IndexedBuffers,
-                 [index](GLenum name, GLint* numbers) { glGetIntegeri_v(name, index, numbers); });
-    }
-    for (GLuint index = 0; index < DrawBuffers; ++index) {
-        const std::string prefix = Indexed("draw buffer", index) + " ";
-        AddItems(values, prefix, BlendOfOneBuffer,
-                 [index](GLenum name, GLint* numbers) { glGetIntegeri_v(name, index, numbers); });
-        values[prefix + "GL_BLEND"] = std::to_string(glIsEnabledi(GL_BLEND, index));
-    }
     AddItems(values, "sample mask ", std::array{Item{"word 0", 0}},
              [](GLenum word, GLint* numbers) { glGetIntegeri_v(GL_SAMPLE_MASK_VALUE, word, numbers); });
     AddItems(values, "active query ", Queries,
@@ -242,15 +205,12 @@ void AddTextures(Values& values, GLuint unit)
     for (const TextureTarget& target : TextureTargets) {
         const GLint texture = GetInteger(target.binding);
         values[prefix + target.name] = std::to_string(texture);
-        if (texture == 0 || target.image == GL_NONE) {
+        if (texture == 0 || !target.hasParameters) {
             continue;
         }
         const std::string label = Indexed("texture", static_cast<GLuint>(texture)) + " ";
         AddItems(values, label, TextureParameters, [&target](GLenum name, GLint* numbers) {
             glGetTexParameteriv(target.target, name, numbers);
-        });
-        AddItems(values, label, LevelParameters, [&target](GLenum name, GLint* numbers) {
-            glGetTexLevelParameteriv(target.image, 0, name, numbers);
         });
     }
 }
@@ -290,11 +250,6 @@ void AddAllVertexArrays(Values& values)
         }
     }
     glBindVertexArray(bound);
-    for (GLuint index = 0; index < Attributes; ++index) {
-        GLfloat current[4] = {};
-        glGetVertexAttribfv(index, GL_CURRENT_VERTEX_ATTRIB, current);
-        values[Indexed("current attribute", index)] = Text(std::span<const GLfloat>(current));
-    }
 }
 
 void AddAttachment(Values& values, const std::string& label, const Item& attachment)
