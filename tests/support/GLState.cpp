@@ -103,7 +103,8 @@ struct TextureTarget
 #define TARGET(name, hasAny) {"GL_TEXTURE_" #name, GL_TEXTURE_##name, GL_TEXTURE_BINDING_##name, hasAny}
 constexpr TextureTarget TextureTargets[] = {
     TARGET(2D, true), TARGET(2D_ARRAY, true), TARGET(2D_MULTISAMPLE, true),
-    TARGET(2D_MULTISAMPLE_ARRAY, true), TARGET(3D, true), TARGET(BUFFER, false), TARGET(CUBE_MAP, true), TARGET(CUBE_MAP_ARRAY, true),
+    TARGET(2D_MULTISAMPLE_ARRAY, true), TARGET(3D, true), TARGET(BUFFER, false),
+    TARGET(CUBE_MAP, true), TARGET(CUBE_MAP_ARRAY, true),
     TARGET(EXTERNAL_OES, false),
 };
 
