@@ -1022,7 +1022,9 @@ TEST_F(Framegrabbing, ShowsOnATerminalHowFarItIsAndTakesThatBack)
         const std::size_t size = fs::file_size(m_folder.File("frame000001.png"));
         const std::string progress =
             std::string("framegrab: ") + item.done + "1 file, " + std::to_string(size) + " bytes";
-        EXPECT_THAT(terminal.Written(), HasSubstr(progress + std::string(progress.size(), '\b')));
+        const std::string takenBack = progress + std::string(progress.size(), '\b');
+        EXPECT_TRUE(WaitFor([&] { return terminal.Written().find(takenBack) != std::string::npos; }))
+            << terminal.Written();
 
         terminal.Type("\n");
         EXPECT_EQ(terminal.Wait(), 0);
