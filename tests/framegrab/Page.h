@@ -11,7 +11,6 @@ struct Page
 {
     struct Row
     {
-        std::string heading;
         std::vector<std::string> links; ///< as file names; that of the heading is left out
         std::vector<std::string> images;
         std::vector<std::string> alternatives; ///< texts in place of the images
@@ -19,11 +18,9 @@ struct Page
 
     std::filesystem::path folder;
     std::string text;
-    std::vector<std::string> columns; ///< without that of the headings
     std::vector<Row> rows;
-    std::vector<std::string> problems; ///< found while reading
 
-    /// @return what is wrong with the page: its elements, a file that is not there, an image without a text
+    /// @return what is wrong with the page: a file that is not there, an image without a text
     ///         in its place, something from elsewhere; empty when nothing is
     [[nodiscard]] std::string Problem() const;
 };

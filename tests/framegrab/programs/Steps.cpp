@@ -7,9 +7,7 @@
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
 #include <GLES3/gl31.h>
-#include <GLES2/gl2ext.h>
 
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -59,19 +57,17 @@ EGLSurface MakeSurface(EGLConfig config)
 }
 
 /// Makes a context current on an off-screen surface of its own; none other is needed to swap.
-void MakeContext(const std::string& kind)
+void MakeContext(const std::string&)
 {
     if (s_display == EGL_NO_DISPLAY) {
         s_display = eglGetPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
         Require(eglInitialize(s_display, nullptr, nullptr), "eglInitialize");
     }
-    const bool isGL = kind == "gl";
-    const bool isES2 = kind == "es2";
-    eglBindAPI(isGL ? EGL_OPENGL_API : EGL_OPENGL_ES_API);
+    eglBindAPI(EGL_OPENGL_ES_API);
     const EGLint wanted[]{EGL_SURFACE_TYPE,
                           EGL_PBUFFER_BIT,
                           EGL_RENDERABLE_TYPE,
-                          isGL ? EGL_OPENGL_BIT : EGL_OPENGL_ES2_BIT,
+                          EGL_OPENGL_ES3_BIT,
                           EGL_ALPHA_SIZE,
                           8,
                           EGL_DEPTH_SIZE,
@@ -82,7 +78,7 @@ void MakeContext(const std::string& kind)
     EGLConfig config = nullptr;
     EGLint count = 0;
     Require(eglChooseConfig(s_display, wanted, &config, 1, &count) && count == 1, "eglChooseConfig");
-    const EGLint version[]{EGL_CONTEXT_MAJOR_VERSION, isGL || isES2 ? 2 : 3, EGL_NONE};
+    const EGLint version[]{EGL_CONTEXT_MAJOR_VERSION, 3, EGL_NONE};
     EGLContext context = eglCreateContext(s_display, config, EGL_NO_CONTEXT, version);
     t_surface = MakeSurface(config);
     Require(eglMakeCurrent(s_display, t_surface, t_surface, context), "eglMakeCurrent");
@@ -96,24 +92,6 @@ void Clear(const std::string& color)
     glClearDepthf(0.2F);
     glClearStencil(7);
     s_clear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
-}
-
-/// Leaves pixels to be read to a place of their own in memory.
-void SetPackLayout(const std::string&)
-{
-    glPixelStorei(GL_PACK_ROW_LENGTH, 40);
-    glPixelStorei(GL_PACK_SKIP_ROWS, 5);
-    glPixelStorei(GL_PACK_SKIP_PIXELS, 6);
-}
-
-void PrintPackLayout(const std::string&)
-{
-    constexpr GLenum names[]{GL_PACK_ROW_LENGTH, GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS};
-    for (const GLenum name : names) {
-        GLint value = 0;
-        glGetIntegerv(name, &value);
-        std::printf("%d ", value);
-    }
 }
 
 void Swap(const std::string& times)
@@ -169,9 +147,8 @@ void FindSwap(const std::string& way)
 void FindGL(const std::string& way)
 {
     const auto find = [&](const char* name) {
-        return way == "proc"
-                   ? reinterpret_cast<void*>(eglGetProcAddress(name))
-                   : dlsym(way == "default" ? RTLD_DEFAULT : dlopen("libGLESv2.so.2", RTLD_NOW), name);
+        return way == "proc" ? reinterpret_cast<void*>(eglGetProcAddress(name))
+                             : dlsym(dlopen("libGLESv2.so.2", RTLD_NOW), name);
     };
     s_bindFramebuffer = reinterpret_cast<PFNGLBINDFRAMEBUFFERPROC>(find("glBindFramebuffer"));
     s_clear = reinterpret_cast<PFNGLCLEARPROC>(find("glClear"));
@@ -236,67 +213,17 @@ void BindForReading(const std::string& number)
 /// Makes attachments what the text says.
 void AttachTexture(const std::string& what)
 {
-    if (what == "same") {
-        Attach(GL_COLOR_ATTACHMENT0, t_target.color, 0);
-    } else if (what == "level") {
-        Attach(GL_COLOR_ATTACHMENT0, t_target.color, 1);
-    } else if (what == "new") {
-        Attach(GL_COLOR_ATTACHMENT0, MakeTexture(GL_RGBA8), 0);
-    } else if (what == "nothing") {
-        Attach(GL_COLOR_ATTACHMENT0, 0, 0);
-    } else if (what == "no-depth") {
-        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, 0);
-    } else if (what == "integer") {
-        Attach(GL_COLOR_ATTACHMENT1, MakeTexture(GL_RGBA32UI), 0);
-    } else if (what == "third") {
-        Attach(GL_COLOR_ATTACHMENT2, MakeTexture(GL_RGBA8), 0);
-        const GLenum all[]{GL_COLOR_ATTACHMENT0, GL_NONE, GL_COLOR_ATTACHMENT2};
-        glDrawBuffers(3, all);
-    } else if (what == "unrenderable") {
-        Attach(GL_COLOR_ATTACHMENT0, MakeTexture(GL_RGB9_E5), 0);
-    }
+    Attach(GL_COLOR_ATTACHMENT0, what == "same" ? t_target.color : MakeTexture(GL_RGBA8), 0);
 }
 
-void Invalidate(const std::string& way)
+void Invalidate(const std::string&)
 {
     const GLenum color = GL_COLOR_ATTACHMENT0;
-    if (way == "discard") {
-        const auto discard = Proc<PFNGLDISCARDFRAMEBUFFEREXTPROC>("glDiscardFramebufferEXT");
-        Require(discard, "glDiscardFramebufferEXT");
-        discard(GL_FRAMEBUFFER, 1, &color);
-    } else if (way == "part") {
-        glInvalidateSubFramebuffer(GL_FRAMEBUFFER, 1, &color, 0, 0, 1, 1);
-    } else {
-        glInvalidateFramebuffer(GL_FRAMEBUFFER, 1, &color);
-    }
-}
-
-void Delete(const std::string& what)
-{
-    if (what == "framebuffer") {
-        glDeleteFramebuffers(1, &t_target.framebuffer);
-    } else if (what == "texture") {
-        glDeleteTextures(1, &t_target.color);
-    } else {
-        glDeleteRenderbuffers(1, &t_target.depthStencil);
-    }
-}
-
-/// Blits what is bound for reading; draws in every other way that needs no program.
-void Blit(const std::string&)
-{
-    glBlitFramebuffer(0, 0, TargetSize, TargetSize, 0, 0, TargetSize, TargetSize, GL_COLOR_BUFFER_BIT,
-                      GL_NEAREST);
-}
-
-void ClearBuffer(const std::string&)
-{
-    const GLfloat red[]{1, 0, 0, 1};
-    glClearBufferfv(GL_COLOR, 0, red);
+    glInvalidateFramebuffer(GL_FRAMEBUFFER, 1, &color);
 }
 
 /// Draws a white triangle that covers everything.
-void DrawTriangle(const std::string& way)
+void DrawTriangle(const std::string&)
 {
     const GLuint program = glCreateProgram();
     for (const auto& [kind, source] :
@@ -312,29 +239,7 @@ void DrawTriangle(const std::string& way)
     glLinkProgram(program);
     glUseProgram(program);
     glViewport(0, 0, TargetSize, TargetSize);
-    const std::uint8_t indices[]{0, 1, 2};
-    if (way == "elements") {
-        glDrawElements(GL_TRIANGLES, 3, GL_UNSIGNED_BYTE, static_cast<const void*>(indices));
-    } else if (way == "instanced") {
-        glDrawArraysInstanced(GL_TRIANGLES, 0, 3, 2);
-    } else {
-        glDrawArrays(GL_TRIANGLES, 0, 3);
-    }
-}
-
-/// Draws green into a framebuffer object and leaves it bound, with another one for reading.
-void BindFramebufferObjects(const std::string&)
-{
-    GLuint framebuffers[2];
-    GLuint renderbuffer = 0;
-    glGenFramebuffers(2, framebuffers);
-    glGenRenderbuffers(1, &renderbuffer);
-    glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
-    glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, 4, 4);
-    glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffers[1]);
-    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffers[0]);
-    glFramebufferRenderbuffer(GL_DRAW_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, renderbuffer);
-    Clear("00ff00ff");
+    glDrawArrays(GL_TRIANGLES, 0, 3);
 }
 
 void PrintBindings(const std::string&)
@@ -367,14 +272,6 @@ void SwapInThreads(const std::string& times)
     }
 }
 
-void SwapAnotherSurface(const std::string&)
-{
-    EGLConfig config = nullptr;
-    EGLint count = 0;
-    eglChooseConfig(s_display, nullptr, &config, 1, &count);
-    s_swapBuffers(s_display, MakeSurface(config));
-}
-
 struct Step
 {
     const char* name;
@@ -383,28 +280,21 @@ struct Step
 
 /// "name" or "name:value"
 const Step Steps[]{
-    {"context", &MakeContext}, // of OpenGL ES 3; "es2" of OpenGL ES 2, "gl" of desktop GL
-    {"find", &FindSwap},       // dlsym, default, program, proc, proc-of-dlsym, damage-khr, damage-ext
-    {"find-gl", &FindGL},      // dlsym, default, proc
-    {"clear", &Clear},         // RRGGBBAA
-    {"clear-buffer", &ClearBuffer},
-    {"triangle", &DrawTriangle}, // arrays, elements, instanced
-    {"blit", &Blit},
+    {"context", &MakeContext},
+    {"find", &FindSwap},  // dlsym, default, program, proc, proc-of-dlsym, damage-khr, damage-ext
+    {"find-gl", &FindGL}, // dlsym, proc
+    {"clear", &Clear},    // RRGGBBAA
+    {"triangle", &DrawTriangle},
     {"bind", &BindTarget}, // a number; 0 for the surface
     {"bind-read", &BindForReading},
-    {"attach", &AttachTexture},  // see there
-    {"invalidate", &Invalidate}, // all, part, discard
-    {"delete", &Delete},         // framebuffer, texture, renderbuffer
+    {"attach", &AttachTexture}, // the same or a new one
+    {"invalidate", &Invalidate},
+    {"delete", [](const std::string&) { glDeleteFramebuffers(1, &t_target.framebuffer); }},
     {"error", [](const std::string&) { glEnable(GL_NONE); }},
     {"quadrants", [](const std::string&) { TestSupport::DrawQuadrants(Width, Height); }},
-    {"set-pack-layout", &SetPackLayout},
-    {"print-pack-layout", &PrintPackLayout},
-    {"swap", &Swap},                     // how many times
-    {"threads", &SwapInThreads},         // how many times each
-    {"swap-other", &SwapAnotherSurface}, // one that is not current
-    {"bind-framebuffers", &BindFramebufferObjects},
+    {"swap", &Swap},             // how many times
+    {"threads", &SwapInThreads}, // how many times each
     {"print-bindings", &PrintBindings},
-    {"release", [](const std::string&) { eglMakeCurrent(s_display, nullptr, nullptr, nullptr); }},
     {"print", [](const std::string& text) { std::fputs(text.c_str(), stdout); }},
     {"print-answer", [](const std::string&) { std::printf("%d", Answer()); }},
     {"close-files", [](const std::string&) { closefrom(3); }},
