@@ -20,7 +20,8 @@
 
 namespace {
 
-/// What a test does in the place of another process, right after an entry is removed or found to have contents.
+/// What a test does in the place of another process, right after an entry is removed or found to have
+/// contents.
 std::function<void(const std::string& name)> s_afterUnlinkat;
 
 } // namespace
@@ -63,7 +64,8 @@ private:
                                                                        : fs::temp_directory_path()};
 };
 
-/// @return what `check` returns in a process of its own, without the rights of the superuser, to whom no folder
+/// @return what `check` returns in a process of its own, without the rights of the superuser, to whom no
+///         folder
 /// is closed
 bool AsOrdinaryUser(const std::function<bool()>& check)
 {
