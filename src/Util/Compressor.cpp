@@ -51,19 +51,10 @@ bool Compressor::RefuseArguments()
     return false;
 }
 
-bool Compressor::AcceptsSource(const std::uint8_t* src, const std::uint8_t* dst) const
+bool Compressor::RefuseOwnBuffer()
 {
-    if (src == m_buffer || (IsInBuffer(src) && IsInBuffer(dst))) {
-        UTIL_LOG(Core::Log::LevelError, "Input buffer is the same as internal buffer, bailing out.");
-        return false;
-    }
-    return true;
-}
-
-std::size_t Compressor::RoomAt(const std::uint8_t* dst) const
-{
-    return IsInBuffer(dst) ? static_cast<std::size_t>(m_buffer + m_bufferSize - dst)
-                           : std::numeric_limits<std::size_t>::max();
+    UTIL_LOG(Core::Log::LevelError, "Input buffer is the same as internal buffer, bailing out.");
+    return false;
 }
 
 bool Compressor::Reserve(std::uint64_t size, std::uint32_t used)
@@ -85,13 +76,6 @@ bool Compressor::Reserve(std::uint64_t size, std::uint32_t used)
     m_bufferSize = newSize;
     UTIL_LOG(Core::Log::LevelNotice, "Compression buffer has been increased to %d bytes", newSize);
     return true;
-}
-
-bool Compressor::IsInBuffer(const std::uint8_t* pointer) const
-{
-    // The start counts even when the capacity is 0: there is no room at it.
-    return reinterpret_cast<std::uintptr_t>(pointer) - reinterpret_cast<std::uintptr_t>(m_buffer) <
-           std::max<std::size_t>(m_bufferSize, 1);
 }
 
 } // namespace Util

@@ -18,9 +18,9 @@ namespace Util {
 /// end of the compressor. Only `Encode` grows it; once it has reached the size of the largest block, no call
 /// allocates anything of its own.
 ///
-/// Failures are logged at level 1 in zone "util", and return false; nothing is thrown. A call that returns
-/// false leaves the buffer, its capacity and the out-parameters as they were, unless said otherwise, and the
-/// compressor can go on with the next block.
+/// Failures are logged at level 1 in zone "util", and return false; nothing is thrown. Unless said otherwise,
+/// a call that returns false leaves the out-parameters as they were. The compressor can always go on with the
+/// next block.
 ///
 /// @note One thread at a time for one compressor; compressors are independent of each other.
 class UTIL_EXPORT Compressor
@@ -67,13 +67,15 @@ public:
     ///
     /// @param src      the compressed block; not the start of the internal buffer
     /// @param srcSize  its size in bytes, at least 1
-    /// @param dst      room for the raw block; written from its start
+    /// @param dst      room for the raw block, written from its start; in the internal buffer, the end of
+    ///                 that bounds what is written
     /// @param dstSize  each compressor says whether it reads or writes it
     /// @return false for a null pointer, an empty source, a source at the start of the internal buffer, or no
     ///         memory; what a damaged block gives is up to the compressor
     virtual bool Decode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
                         std::uint32_t* dstSize) = 0;
 
+    /// @return the quality given at construction, or what the compressor has put in its place
     [[nodiscard]] virtual CompressorQuality GetQuality() const;
 
     /// Decompresses one block from a source that is not trusted, such as a file. Never reads outside
@@ -98,10 +100,16 @@ protected:
 
     /// Whether a block at `src` may be worked on with `dst` as destination; logs when not. It may not when it
     /// starts where the internal buffer does, nor when it lies in the buffer that is written to.
-    [[nodiscard]] bool AcceptsSource(const std::uint8_t* src, const std::uint8_t* dst) const;
+    [[nodiscard]] bool AcceptsSource(const std::uint8_t* src, const std::uint8_t* dst) const
+    {
+        return (src != m_buffer && !(IsInBuffer(src) && IsInBuffer(dst))) || RefuseOwnBuffer();
+    }
 
     /// Bytes from `dst` to the end of the internal buffer; `SIZE_MAX` for a pointer outside it.
-    [[nodiscard]] std::size_t RoomAt(const std::uint8_t* dst) const;
+    [[nodiscard]] std::size_t RoomAt(const std::uint8_t* dst) const
+    {
+        return IsInBuffer(dst) ? static_cast<std::size_t>(m_buffer + m_bufferSize - dst) : SIZE_MAX;
+    }
 
     /// Grows the internal buffer to exactly `size` bytes if it is smaller. The old array lives until the new
     /// one is there.
@@ -115,7 +123,14 @@ protected:
     std::uint32_t m_bufferSize;
 
 private:
-    [[nodiscard]] bool IsInBuffer(const std::uint8_t* pointer) const;
+    static bool RefuseOwnBuffer();
+
+    [[nodiscard]] bool IsInBuffer(const std::uint8_t* pointer) const
+    {
+        // The start counts even when the capacity is 0: there is no room at it.
+        return reinterpret_cast<std::uintptr_t>(pointer) - reinterpret_cast<std::uintptr_t>(m_buffer) <
+               (m_bufferSize > 0 ? m_bufferSize : 1);
+    }
 };
 
 } // namespace Util
