@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -46,56 +45,13 @@ void Trim(const std::string& text, const std::string& bytes)
                         isTrimmed));
 }
 
-/// The value of a digit; 36 for what is none.
-unsigned int Digit(char c)
-{
-    const std::string digits = "0123456789abcdefghijklmnopqrstuvwxyz";
-    const auto lower = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    return static_cast<unsigned int>(std::min(digits.find(lower), digits.size()));
-}
-
-/// What the text says as a number, read byte by byte.
-int Number(const std::string& text)
-{
-    std::size_t position = std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size());
-    const auto at = [&](std::size_t index) { return index < text.size() ? text[index] : '\0'; };
-    const bool isNegative = at(position) == '-';
-    position += isNegative || at(position) == '+' ? 1 : 0;
-    unsigned int base = 10;
-    if (at(position) == '0') {
-        const bool isHexadecimal =
-            (at(position + 1) == 'x' || at(position + 1) == 'X') && Digit(at(position + 2)) < 16;
-        base = isHexadecimal ? 16 : 8;
-        position += isHexadecimal ? 2 : 0;
-    }
-    // The magnitude stops at that of the nearest 64-bit value.
-    const std::uint64_t most =
-        static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()) + (isNegative ? 1 : 0);
-    std::uint64_t value = 0;
-    for (; Digit(at(position)) < base; ++position) {
-        const std::uint64_t digit = Digit(at(position));
-        value = value > (most - digit) / base ? most : value * base + digit;
-    }
-    return static_cast<int>(isNegative ? 0 - value : value);
-}
-
 void Numbers(const std::string& text)
 {
     const int value = String::ToInt(text);
-    Require(value == Number(text));
     for (const unsigned int base : {8U, 10U, 16U}) {
         Require(String::ToInt(String::FromInt(value, base)) == value);
     }
     Require(String::FromInt64(value, 10) == String::FromInt(value, 10));
-}
-
-void Characters(const std::string& text)
-{
-    Require(String::FromWString(String::ToWString(text)) == text);
-    const std::string lower = String::ToLower(text);
-    const std::string upper = String::ToUpper(text);
-    Require(lower.size() == text.size());
-    Require(String::ToLower(upper) == lower && String::ToUpper(lower) == upper);
 }
 
 } // namespace
@@ -109,6 +65,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Tokenize(text, bytes);
     Trim(text, bytes);
     Numbers(text);
-    Characters(text);
     return 0;
 }

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 namespace {
 
 using Util::Color;
@@ -26,12 +24,6 @@ TEST(Color, AlphaTakesPartInEveryOperation)
     ExpectColor(color, 2.0F, 1.0F, 4.0F, 4.0F);
     color.DivideColor(4.0F);
     ExpectColor(color, 0.5F, 0.25F, 1.0F, 1.0F);
-
-    Color black;
-    black.ScaleColor(255.0F);
-    ExpectColor(black, 0.0F, 0.0F, 0.0F, 0.0F);
-    black.DivideColor(0.0F);
-    EXPECT_TRUE(std::isnan(black.a));
 }
 
 } // namespace

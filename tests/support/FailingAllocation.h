@@ -1,11 +1,7 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <limits>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace TestSupport {
 
@@ -46,9 +42,5 @@ class FailingNew : public CountedAllocations
 public:
     explicit FailingNew(std::size_t index);
 };
-
-/// Fails each `new` of each operation in its turn. An operation must tell, by what it returns, of each that
-/// failed, and of none when all succeed.
-void ExpectEachFailingNewIsTold(const std::vector<std::pair<std::string, std::function<bool()>>>& operations);
 
 } // namespace TestSupport
