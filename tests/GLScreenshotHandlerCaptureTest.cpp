@@ -165,18 +165,10 @@ TEST_F(CaptureTest, ReadsWhatIsBoundForDrawing)
     EXPECT_EQ(Compare("shot_stencil.png", Width, Height, StencilOfQuadrants()), "");
 }
 
-void AbortOnError(GLenum /*source*/, GLenum type, GLuint /*id*/, GLenum /*severity*/, GLsizei /*length*/,
-                  const GLchar* message, const void* /*user*/)
-{
-    if (type == GL_DEBUG_TYPE_ERROR) {
-        ADD_FAILURE() << "the application's debug callback heard: " << message;
-    }
-}
-
 TEST_F(CaptureTest, AReadThatGLRefusesIsKeptFromTheApplication)
 {
     const GLContext context({.width = 8, .height = 8, .debug = true});
-    glDebugMessageCallback(&AbortOnError, nullptr);
+    FailOnMessages();
     // Incomplete, and a format that has no reading of four bytes.
     for (const auto& [color, depth] :
          {std::pair{Renderbuffer(GL_RGBA8), Renderbuffer(GL_DEPTH24_STENCIL8, 4)},

@@ -155,12 +155,6 @@ TEST_F(SourcesTest, DepthAndStencilAttachments)
     EXPECT_THAT(LogTexts(), testing::IsEmpty());
 }
 
-void FailOnError(GLenum /*source*/, GLenum type, GLuint /*id*/, GLenum /*severity*/, GLsizei /*length*/,
-                 const GLchar* message, const void* /*user*/)
-{
-    EXPECT_NE(type, GLenum{GL_DEBUG_TYPE_ERROR}) << "the application's debug callback heard: " << message;
-}
-
 TEST_F(SourcesTest, NothingInTheApplicationsStateBendsThePictureOrIsLost)
 {
     for (const bool isWindow : {true, false}) {
@@ -177,9 +171,7 @@ TEST_F(SourcesTest, NothingInTheApplicationsStateBendsThePictureOrIsLost)
         if (!isWindow) {
             glReadBuffer(GL_COLOR_ATTACHMENT1);
         }
-        glEnable(GL_DEBUG_OUTPUT);
-        glEnable(GL_DEBUG_OUTPUT_SYNCHRONOUS);
-        glDebugMessageCallback(&FailOnError, nullptr);
+        FailOnMessages();
         ExpectBothSizes(Kind::Color, Width, Height, ColorOfQuadrants());
         ExpectBothSizes(Kind::Depth, Width, Height, DepthOfQuadrants());
         ExpectBothSizes(Kind::Stencil, Width, Height, StencilOfQuadrants());

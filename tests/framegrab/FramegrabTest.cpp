@@ -375,7 +375,7 @@ TEST_F(Framegrabbing, ThumbnailsShowWhatThePicturesShow)
             const Image image = LoadImage(file + "_thumbnail" + item.extension);
             // Where colours are blended, a pixel of either quadrant may be a mixture.
             const int border = item.width / 16 + 1;
-            EXPECT_EQ(CompareQuadrants(image, item.width, item.height, expected, 1, border), "")
+            EXPECT_EQ(CompareQuadrants(image, item.width, item.height, expected, border), "")
                 << item.name << buffer;
             EXPECT_EQ(fs::exists(file + item.extension), item.files == 6) << item.name << buffer;
         }

@@ -94,8 +94,7 @@ GLContext::GLContext(const Options& options) : m_display(SurfacelessDisplay())
                               EGL_CONTEXT_OPENGL_DEBUG,
                               options.debug ? EGL_TRUE : EGL_FALSE,
                               EGL_NONE};
-    auto* const shared = options.shareWith ? options.shareWith->m_context : EGL_NO_CONTEXT;
-    m_context = eglCreateContext(m_display, config, shared, version);
+    m_context = eglCreateContext(m_display, config, EGL_NO_CONTEXT, version);
     if (m_context == EGL_NO_CONTEXT) {
         eglDestroySurface(m_display, m_surface);
         Fail("eglCreateContext");
@@ -112,13 +111,6 @@ GLContext::~GLContext()
     eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
     eglDestroyContext(m_display, m_context);
     eglDestroySurface(m_display, m_surface);
-}
-
-void GLContext::MakeCurrent() const
-{
-    if (!eglMakeCurrent(m_display, m_surface, m_surface, m_context)) {
-        Fail("eglMakeCurrent");
-    }
 }
 
 } // namespace TestSupport

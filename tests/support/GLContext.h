@@ -26,7 +26,6 @@ public:
         int samples = 0;
         bool isFloat = false; ///< colour of `EGL_EXT_pixel_format_float`
         bool debug = false;   ///< a debug context, which reports through `glDebugMessageCallback`
-        const GLContext* shareWith = nullptr;
     };
 
     /// @throws std::runtime_error naming the EGL call that failed, or where the driver has no such surface
@@ -36,12 +35,7 @@ public:
     GLContext& operator=(const GLContext&) = delete;
     ~GLContext();
 
-    /// @throws std::runtime_error
-    void MakeCurrent() const;
-
-    [[nodiscard]] EGLDisplay Display() const { return m_display; }
     [[nodiscard]] EGLSurface Surface() const { return m_surface; }
-    [[nodiscard]] EGLContext Handle() const { return m_context; }
 
 private:
     EGLDisplay m_display = EGL_NO_DISPLAY;

@@ -51,7 +51,7 @@ void DrawQuadrants(int width, int height)
 }
 
 std::string CompareQuadrants(const Image& image, int width, int height, const std::array<Pixel, 4>& expected,
-                             int tolerance, int border)
+                             int border)
 {
     std::ostringstream wrong;
     if (image.width != width || image.height != height) {
@@ -66,11 +66,7 @@ std::string CompareQuadrants(const Image& image, int width, int height, const st
                 std::abs(2 * x + 1 - width) < 2 * border || std::abs(2 * up + 1 - height) < 2 * border;
             const std::size_t index = (up >= height / 2 ? 2U : 0U) + (x >= width / 2 ? 1U : 0U);
             const Pixel pixel = image.At(x, y);
-            const bool isRight = std::equal(pixel.begin(), pixel.end(), expected.at(index).begin(),
-                                            [tolerance](std::uint8_t a, std::uint8_t b) {
-                                                return std::abs(int{a} - int{b}) <= tolerance;
-                                            });
-            if (!isRight && !atBorder) {
+            if (pixel != expected.at(index) && !atBorder) {
                 wrong << "pixel (" << x << ", " << y << ") from the top left is";
                 for (const int component : pixel) {
                     wrong << ' ' << component;

@@ -31,12 +31,11 @@ void DrawQuadrants(int width, int height);
 
 /// Compares an image with the quadrants.
 ///
-/// @param expected   what each quadrant should look like
-/// @param tolerance  largest difference of a component
-/// @param border     pixels on either side of the borders between quadrants that are not looked at
+/// @param expected  what each quadrant should look like
+/// @param border    pixels on either side of the borders between quadrants that are not looked at
 /// @return what is wrong with it; empty where nothing is
 std::string CompareQuadrants(const Image& image, int width, int height, const std::array<Pixel, 4>& expected,
-                             int tolerance = 0, int border = 0);
+                             int border = 0);
 
 /// What the quadrants look like as colour, depth and stencil pictures.
 std::array<Pixel, 4> ColorOfQuadrants();

@@ -22,9 +22,6 @@ void Record(TestSupport::LogEntry entry, const char* format, va_list arguments)
     char text[8192];
     std::vsnprintf(text, sizeof(text), format, arguments);
     entry.text = text;
-    entry.hostLevel = Core::Log::m_level;
-    entry.hostZoneMask = Core::Log::m_zoneMask;
-    entry.hostPipeMask = Core::Log::m_ioPipeMask;
     const std::scoped_lock lock(s_mutex);
     s_entries.push_back(std::move(entry));
 }
@@ -43,13 +40,12 @@ std::atomic<std::uint32_t> Log::m_level{StartLevel};
 std::atomic<std::uint64_t> Log::m_zoneMask{StartZones};
 std::atomic<std::uint32_t> Log::m_ioPipeMask{StartPipes};
 
-void Log::Print(LogLevel level, LogZone zone, int line, const char* file, bool decorated, const char* format,
-                ...)
+void Log::Print(LogLevel level, LogZone zone, int /*line*/, const char* /*file*/, bool decorated,
+                const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    Record({.level = level, .zone = zone, .decorated = decorated, .text = {}, .file = file, .line = line},
-           format, arguments);
+    Record({.level = level, .zone = zone, .decorated = decorated, .text = {}}, format, arguments);
     va_end(arguments);
 }
 
@@ -67,8 +63,7 @@ void Console::Print(Log::LogLevel level, bool decorated, const char* format, ...
 {
     va_list arguments;
     va_start(arguments, format);
-    Record({.toConsole = true, .level = level, .decorated = decorated, .text = {}, .file = {}}, format,
-           arguments);
+    Record({.toConsole = true, .level = level, .decorated = decorated, .text = {}}, format, arguments);
     va_end(arguments);
 }
 

@@ -15,13 +15,6 @@ struct LogEntry
     Core::Log::LogZone zone{};
     bool decorated = false;
     std::string text;
-    std::string file; ///< source file of the caller; empty for the console
-    int line = 0;
-
-    // What the host's settings were while it was printed.
-    std::uint32_t hostLevel = 0;
-    std::uint64_t hostZoneMask = 0;
-    std::uint32_t hostPipeMask = 0;
 };
 
 /// Everything printed since the last `ClearLog`. The recording host filters nothing.

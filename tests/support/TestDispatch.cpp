@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <mutex>
-#include <ostream>
 #include <stdexcept>
 #include <utility>
 
@@ -169,22 +168,6 @@ void* ExchangeEntry(Table table, std::size_t position, void* function)
     return std::exchange(ChangesOf(table).replacements.at(position), function);
 }
 
-std::ostream& operator<<(std::ostream& stream, const Call& call)
-{
-    stream << call.name << '(';
-    const char* separator = "";
-    for (const std::int64_t argument : call.arguments) {
-        stream << separator;
-        if (argument < 256) {
-            stream << argument;
-        } else {
-            stream << "0x" << std::hex << std::uppercase << argument << std::dec << std::nouppercase;
-        }
-        separator = ", ";
-    }
-    return stream << ')';
-}
-
 CallRecorder::CallRecorder()
 {
     if (s_calls) {
@@ -196,11 +179,6 @@ CallRecorder::CallRecorder()
 CallRecorder::~CallRecorder()
 {
     s_calls = nullptr;
-}
-
-std::size_t CallRecorder::Count(std::string_view name) const
-{
-    return static_cast<std::size_t>(std::ranges::count(m_calls, name, &Call::name));
 }
 
 std::size_t CallRecorder::CountGL() const

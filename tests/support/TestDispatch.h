@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -120,12 +119,7 @@ struct Call
 
     /// Integers and enumerants by value, pointers by address.
     std::vector<std::int64_t> arguments;
-
-    bool operator==(const Call&) const = default;
 };
-
-/// As in a program: `glBindTexture(0xDE1, 0)`, values from 256 in hexadecimal.
-std::ostream& operator<<(std::ostream& stream, const Call& call);
 
 /// Notes every call of the library, then lets it go on to the driver or the replacement. One at a time.
 class [[nodiscard]] CallRecorder
@@ -139,13 +133,8 @@ public:
     /// In the order made. Calls of several threads are all noted; read them when these have ended.
     [[nodiscard]] const std::vector<Call>& Calls() const { return m_calls; }
 
-    /// @param name  with its prefix
-    [[nodiscard]] std::size_t Count(std::string_view name) const;
-
     /// Calls through the GL table, without those through the EGL table.
     [[nodiscard]] std::size_t CountGL() const;
-
-    void Clear() { m_calls.clear(); }
 
 private:
     std::vector<Call> m_calls;
