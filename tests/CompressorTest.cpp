@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <lz4.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <functional>
@@ -17,6 +19,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::EndsWith;
+using testing::IsEmpty;
 using TestSupport::ClearLog;
 using TestSupport::LogEntries;
 using TestSupport::LogTexts;
@@ -24,6 +27,7 @@ using Util::Compressor;
 using Util::LZ4Compressor;
 using Util::LZ77Compressor;
 using Block = std::vector<std::uint8_t>;
+using Texts = std::vector<std::string>;
 
 constexpr const char* InvalidArguments = "Invald arguments, bailing out.";
 constexpr const char* OwnBuffer = "Input buffer is the same as internal buffer, bailing out.";
@@ -149,13 +153,21 @@ TEST_P(EachCompressor, RefusesWhatItCannotWorkWith)
     };
     const Case cases[] = {
         {"encode null", [&] { return c.Encode(nullptr, 20, &dst, &size); }, InvalidArguments},
+        {"encode to null", [&] { return c.Encode(raw.data(), 20, nullptr, &size); }, InvalidArguments},
+        {"encode, size null", [&] { return c.Encode(raw.data(), 20, &dst, nullptr); }, InvalidArguments},
         {"encode own", [&] { return c.Encode(own, 20, &dst, &size); }, OwnBuffer},
+        {"encode within own", [&] { return c.Encode(own + 1, 20, &dst, &size); }, OwnBuffer},
         {"inside, null", [&] { return c.Decode(nullptr, srcSize, &dst, &size); }, InvalidArguments, true},
         {"inside, to null", [&] { return c.Decode(src, srcSize, nowhere, &size); }, InvalidArguments},
+        {"inside, own", [&] { return c.Decode(own, srcSize, &dst, &size); }, OwnBuffer, true},
         {"inside, within own", [&] { return c.Decode(own + 1, srcSize, &dst, &size); }, OwnBuffer, true},
+        {"unbounded, null", [&] { return c.Decode(nullptr, srcSize, out, &size); }, InvalidArguments},
         {"unbounded, empty", [&] { return c.Decode(src, 0, out, &size); }, InvalidArguments},
+        {"unbounded, size null", [&] { return c.Decode(src, srcSize, out, nullptr); }, InvalidArguments},
         {"unbounded, own", [&] { return c.Decode(own, srcSize, out, &size); }, OwnBuffer},
+        {"bounded, null", [&] { return c.Decode(nullptr, srcSize, out, 20, &size); }, InvalidArguments},
         {"bounded, empty", [&] { return c.Decode(src, 0, out, 20, &size); }, InvalidArguments},
+        {"bounded, to null", [&] { return c.Decode(src, srcSize, nullptr, 20, &size); }, InvalidArguments},
         {"bounded, size null", [&] { return c.Decode(src, srcSize, out, 20, nullptr); }, InvalidArguments},
         {"bounded, own", [&] { return c.Decode(own, srcSize, out, 20, &size); }, OwnBuffer},
     };
@@ -283,6 +295,79 @@ TEST(Compressor, BufferGrowsOnceToWhatTheBlockNeeds)
     expectGrowth(*MakeLZ4(0), "1019", "1027");
 }
 
+struct RawSize
+{
+    const char* name;
+    std::unique_ptr<Compressor> (*make)(std::uint32_t);
+    std::uint32_t srcSize;
+    const char* message; ///< null: nothing is logged
+};
+
+/// By size alone, before anything is read, allocated, or found to be null.
+TEST(Compressor, RefusesRawBlocksThatItCannotTake)
+{
+    constexpr const char* limit = "Invald arguments, LZ4 maximum raw data buffer size is 2147483647";
+    const RawSize cases[] = {
+        {"LZ77, buffer of 2^32", MakeLZ77<100>, 4'042'321'680U, InvalidArguments},
+        {"LZ77, largest", MakeLZ77<100>, 0xFFFFFFFFU, InvalidArguments},
+        {"LZ77 in chunks of nothing", MakeLZ77<0>, 10, InvalidArguments},
+        {"LZ4, empty", MakeLZ4, 0, limit},
+        {"LZ4, 2^31", MakeLZ4, 0x80000000U, limit},
+        {"LZ4, 2^31 - 1", MakeLZ4, 0x7FFFFFFFU, nullptr},
+        {"LZ4, above the codec's own limit", MakeLZ4, LZ4_MAX_INPUT_SIZE + 1, nullptr},
+    };
+    const Block src(10);
+    for (const RawSize& refused : cases) {
+        SCOPED_TRACE(refused.name);
+        ClearLog();
+        std::uint8_t* dst = nullptr;
+        std::uint32_t size = 77;
+        EXPECT_FALSE(refused.make(0)->Encode(src.data(), refused.srcSize, &dst, &size));
+        EXPECT_EQ(LogTexts(), refused.message ? Texts{refused.message} : Texts());
+        EXPECT_EQ(dst, nullptr);
+        EXPECT_EQ(size, 77);
+    }
+    ClearLog();
+    EXPECT_FALSE(MakeLZ4(0)->Encode(nullptr, 0, nullptr, nullptr));
+    EXPECT_FALSE(DecodeInside(*MakeLZ77<0>(10), src, 0));
+    EXPECT_FALSE(DecodeBounded(*MakeLZ77<0>(10), src, 10));
+    EXPECT_THAT(LogTexts(), ElementsAre(limit, InvalidArguments, InvalidArguments));
+}
+
+TEST(LZ77Compressor, QualityIsTheZlibLevel)
+{
+    const Block raw = Trace(30'000);
+    for (const auto& [quality, level] : {std::pair{0U, 0}, {1U, 1}, {2U, -1}, {3U, 9}, {77U, -1}}) {
+        SCOPED_TRACE(quality);
+        LZ77Compressor compressor(static_cast<Compressor::CompressorQuality>(quality), 0, 30'000);
+        EXPECT_EQ(compressor.GetLZ77Quality(), level);
+        EXPECT_EQ(compressor.GetQuality(), quality);
+        // A chunk that holds the whole block leaves no flush in it.
+        Block expected(compressBound(raw.size()));
+        uLongf size = expected.size();
+        ASSERT_EQ(compress2(expected.data(), &size, raw.data(), raw.size(), level), Z_OK);
+        expected.resize(size);
+        EXPECT_EQ(Encode(compressor, raw), expected);
+    }
+}
+
+TEST(LZ77Compressor, FlushesAfterEveryChunkButTheLast)
+{
+    const Block flush = {0, 0, 0xFF, 0xFF}; // an empty stored block; RFC 1951, section 3.2.4
+    for (const auto& [chunkSize, flushes] : {std::pair{1000U, 9}, {1001U, 9}, {9999U, 1}, {10'000U, 0}}) {
+        SCOPED_TRACE(chunkSize);
+        LZ77Compressor compressor(Compressor::QualityMedium, 0, chunkSize);
+        const Block block = Encode(compressor, Trace(10'000)).value();
+        int found = 0;
+        auto at = block.begin();
+        while ((at = std::search(at, block.end(), flush.begin(), flush.end())) != block.end()) {
+            ++at;
+            ++found;
+        }
+        EXPECT_EQ(found, flushes);
+    }
+}
+
 /// With chunks of a few bytes each flush adds more than the chunk's share of the margin.
 TEST(LZ77Compressor, AnyChunkSizeDecodesWithAnyOther)
 {
@@ -306,6 +391,58 @@ TEST(LZ77Compressor, AnyChunkSizeDecodesWithAnyOther)
     }
 }
 
+struct Damage
+{
+    const char* name;
+    std::function<void(Block&)> change;
+    std::size_t decodedSize;
+    bool intact;
+};
+
+/// The form without a capacity says nothing of damage; the one with it does, and says what was wrong.
+TEST(LZ77Compressor, TellsCutDamagedAndLargeBlocks)
+{
+    const Damage cases[] = {
+        {"good", [](Block& /*block*/) {}, 1000, true},
+        {"followed by more", [](Block& block) { block.push_back(0); }, 1000, true},
+        {"checksum cut", [](Block& block) { block.pop_back(); }, 1000, false},
+        {"checksum wrong", [](Block& block) { block.back() ^= 1; }, 1000, false},
+        {"not a zlib stream", [](Block& block) { block[0] = 0; }, 0, false},
+    };
+    LZ77Compressor compressor(Compressor::QualityHigh, 2000, 1 << 16);
+    const Block good = Encode(compressor, Trace(1000)).value();
+    for (const Damage& damage : cases) {
+        SCOPED_TRACE(damage.name);
+        Block block = good;
+        damage.change(block);
+        ClearLog();
+        const Outcome unbounded = DecodeUnbounded(compressor, block, 0, 1000);
+        ASSERT_TRUE(unbounded);
+        EXPECT_EQ(unbounded->size(), damage.decodedSize);
+        EXPECT_EQ(DecodeInside(compressor, block, 0), unbounded);
+        EXPECT_THAT(LogTexts(), IsEmpty());
+        EXPECT_EQ(DecodeBounded(compressor, block, 1000).has_value(), damage.intact);
+        const std::string size = std::to_string(block.size());
+        const std::string refusal = "Compressed block of " + size + " bytes is cut or damaged, bailing out.";
+        EXPECT_EQ(LogTexts(), damage.intact ? Texts() : Texts{refusal});
+    }
+    ClearLog();
+    EXPECT_FALSE(DecodeBounded(compressor, good, 999));
+    EXPECT_THAT(LogTexts(), ElementsAre("Decompressed block does not fit 999 bytes, bailing out."));
+}
+
+TEST(LZ4Compressor, HasOneQuality)
+{
+    const Texts replaced = {"Currently, LZ4 only provides one level of compression. Switching to low."};
+    for (const std::uint32_t quality : {0U, 1U, 2U, 3U, 99U}) {
+        SCOPED_TRACE(quality);
+        ClearLog();
+        const LZ4Compressor compressor(static_cast<Compressor::CompressorQuality>(quality), 16);
+        EXPECT_EQ(compressor.GetQuality(), Compressor::QualityLow);
+        EXPECT_EQ(LogTexts(), quality == Compressor::QualityLow ? Texts() : replaced);
+    }
+}
+
 TEST(LZ4Compressor, TakesOnlyTheExactRawSize)
 {
     LZ4Compressor compressor(Compressor::QualityLow, 1000);
@@ -318,10 +455,24 @@ TEST(LZ4Compressor, TakesOnlyTheExactRawSize)
         EXPECT_FALSE(DecodeInside(compressor, block, rawSize));
         EXPECT_THAT(LogTexts(), ElementsAre(EndsWith(expected)));
     }
+    ClearLog();
+    EXPECT_FALSE(DecodeUnbounded(compressor, block, 1001, 1001));
+    EXPECT_THAT(LogTexts(), ElementsAre("Compressed size read (1000)" + expected)); // what came out
     // No error code of the codec is mistaken for a size.
     for (std::uint32_t rawSize = 0xFFFFFFF0U; rawSize > 0; ++rawSize) {
         EXPECT_FALSE(DecodeUnbounded(compressor, {0x10}, rawSize, 1));
     }
+}
+
+TEST(LZ4Compressor, TakesSizesThatAnIntCannotHold)
+{
+    LZ4Compressor compressor(Compressor::QualityLow, 0);
+    const Block empty = {0}; // one token: no literal, no match
+    EXPECT_EQ(DecodeInside(compressor, empty, 0), Block());
+    std::uint8_t room = 0;
+    std::uint32_t size = 0;
+    EXPECT_TRUE(compressor.Decode(empty.data(), 1, &room, 0xFFFFFFFFU, &size));
+    EXPECT_FALSE(compressor.Decode(empty.data(), 0x80000000U, &room, &size));
 }
 
 } // namespace

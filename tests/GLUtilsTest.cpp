@@ -1,6 +1,7 @@
 #include "Util/GLUtils.h"
 
 #include "support/GLContext.h"
+#include "support/TestDispatch.h"
 
 #include <GLES3/gl32.h>
 #include <gmock/gmock.h>
@@ -124,6 +125,17 @@ TEST(GLUtils, TheDriverTakesEveryTransferFormat)
     EXPECT_EQ(taken, 54);
 }
 
+TEST(GLUtils, PixelSizes)
+{
+    for (const GLenum type : {GLenum{GL_INT}, GLenum{GL_UNSIGNED_INT}, GLenum{GL_FLOAT}}) {
+        EXPECT_EQ(Util::GetPitch(GL_RGBA, type), 16U);
+    }
+    EXPECT_EQ(Util::GetPitch(GL_RGBA, GL_UNSIGNED_BYTE), 4U);
+    EXPECT_EQ(Util::GetPitch(GL_RGBA, GL_UNSIGNED_SHORT_4_4_4_4), 0U);
+    EXPECT_EQ(Util::GetPitch(GL_RGBA_INTEGER, GL_INT), 0U);
+    EXPECT_EQ(Util::GetPitch(GL_RGB, GL_UNSIGNED_BYTE), 0U);
+}
+
 TEST(GLUtils, ADepthStencilTextureHasTheBitsAskedFor)
 {
     const GLContext context;
@@ -152,9 +164,53 @@ TEST(GLUtils, ADepthStencilTextureHasTheBitsAskedFor)
     Util::GetDepthStencilFormatType(24, 8, nullptr, nullptr, nullptr);
 }
 
+TEST(GLUtils, UnsizedFormats)
+{
+    std::vector<unsigned int> unsized;
+    for (unsigned int value = 0; value < Enumerants; ++value) {
+        if (Util::IsUnsizedInternalFormat(value)) {
+            unsized.push_back(value);
+        }
+    }
+    EXPECT_THAT(unsized, testing::ElementsAre(0x1902, 0x1903, 0x1906, 0x1907, 0x1908, 0x1909, 0x190A, 0x8227,
+                                              0x8228, 0x84F9, 0x8D94, 0x8D98, 0x8D99));
+}
+
+TEST(GLUtils, InternalFormatFromComponentsOfNoTexture)
+{
+    const struct
+    {
+        const char* name;
+        std::array<unsigned int, 4> sizes;
+        unsigned int redType;
+        unsigned int base;
+        unsigned int internalFormat;
+    } cases[] = {
+        {"without red", {0, 8, 8, 8}, 0, 0, 0},
+        {"without green", {8, 0, 8, 8}, 0, GL_RED, GL_R8},
+        {"without blue", {8, 8, 0, 8}, 0, GL_RG, GL_RG8},
+        {"back buffer", {8, 8, 8, 8}, 0, GL_RGBA, GL_RGBA8},
+        {"a type that 8 bits cannot have", {8, 8, 8, 8}, GL_FLOAT, GL_RGBA, GL_RGBA8},
+        {"back buffer of 10 bits", {10, 10, 10, 2}, 0, GL_RGBA, GL_RGB10_A2},
+        {"back buffer of half floats", {16, 16, 16, 16}, 0, GL_RGBA, GL_RGBA},
+        {"16 bits, normalized", {16, 0, 0, 0}, GL_UNSIGNED_NORMALIZED, GL_RED, GL_RED},
+        {"two sizes", {16, 8, 0, 0}, GL_FLOAT, GL_RG, GL_RG},
+        {"huge", {~0U, ~0U, ~0U, ~0U}, ~0U, GL_RGBA, GL_RGBA},
+    };
+    for (const auto& [name, sizes, redType, base, internalFormat] : cases) {
+        const auto [red, green, blue, alpha] = sizes;
+        EXPECT_EQ(Util::GetFormatFromRGBAComponentSizes(red, green, blue, alpha), base) << name;
+        // Of the types only the red one counts.
+        EXPECT_EQ(Util::GetInternalFormatFromRGBAComponentInfo(red, green, blue, alpha, redType, GL_FLOAT,
+                                                               GL_INT, GL_UNSIGNED_INT),
+                  internalFormat)
+            << name;
+    }
+}
+
 // The driver tells the components of a texture of each format; the format follows from them, but for those
-// whose components look alike.
-TEST(GLUtils, InternalFormatFromTheDriversComponents)
+// whose components look alike, and so does how its pixels are read.
+TEST(GLUtils, FormatsFromTheDriversComponents)
 {
     const std::map<unsigned int, unsigned int> lookAlikes{
         {GL_R8, GL_R8_SNORM}, {GL_RG8, GL_RG8_SNORM}, {GL_RGB8, GL_SRGB8}, {GL_RGBA8, GL_SRGB8_ALPHA8}};
@@ -175,11 +231,33 @@ TEST(GLUtils, InternalFormatFromTheDriversComponents)
                       Texture::Ask(GL_TEXTURE_BLUE_TYPE), Texture::Ask(GL_TEXTURE_ALPHA_TYPE)),
                   lookAlike == lookAlikes.end() ? internalFormat : lookAlike->second)
             << Hex{internalFormat};
+        const unsigned int component = Texture::Ask(GL_TEXTURE_RED_TYPE);
+        const bool isInteger = component == GL_INT || component == GL_UNSIGNED_INT;
+        unsigned int format = 0;
+        unsigned int type = 0;
+        Util::GetReadPixelFormatType(internalFormat, &format, nullptr);
+        Util::GetReadPixelFormatType(internalFormat, nullptr, &type);
+        EXPECT_EQ(format, isInteger ? GL_RGBA_INTEGER : GL_RGBA) << Hex{internalFormat};
+        EXPECT_EQ(type, isInteger || component == GL_FLOAT ? component : GL_UNSIGNED_BYTE)
+            << Hex{internalFormat};
     }
 }
 
 TEST(GLUtils, InternalFormatFromTransferFormat)
 {
+    const std::array<unsigned int, 3> cases[]{
+        {GL_DEPTH_COMPONENT, GL_UNSIGNED_INT, GL_DEPTH_COMPONENT32_OES},
+        {GL_DEPTH_COMPONENT, GL_INT, 0},
+        {GL_RGBA, GL_HALF_FLOAT_OES, GL_RGBA16F},
+        {GL_RGB, GL_UNSIGNED_INT_2_10_10_10_REV, GL_RGB10_EXT},
+        {GL_STENCIL_INDEX, GL_UNSIGNED_INT, GL_STENCIL_INDEX8},
+        {GL_STENCIL_INDEX8, GL_UNSIGNED_BYTE, 0},
+        {GL_RGBA_INTEGER, GL_UNSIGNED_BYTE, 0},
+        {GL_RED, GL_UNSIGNED_BYTE, 0},
+    };
+    for (const auto& [format, type, internalFormat] : cases) {
+        EXPECT_EQ(Util::GetInternalFormat(format, type), internalFormat) << Hex{format} << ' ' << Hex{type};
+    }
     // Where both directions know a format, they agree, but for these.
     const std::map<unsigned int, unsigned int> others{
         {GL_SRGB8, GL_RGB8}, {GL_SRGB8_ALPHA8, GL_RGBA8}, {GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT32_OES}};
@@ -219,6 +297,11 @@ TEST(GLUtils, BoundBuffers)
     }
     EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR});
     glDeleteBuffers(static_cast<GLsizei>(buffers.size()), buffers.data());
+    const CallRecorder recorder;
+    EXPECT_EQ(Util::GetBindBuffer(GL_TEXTURE_2D), 0U);
+    const WithheldEntry withheld(Util::GL::GetIntegerv);
+    EXPECT_EQ(Util::GetBindBuffer(GL_ARRAY_BUFFER), 0U);
+    EXPECT_THAT(recorder.Calls(), testing::IsEmpty());
 }
 
 } // namespace

@@ -87,12 +87,15 @@ TEST_F(LogUtilsTest, ZonesAndIOPipes)
 {
     constexpr std::uint64_t Every = ~std::uint64_t{0};
     ExpectMasks({{"application", 1U << 0, {}},
+                 {"capture", 1U << 1, {}},
                  {"data|playback", 1U << 3 | 1U << 4, {}},
+                 {"dll", 1U << 6, {}},
                  {"dll|stats", 1U << 6 | 1U << 7, {}},
                  {"apicalls", 1U << 20, {}},
                  {"playbackobjectid", 1U << 21, {}},
                  {"Core:capture|UTIL:core", 1U << 1 | 1U << 2 | 1U << 5, {}},
                  {"core:ALL:Nonsense", Every, {"nonsense"}},
+                 {"|core||data:", 1U << 2 | 1U << 3, {"", "", ""}},
                  {"cor|corey|core", 1U << 2, {"cor", "corey"}},
                  {"%s%n|5", 0, {"%s%n", "5"}},
                  {"", 0, {}}},
@@ -100,8 +103,15 @@ TEST_F(LogUtilsTest, ZonesAndIOPipes)
     ExpectMasks({{"debugger", 1, {}},
                  {"File:Console", 6, {}},
                  {"file|all", 0xFFFFFFFF, {}},
+                 {" console", 0, {" console"}},
                  {"core|file", 4, {"core"}}},
                 &ParseCmdArgsLogIOPipe, Log::m_ioPipeMask, "-logiopipe", "iopipe");
+}
+
+TEST_F(LogUtilsTest, ProgressIsPrintedAndErased)
+{
+    PrintMessageAndBackspaces("100 %d\xC3\xA9%n");
+    EXPECT_THAT(Printed(), ElementsAre("3 text: 100 %d\xC3\xA9%n", "3 text: " + std::string(10, '\b')));
 }
 
 } // namespace

@@ -86,6 +86,7 @@ TEST(Path, Parts)
     const std::vector<std::string> cases[] = {
         // Path, directory, filename, extension, path without extension, file part.
         {"dir\\sub/file.txt", "dir\\sub", "file.txt", ".txt", "dir\\sub/file", "file"},
+        {"dir/sub\\file.tar.gz", "dir/sub", "file.tar.gz", ".gz", "dir/sub\\file.tar", "file.tar"},
         {"/file", "", "file", "/file", "/file", "file"},
         {"dir.d/file", "dir.d", "file", ".d/file", "dir", "file"},
         {"dir/.profile", "dir", ".profile", ".profile", "dir/", ""},
@@ -96,6 +97,22 @@ TEST(Path, Parts)
         EXPECT_EQ((std::vector{path, GetDirectory(path), GetFilename(path), GetExtension(path),
                                RemoveExtension(path), GetFilePart(path)}),
                   row);
+    }
+}
+
+TEST_F(PathTest, Access)
+{
+    Touch("file");
+    fs::create_symlink("nowhere", "broken");
+    for (const char* name : {"missing", "broken", "file/x", ""}) {
+        EXPECT_FALSE(Exists(name) || IsReadable(name) || IsWritable(name)) << name;
+    }
+    for (const mode_t mode : {0000U, 0444U, 0222U, 0666U}) {
+        chmod("file", mode);
+        EXPECT_TRUE(AsOrdinaryUser([mode] {
+            return Exists("file") && IsReadable("file") == ((mode & 0444U) != 0) &&
+                   IsWritable("file") == ((mode & 0222U) != 0);
+        })) << mode;
     }
 }
 
@@ -151,14 +168,19 @@ TEST_F(PathTest, RefusalsTellWhy)
         {&CreateFolder, "", ENOENT},
         {&CreateFolder, fs::absolute("absolute"), ENOENT},
         {&CreateFolder, "made/../file/x", ENOTDIR},
+        {&CreateFolder, std::string(256, 'x'), ENAMETOOLONG},
         {&CreateFolder, longest + "/", ENAMETOOLONG},
         {&CreateFolder, "nul\0/x"s, EINVAL},
         {&DeleteFolder, "", ENOENT},
+        {&DeleteFolder, "missing/x", ENOENT},
         {&DeleteFolder, "file", ENOTDIR},
         {&DeleteFolder, "link/", ENOTDIR},
         {&DeleteFolder, "emptyLink", ENOTDIR},
+        {&DeleteFolder, "link/.", EINVAL},
         {&DeleteFolder, ".", EINVAL},
         {&DeleteFolder, "outside/kept/..", ENOTEMPTY},
+        {&DeleteFolder, "../", ENOTEMPTY},
+        {&DeleteFolder, "empty\0"s, EINVAL},
     };
     for (const auto& [function, path, error] : cases) {
         errno = 0;
@@ -170,6 +192,21 @@ TEST_F(PathTest, RefusalsTellWhy)
     EXPECT_TRUE(CreateFolder(longest));
     EXPECT_TRUE(fs::exists("outside/kept") && fs::exists("empty") && fs::exists("file"));
     EXPECT_TRUE(fs::is_symlink("link") && fs::is_symlink("emptyLink"));
+}
+
+TEST_F(PathTest, DeleteFolderStopsAtWhatIsClosed)
+{
+    for (const mode_t closed : {0000U, 0500U}) {
+        EXPECT_TRUE(AsOrdinaryUser([closed] {
+            fs::create_directories("top/closed/x");
+            chmod("top/closed", closed);
+            const bool isRefused = !DeleteFolder("top") && errno == EACCES;
+            chmod("top/closed", 0777);
+            const bool isKept = fs::remove("top/closed/x");
+            chmod("top/closed", closed);
+            return isRefused && isKept && DeleteFolder("top"); // an empty folder need not be read
+        })) << closed;
+    }
 }
 
 /// Lets this process open no more than `count` further files.

@@ -2,19 +2,60 @@
 
 #include "Core/KHRLayer.h"
 #include "support/GLContext.h"
+#include "support/TemporaryFolder.h"
 
 #include <EGL/egl.h>
 #include <GLES3/gl31.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <map>
+#include <regex>
+#include <span>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
 using Core::DriverTables;
+
+/// The functions that a Khronos header declares, in its order.
+std::vector<std::string> Declared(const std::string& header)
+{
+    const std::string text = TestSupport::ReadFile(KHRONOS_HEADERS + ("/" + header));
+    const std::regex declaration(R"(APIENTRY ((?:gl|egl)[A-Z]\w*) \()");
+    std::vector<std::string> names;
+    for (std::sregex_iterator match(text.begin(), text.end(), declaration), end; match != end; ++match) {
+        names.push_back((*match)[1]);
+    }
+    return names;
+}
+
+TEST(DriverTables, NamesAreTheHeadersInTheirOrder)
+{
+    const std::span<const char* const> names(Core::GLESNames);
+    const struct
+    {
+        const char* header;
+        std::span<const char* const> names;
+        std::size_t skipped;
+    } cases[] = {
+        {"GLES2/gl2.h", names.first(Core::FirstES30), 0},
+        {"GLES3/gl3.h", names.first(Core::FirstES31), 0},
+        {"GLES3/gl31.h", names.subspan(Core::FirstES31 + 1), Core::FirstES31},
+        {"EGL/egl.h", Core::EGLNames, 0},
+    };
+    for (const auto& row : cases) {
+        std::vector<std::string> declared = Declared(row.header);
+        ASSERT_GE(declared.size(), row.skipped + row.names.size()) << row.header;
+        declared.erase(declared.begin(), declared.begin() + static_cast<std::ptrdiff_t>(row.skipped));
+        declared.resize(row.names.size());
+        EXPECT_THAT(row.names, testing::ElementsAreArray(declared)) << row.header;
+    }
+    EXPECT_EQ(names[Core::FirstES31], nullptr);
+}
 
 /// What the driver below says when asked for its version; null where no context is current.
 const char* s_version = nullptr;
@@ -43,7 +84,9 @@ TEST(DriverTables, VersionOfTheContextDecides)
         {"OpenGL ES 2.0 (a driver)", 20, 142},
         {"OpenGL ES 3.0", 30, 246},
         {"OpenGL ES 3.2 a driver 22.3", 32, 315},
+        {"OpenGL ES-CM 1.1", 0, 0},
         {"4.6 (Compatibility Profile) a driver", 0, 0},
+        {"", 0, 0},
     };
     const DriverTables tables(&Find);
     for (const auto& [version, number, count] : cases) {

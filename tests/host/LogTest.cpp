@@ -2,6 +2,7 @@
 
 #include "host/LogFixture.h"
 
+#include <cerrno>
 #include <map>
 #include <sstream>
 #include <thread>
@@ -10,6 +11,7 @@ namespace {
 
 using Core::Log;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::Pair;
 
 constexpr std::uint32_t Console = 1U << Log::PipeConsole;
@@ -21,6 +23,31 @@ using LogTest = TestSupport::LogFixture;
 void Say(const char* text)
 {
     Log::Print(Log::LevelWarning, Log::ZoneUtil, 12, "File.cpp", true, "%s", text);
+}
+
+TEST_F(LogTest, LevelAndZoneDecide)
+{
+    const struct
+    {
+        std::uint32_t level;
+        std::uint32_t zone;
+        bool isPrinted;
+    } cases[] = {
+        {Log::LevelNotice, Log::ZoneUtil, true},
+        {Log::LevelNote, Log::ZoneUtil, false},
+        {Log::LevelAlways, Log::ZoneCore, false},
+        {Log::LevelNotice, 63, true},
+        {Log::LevelNotice, 64, false},
+        {0xFFFFFFFF, Log::ZoneUtil, false},
+    };
+    Log::m_level = Log::LevelNotice;
+    Log::m_zoneMask = ~(std::uint64_t{1} << Log::ZoneCore);
+    Log::m_ioPipeMask = Debugger;
+    for (const auto& [level, zone, isPrinted] : cases) {
+        s_toDebugger.clear();
+        Log::Print(static_cast<Log::LogLevel>(level), static_cast<Log::LogZone>(zone), 1, "", true, "text");
+        EXPECT_EQ(s_toDebugger.size(), isPrinted ? 1U : 0U) << level << ' ' << zone;
+    }
 }
 
 TEST_F(LogTest, PipesDecide)
@@ -37,6 +64,51 @@ TEST_F(LogTest, PipesDecide)
         expectedInFile += pipes & File ? text : "";
         EXPECT_EQ(InFile(), expectedInFile) << pipes;
     }
+}
+
+TEST_F(LogTest, Texts)
+{
+    const std::string text(100'000, 'x');
+    Log::m_ioPipeMask = Debugger;
+    Say(text.c_str());
+    Log::Print(Log::LevelWarning, Log::ZoneUtil, 12, "File.cpp", false, "%d %s", 3, "words");
+    Log::Print(Log::LevelWarning, Log::ZoneUtil, 12, "File.cpp", false, "wide %ls", L"\x7FFFFFFF");
+    Log::Print(Log::LevelError, static_cast<Log::LogZone>(40), 12, "File.cpp", true, "text");
+    Core::Console::Print(Log::LevelError, true, "text");
+    EXPECT_THAT(s_toDebugger, ElementsAre("warning [util] File.cpp:12: " + text + "\n", "3 words", "wide %ls",
+                                          "error [?] File.cpp:12: text\n", "error [core] text\n"));
+}
+
+class BadWriter : public Core::StdioWriter
+{
+public:
+    explicit BadWriter(void (*behave)()) : StdioWriter("", true, true), m_behave(behave) {}
+    std::uint32_t Write(const char* /*text*/) override
+    {
+        m_behave();
+        return 1;
+    }
+
+private:
+    void (*m_behave)();
+};
+
+TEST_F(LogTest, OutputsThatFailHarmNobody)
+{
+    const auto throwAnything = [] { throw 1; };
+    const auto log = [] { Say("from the writer"); };
+    const auto changeErrno = [] { errno = EIO; };
+    for (void (*const behave)() : {+throwAnything, +log, +changeErrno}) {
+        s_toDebugger.clear();
+        Log::m_ioPipeMask = File | Debugger;
+        Log::SetFileWriter(std::make_shared<BadWriter>(behave));
+        errno = EAGAIN;
+        EXPECT_NO_THROW(Say("text"));
+        EXPECT_EQ(errno, EAGAIN);
+        EXPECT_THAT(s_toDebugger, ElementsAre(HasSubstr("text")));
+    }
+    Log::SetFileWriter(nullptr);
+    Say("nowhere");
 }
 
 TEST_F(LogTest, ThreadsKeepTheirLinesWhole)

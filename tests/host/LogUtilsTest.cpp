@@ -9,6 +9,7 @@ namespace {
 using namespace Util;
 using Core::Log;
 using testing::EndsWith;
+using testing::IsEmpty;
 using testing::StartsWith;
 
 using LogUtilsOnHost = TestSupport::LogFixture;
@@ -42,6 +43,32 @@ TEST_F(LogUtilsOnHost, LogFileThatCannotBeOpened)
     EXPECT_THAT(console, EndsWith(": Could not open logger writer, turning off file logging.\n"));
     EXPECT_EQ(Log::m_ioPipeMask, 1U << Log::PipeConsole);
     EXPECT_EQ(InFile(), "");
+}
+
+TEST_F(LogUtilsOnHost, WarningsAreSeenWithEverythingOff)
+{
+    Log::m_level = Log::LevelAlways;
+    Log::m_zoneMask = 0;
+    Log::m_ioPipeMask = 1U << Log::PipeConsole;
+    EXPECT_EQ(OnConsole([] { ParseCmdArgsLogLevel("9"); }),
+              "Unrecognized -loglevel value: 9.  Skipping log level override.");
+    EXPECT_EQ(OnConsole([] { ParseCmdArgsLogZone("x"); }),
+              "warning [core] Unrecognized log zone bitfield: x.\n");
+    EXPECT_EQ(OnConsole([] { ParseCmdArgsLogIOPipe("x"); }),
+              "warning [core] Unrecognized log iopipe bitfield: x.\n");
+    EXPECT_EQ(OnConsole([] { ParseCmdArgsLogZone(""); }), "");
+    EXPECT_EQ(Log::m_level, Log::LevelAlways);
+    EXPECT_EQ(Log::m_zoneMask, 0U);
+}
+
+TEST_F(LogUtilsOnHost, ProgressErasesItself)
+{
+    Log::m_level = Log::LevelNotice;
+    Log::m_ioPipeMask = 7;
+    EXPECT_EQ(OnConsole([] { PrintMessageAndBackspaces("50 %"); }), "50 %\b\b\b\b");
+    EXPECT_EQ(InFile(), "");
+    EXPECT_THAT(s_toDebugger, IsEmpty());
+    EXPECT_EQ(Log::m_ioPipeMask, 7U);
 }
 
 } // namespace

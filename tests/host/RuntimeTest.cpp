@@ -1,5 +1,8 @@
 #include "Core/BasicException.h"
+#include "Core/StdioWriter.h"
+#include "Playback/PlaybackEnvironment.h"
 #include "Util/Time.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +17,40 @@ TEST(Runtime, ExceptionCrossesTheLibraries)
         EXPECT_NE(dynamic_cast<const Core::BasicException*>(&exception), nullptr);
         EXPECT_STREQ(exception.what(), "Unrecognized timer resolution.");
     }
+}
+
+TEST(Runtime, PlaybackEnvironmentIsMadeOnce)
+{
+    using Playback::PlaybackEnvironment;
+    PlaybackEnvironment& environment = PlaybackEnvironment::Instance();
+    EXPECT_EQ(PlaybackEnvironment::m_pInstance, &environment);
+    environment.m_opaqueScreenshots = true;
+    EXPECT_TRUE(PlaybackEnvironment::Instance().m_opaqueScreenshots);
+    environment.InitDefaultSettings();
+    EXPECT_FALSE(environment.m_opaqueScreenshots);
+}
+
+TEST(Runtime, StdioWriter)
+{
+    const TestSupport::TemporaryFolder folder;
+    const std::string name = folder.File("file");
+    {
+        Core::StdioWriter writer(name, false, false);
+        EXPECT_EQ(writer.Write("x"), 1U) << "not open";
+        EXPECT_EQ(writer.Open(), 0U);
+        EXPECT_EQ(writer.Open(), 0U);
+        EXPECT_EQ(writer.Write("one"), 0U);
+        EXPECT_EQ(TestSupport::ReadFile(name), "") << "held back";
+    }
+    Core::StdioWriter afresh(name, true, true);
+    EXPECT_EQ(TestSupport::ReadFile(name), "one") << "until it is opened";
+    EXPECT_EQ(afresh.Open(), 0U);
+    EXPECT_EQ(TestSupport::ReadFile(name), "");
+
+    EXPECT_EQ(Core::StdioWriter(folder.Path(), true, true).Open(), 1U);
+    Core::StdioWriter full("/dev/full", true, true);
+    EXPECT_EQ(full.Open(), 0U);
+    EXPECT_EQ(full.Write("x"), 1U) << "a full disk";
 }
 
 } // namespace
