@@ -84,6 +84,9 @@ void Unpack(Util::Compressor& compressor, std::istream& in, std::ostream& out)
             throw Damage(number);
         }
         if (header.rawSize == 0 && header.storedSize == 0 && header.checksum == 0) {
+            if (in.peek() != std::istream::traits_type::eof()) {
+                throw Damage(number); // a header that was lost is zeros as well, but not the end
+            }
             return;
         }
         // Nothing in the file is believed before it is checked; Decode stays inside the capacity that it is
@@ -118,6 +121,13 @@ int main(int argc, char** argv)
     }
 
     const std::string partName = arguments[4] + ".part"; // what was in OUT is lost only to a whole file
+    const auto existing = std::filesystem::symlink_status(arguments[4]);
+    std::error_code ignored; // neither need exist
+    if (std::filesystem::equivalent(arguments[3], partName, ignored) ||
+        (std::filesystem::exists(existing) && !std::filesystem::is_regular_file(existing))) {
+        std::fprintf(stderr, "CompressedFile: %s cannot be replaced\n", arguments[4].c_str());
+        return 1;
+    }
     try {
         std::ifstream in(arguments[3], std::ios::binary);
         if (!in) {
