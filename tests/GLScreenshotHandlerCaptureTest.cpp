@@ -55,22 +55,6 @@ TEST_F(CaptureTest, WindowSurface)
     EXPECT_THAT(LogTexts(), testing::IsEmpty());
 }
 
-TEST_F(CaptureTest, AWindowSurfaceOfFloats)
-{
-    const GLContext context({.width = Width,
-                             .height = Height,
-                             .redBits = 16,
-                             .greenBits = 16,
-                             .blueBits = 16,
-                             .alphaBits = 16,
-                             .isFloat = true});
-    DrawQuadrants(Width, Height);
-    const GLState before = GLState::Now();
-    EXPECT_EQ(Take(GL_COLOR_BUFFER_BIT), 0U);
-    EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-    EXPECT_EQ(Compare("shot.png", Width, Height, ColorOfQuadrants()), "");
-}
-
 TEST_F(CaptureTest, TheWalkOverColourAttachments)
 {
     struct Row

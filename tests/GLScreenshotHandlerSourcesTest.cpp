@@ -40,7 +40,18 @@ TEST_F(SourcesTest, WindowSurfaces)
         const char* name;
         GLContext::Options options;
     };
+    constexpr GLContext::Options Floats{.width = 64,
+                                        .height = 48,
+                                        .redBits = 16,
+                                        .greenBits = 16,
+                                        .blueBits = 16,
+                                        .alphaBits = 16,
+                                        .isFloat = true};
+    GLContext::Options floatSamples = Floats;
+    floatSamples.samples = 4;
     const std::vector<Row> rows{
+        {"floats", Floats},
+        {"floats, 4 samples", floatSamples},
         {"24/8", {.width = 64, .height = 48}},
         {"24/8, 4 samples", {.width = 64, .height = 48, .samples = 4}},
         {"no alpha, 4 samples", {.width = 64, .height = 48, .alphaBits = 0, .samples = 4}},
@@ -88,6 +99,8 @@ TEST_F(SourcesTest, ColourAttachments)
                                                      {GL_RGB10_A2, "rgba"},
                                                      {GL_SRGB8_ALPHA8, "rgba"},
                                                      {GL_R8, "r"},
+                                                     {GL_RGBA16_EXT, "rgba"},
+                                                     {GL_RG16_EXT, "rg"},
                                                      {GL_RG16F, "rg"},
                                                      {GL_RGBA16F, "rgba"},
                                                      {GL_RGBA32F, "rgba"},

@@ -92,6 +92,20 @@ TEST_F(ThumbnailTest, AnSrgbSourceLooksTheSameAtBothSizes)
     ExpectBothSizes(Kind::Color, SourceWidth, SourceHeight, {Encoded, Encoded, Encoded, Encoded});
 }
 
+TEST_F(ThumbnailTest, ADarkSrgbWindowStaysAsDark)
+{
+    for (const int alphaBits : {8, 0}) {
+        const GLContext context(
+            {.width = 64, .height = 48, .alphaBits = alphaBits, .samples = 4, .isSrgb = true});
+        glClearColor(0.0012F, 0.0025F, 0.0045F, 1.0F);
+        glClear(GL_COLOR_BUFFER_BIT);
+        for (const bool isThumbnail : {false, true}) {
+            EXPECT_EQ(isThumbnail ? Thumbnail(Kind::Color, 16, 12) : TakeOne(Kind::Color), 0U);
+            EXPECT_EQ(LoadImage(m_folder.File("shot.png")).At(8, 6), (Pixel{4, 8, 14, 255})) << alphaBits;
+        }
+    }
+}
+
 /// A component of the picture that the next test scales: smooth, different in both directions.
 std::uint8_t Pattern(int x, int y, int component)
 {
@@ -191,6 +205,7 @@ TEST_F(ThumbnailTest, OddSources)
         {"1 x 1", texture(GL_RGBA8, GL_COLOR_ATTACHMENT0, 1, 1), {0, 4, 4}},
         {"1 x 4096", texture(GL_RGBA8, GL_COLOR_ATTACHMENT0, 1, 4096), {0, 4, 4}},
         {"4096 x 1 of depth", texture(GL_DEPTH_COMPONENT16, GL_DEPTH_ATTACHMENT, 4096, 1), {3, 1, 4}},
+        {"a strip of floats", texture(GL_RGBA16F, GL_COLOR_ATTACHMENT0, 1024, 2), {0, 4, 4}},
         {"attachment 1 alone", texture(GL_RGBA8, GL_COLOR_ATTACHMENT1, 8, 8), {3, 4, 4}},
     };
     const GLContext context({.width = 8, .height = 8});

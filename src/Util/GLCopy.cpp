@@ -32,6 +32,15 @@ ImageLayout LayoutOf(GLenum internalFormat, GLenum otherType)
     return {internalFormat, format != 0 ? format : internalFormat, type != 0 ? type : otherType};
 }
 
+ImageLayout ColorLayoutOf(GLenum internalFormat)
+{
+    ImageLayout layout = LayoutOf(internalFormat, GL_UNSIGNED_BYTE);
+    if (layout.format == internalFormat && !IsUnsizedInternalFormat(internalFormat)) {
+        layout.type = GL_NONE; // of an extension that the tables leave out, e.g. `GL_EXT_texture_norm16`
+    }
+    return layout;
+}
+
 void DefineTexture(GLuint texture, const ImageLayout& layout, Size size)
 {
     GL::BindTexture(GL_TEXTURE_2D, texture);
@@ -43,9 +52,14 @@ void DefineTexture(GLuint texture, const ImageLayout& layout, Size size)
     // of 31 bits. Without storage the texture makes its framebuffer incomplete, which is the error that
     // counts.
     const GLint limit = GetInteger(GL_MAX_TEXTURE_SIZE);
-    if (size.width <= limit && size.height <= limit) {
+    if (size.width > limit || size.height > limit) {
+        return;
+    }
+    if (layout.type != GL_NONE) {
         GL::TexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(layout.internalFormat), size.width, size.height,
                        0, layout.format, layout.type, nullptr);
+    } else if (HasEntryPoints(GL::TexStorage2D)) {
+        GL::TexStorage2D(GL_TEXTURE_2D, 1, layout.internalFormat, size.width, size.height);
     }
 }
 

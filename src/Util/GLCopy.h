@@ -17,13 +17,17 @@ struct ImageLayout
 {
     GLenum internalFormat;
     GLenum format;
-    GLenum type;
+    GLenum type; ///< `GL_NONE`: the internal format alone says it, as `glTexStorage2D` takes it
 };
 
 /// @param internalFormat  sized
 /// @param otherType       type where the format tables know none for the format
 /// @return the layout with which a texture of this format is defined
 ImageLayout LayoutOf(GLenum internalFormat, GLenum otherType);
+
+/// @param internalFormat  of a colour buffer, sized or not, known to the format tables or not
+/// @return the layout with which a texture of this format is defined
+ImageLayout ColorLayoutOf(GLenum internalFormat);
 
 /// Binds a texture to `GL_TEXTURE_2D`, gives it nearest filtering and, unless its size exceeds
 /// `GL_MAX_TEXTURE_SIZE`, one level of storage.

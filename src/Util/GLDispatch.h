@@ -74,6 +74,7 @@
     entry(224, BindSampler, PFNGLBINDSAMPLERPROC)                                                 \
     entry(236, PauseTransformFeedback, PFNGLPAUSETRANSFORMFEEDBACKPROC)                           \
     entry(237, ResumeTransformFeedback, PFNGLRESUMETRANSFORMFEEDBACKPROC)                         \
+    entry(243, TexStorage2D, PFNGLTEXSTORAGE2DPROC)                                               \
     entry(252, GetFramebufferParameteriv, PFNGLGETFRAMEBUFFERPARAMETERIVPROC)                     \
     entry(308, GetTexLevelParameteriv, PFNGLGETTEXLEVELPARAMETERIVPROC)                          
 

@@ -24,7 +24,8 @@ namespace Util {
 /// binding whose object another context has deleted meanwhile comes back to an empty object of that name; the
 /// window surface is read through the surface current for drawing, which must also be the one current for
 /// reading; in a context without error reporting (`GL_KHR_no_error`) a copy that the driver refuses cannot be
-/// noticed.
+/// noticed; conditional rendering in progress (`GL_NV_conditional_render`) may leave thumbnails, depth and
+/// stencil without content.
 class UTIL_EXPORT GLScreenshotHandler : public ScreenshotWriter
 {
 public:
@@ -60,13 +61,13 @@ public:
     /// Captures one attachment of the framebuffer object bound for drawing, which must be bound for reading
     /// too.
     ///
-    /// Renderbuffers and textures of every target: 2D, cube map, 3D, 2D array and their multisample forms, at
-    /// any level, face and layer.
+    /// Renderbuffers, and 2D, cube map, 3D and 2D array textures at any level, face and layer; multisampled
+    /// ones are resolved.
     ///
     /// @param fileName    path without extension; "_color" and the number, "_depth" or "_stencil" is added
     /// @param attachment  `GL_COLOR_ATTACHMENT0` + i, `GL_DEPTH_ATTACHMENT` or `GL_STENCIL_ATTACHMENT`
     /// @return 0; 1 when nothing is attached, the object is gone, or its format cannot be shown (integer
-    ///         colours); the status of `WriteScreenshot`
+    ///         colours), or the driver refuses to resolve its samples; the status of `WriteScreenshot`
     /// @note GL errors that were pending are consumed. A read that the driver refuses (an incomplete
     ///       framebuffer object, say) gives a black picture and a warning.
     std::uint32_t TakeScreenshotFBO(const std::string& fileName, std::uint32_t attachment);

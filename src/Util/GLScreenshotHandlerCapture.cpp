@@ -190,9 +190,11 @@ std::uint32_t GLScreenshotHandler::WriteMultisampledColorBuffer(const std::strin
     ColorTarget resolved;
     const SavedBindings saved;
     const Size size{width, height};
-    const ImageLayout layout = LayoutOf(static_cast<GLenum>(internalFormat), GL_UNSIGNED_BYTE);
+    const ImageLayout layout = ColorLayoutOf(static_cast<GLenum>(internalFormat));
     if (resolved.CopyFrom(saved.DrawFramebuffer(), readBuffer, size, layout, size, GL_NEAREST) !=
         GL_NO_ERROR) {
+        UTIL_LOG(Core::Log::LevelWarning, "The driver refused to resolve the samples of %s",
+                 fileName.c_str());
         return StatusFailure;
     }
     GL::BindFramebuffer(GL_READ_FRAMEBUFFER, resolved.Framebuffer());

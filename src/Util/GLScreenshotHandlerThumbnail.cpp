@@ -147,6 +147,7 @@ struct ColorSource
     GLint framebuffer = 0;
     bool isMultisampled = false;
     bool isSrgb = false;
+    bool isFloat = false;
 };
 
 ColorSource DescribeColorSource()
@@ -168,10 +169,16 @@ ColorSource DescribeColorSource()
     source.isMultisampled = sampleBuffers > 0 || defaultSamples > 0 || source.image.samples > 0;
 
     if (source.image.width != 0 && source.image.height != 0) {
-        GLint encoding = GL_LINEAR;
-        GL::GetFramebufferAttachmentParameteriv(GL_DRAW_FRAMEBUFFER, DefaultReadBuffer(source.framebuffer),
-                                                GL_FRAMEBUFFER_ATTACHMENT_COLOR_ENCODING, &encoding);
-        source.isSrgb = encoding == GL_SRGB;
+        const auto get = [point = DefaultReadBuffer(source.framebuffer)](GLenum name) {
+            GLint value = GL_NONE;
+            GL::GetFramebufferAttachmentParameteriv(GL_DRAW_FRAMEBUFFER, point, name, &value);
+            return value;
+        };
+        source.isSrgb = get(GL_FRAMEBUFFER_ATTACHMENT_COLOR_ENCODING) == GL_SRGB;
+        source.isFloat = get(GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE) == GL_FLOAT;
+        if (source.framebuffer == 0 && source.isFloat) {
+            source.image.redType = GL_FLOAT; // `EGL_EXT_pixel_format_float`
+        }
     }
     return source;
 }
@@ -187,10 +194,10 @@ ImageLayout ResolveLayout(const ColorSource& source)
             bits(image.redSize), bits(image.greenSize), bits(image.blueSize), bits(image.alphaSize),
             bits(image.redType), bits(image.greenType), bits(image.blueType), bits(image.alphaType));
     }
-    if (source.isSrgb && internalFormat == GL_RGBA8) {
+    if (source.isSrgb && (internalFormat == GL_RGBA8 || internalFormat == GL_RGB8)) {
         internalFormat = GL_SRGB8_ALPHA8; // a window surface tells its component sizes alone
     }
-    return LayoutOf(internalFormat, GL_UNSIGNED_BYTE);
+    return ColorLayoutOf(internalFormat);
 }
 
 /// Layout of the thumbnail. A blit converts between linear and sRGB values, and what is read back should look
@@ -295,6 +302,7 @@ std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnail(const std::string& fi
         error = scaled.CopyFrom(framebuffer, buffer, sourceSize, ThumbnailLayout(source), size, GL_LINEAR);
     }
 
+    GLenum type = GL_UNSIGNED_BYTE;
     packed.emplace();
     if (sourceSize.width < 0 || sourceSize.height < 0) {
         return StatusFailure;
@@ -306,22 +314,23 @@ std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnail(const std::string& fi
         // Samples and views of a framebuffer object cannot be read, only their copy. The window surface can.
         GL::BindFramebuffer(GL_READ_FRAMEBUFFER, source.framebuffer == 0 ? 0 : framebuffer);
         size = sourceSize;
+        type = source.isFloat ? GL_FLOAT : type; // floats cannot be read as bytes
     }
 
     const auto columns = static_cast<std::uint32_t>(size.width);
     const auto rows = static_cast<std::uint32_t>(size.height);
-    const PixelBuffer pixels = AllocatePixels(columns, rows, GetPitch(GL_RGBA, GL_UNSIGNED_BYTE));
+    const PixelBuffer pixels = AllocatePixels(columns, rows, GetPitch(GL_RGBA, type));
     if (!pixels) {
         return StatusFailure;
     }
     {
         const SelectedReadBuffer selected(readBuffer);
-        GL::ReadPixels(0, 0, size.width, size.height, GL_RGBA, GL_UNSIGNED_BYTE, pixels.get());
+        GL::ReadPixels(0, 0, size.width, size.height, GL_RGBA, type, pixels.get());
     }
     if (GL::GetError() != GL_NO_ERROR) {
         return StatusFailure;
     }
-    return WriteScreenshot(fileName, columns, rows, pixels.get(), GL_RGBA, GL_UNSIGNED_BYTE);
+    return WriteScreenshot(fileName, columns, rows, pixels.get(), GL_RGBA, type);
 }
 
 std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnailDepth(const std::string& fileName,

@@ -82,7 +82,10 @@ GLContext::GLContext(const Options& options) : m_display(SurfacelessDisplay())
     if (!eglBindAPI(EGL_OPENGL_ES_API)) {
         Fail("eglBindAPI");
     }
-    const EGLint size[] = {EGL_WIDTH, options.width, EGL_HEIGHT, options.height, EGL_NONE};
+    const EGLint size[] = {
+        EGL_WIDTH,      options.width,     EGL_HEIGHT,
+        options.height, EGL_GL_COLORSPACE, options.isSrgb ? EGL_GL_COLORSPACE_SRGB : EGL_GL_COLORSPACE_LINEAR,
+        EGL_NONE};
     m_surface = eglCreatePbufferSurface(m_display, config, size);
     if (m_surface == EGL_NO_SURFACE) {
         Fail("eglCreatePbufferSurface");

@@ -25,6 +25,7 @@ public:
         int stencilBits = 8;
         int samples = 0;
         bool isFloat = false; ///< colour of `EGL_EXT_pixel_format_float`
+        bool isSrgb = false;  ///< encodes linear colours, see `EGL_KHR_gl_colorspace`
         bool debug = false;   ///< a debug context, which reports through `glDebugMessageCallback`
     };
 
