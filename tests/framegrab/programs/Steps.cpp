@@ -7,6 +7,7 @@
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
 #include <GLES3/gl31.h>
+#include <GLES2/gl2ext.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -57,17 +58,18 @@ EGLSurface MakeSurface(EGLConfig config)
 }
 
 /// Makes a context current on an off-screen surface of its own; none other is needed to swap.
-void MakeContext(const std::string&)
+void MakeContext(const std::string& kind)
 {
     if (s_display == EGL_NO_DISPLAY) {
         s_display = eglGetPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
         Require(eglInitialize(s_display, nullptr, nullptr), "eglInitialize");
     }
-    eglBindAPI(EGL_OPENGL_ES_API);
+    const bool isGL = kind == "gl";
+    eglBindAPI(isGL ? EGL_OPENGL_API : EGL_OPENGL_ES_API);
     const EGLint wanted[]{EGL_SURFACE_TYPE,
                           EGL_PBUFFER_BIT,
                           EGL_RENDERABLE_TYPE,
-                          EGL_OPENGL_ES3_BIT,
+                          isGL ? EGL_OPENGL_BIT : EGL_OPENGL_ES2_BIT,
                           EGL_ALPHA_SIZE,
                           8,
                           EGL_DEPTH_SIZE,
@@ -78,7 +80,7 @@ void MakeContext(const std::string&)
     EGLConfig config = nullptr;
     EGLint count = 0;
     Require(eglChooseConfig(s_display, wanted, &config, 1, &count) && count == 1, "eglChooseConfig");
-    const EGLint version[]{EGL_CONTEXT_MAJOR_VERSION, 3, EGL_NONE};
+    const EGLint version[]{EGL_CONTEXT_MAJOR_VERSION, isGL || kind == "es2" ? 2 : 3, EGL_NONE};
     EGLContext context = eglCreateContext(s_display, config, EGL_NO_CONTEXT, version);
     t_surface = MakeSurface(config);
     Require(eglMakeCurrent(s_display, t_surface, t_surface, context), "eglMakeCurrent");
@@ -213,13 +215,25 @@ void BindForReading(const std::string& number)
 /// Makes attachments what the text says.
 void AttachTexture(const std::string& what)
 {
+    if (what == "third") {
+        Attach(GL_COLOR_ATTACHMENT2, MakeTexture(GL_RGBA8), 0);
+        const GLenum firstAndThird[]{GL_COLOR_ATTACHMENT0, GL_NONE, GL_COLOR_ATTACHMENT2};
+        glDrawBuffers(3, firstAndThird);
+        return;
+    }
     Attach(GL_COLOR_ATTACHMENT0, what == "same" ? t_target.color : MakeTexture(GL_RGBA8), 0);
 }
 
-void Invalidate(const std::string&)
+void Invalidate(const std::string& way)
 {
     const GLenum color = GL_COLOR_ATTACHMENT0;
-    glInvalidateFramebuffer(GL_FRAMEBUFFER, 1, &color);
+    if (way == "discard") {
+        const auto discard = Proc<PFNGLDISCARDFRAMEBUFFEREXTPROC>("glDiscardFramebufferEXT");
+        Require(discard, "glDiscardFramebufferEXT");
+        discard(GL_FRAMEBUFFER, 1, &color);
+    } else {
+        glInvalidateFramebuffer(GL_FRAMEBUFFER, 1, &color);
+    }
 }
 
 /// Draws a white triangle that covers everything.
@@ -280,15 +294,15 @@ struct Step
 
 /// "name" or "name:value"
 const Step Steps[]{
-    {"context", &MakeContext},
-    {"find", &FindSwap},  // dlsym, default, program, proc, proc-of-dlsym, damage-khr, damage-ext
-    {"find-gl", &FindGL}, // dlsym, proc
-    {"clear", &Clear},    // RRGGBBAA
+    {"context", &MakeContext}, // of OpenGL ES 3; "es2" of OpenGL ES 2, "gl" of desktop GL
+    {"find", &FindSwap},       // dlsym, default, program, proc, proc-of-dlsym, damage-khr, damage-ext
+    {"find-gl", &FindGL},      // dlsym, proc
+    {"clear", &Clear},         // RRGGBBAA
     {"triangle", &DrawTriangle},
     {"bind", &BindTarget}, // a number; 0 for the surface
     {"bind-read", &BindForReading},
-    {"attach", &AttachTexture}, // the same or a new one
-    {"invalidate", &Invalidate},
+    {"attach", &AttachTexture},  // the same or a new one, or a third one beside the first
+    {"invalidate", &Invalidate}, // "discard" with the extension's call
     {"delete", [](const std::string&) { glDeleteFramebuffers(1, &t_target.framebuffer); }},
     {"error", [](const std::string&) { glEnable(GL_NONE); }},
     {"quadrants", [](const std::string&) { TestSupport::DrawQuadrants(Width, Height); }},

@@ -1,0 +1,455 @@
+"""framegrab on packaged programs, and on small ones that do what these do not."""
+
+import os
+import re
+import signal
+import subprocess
+from collections import Counter
+from datetime import datetime, timezone
+from urllib.parse import quote
+
+import pytest
+from harness import (FRAMEGRAB, PLUGIN, STATIC, STEPS, Page, cases, colors, command, finish, grab, log,
+                     on_terminal, picture, pictures, run, started, wait_for)
+from PIL import ImageGrab
+
+RED, GREEN, BLUE = (255, 0, 0, 255), (0, 255, 0, 255), (0, 0, 255, 255)
+WHITE = (255, 255, 255, 255)
+DEPTH, STENCIL = (51, 51, 51, 255), (7, 7, 7, 255)  # what the step "clear" leaves
+
+
+# -- Packaged programs --------------------------------------------------------------------------------------
+
+@pytest.fixture(scope="session")
+def display():
+    words = ["Xvfb", "-displayfd", "1", "-screen", "0", "1280x1024x24", "-noreset", "-nolisten", "tcp"]
+    with started(words, stderr=subprocess.DEVNULL) as server:
+        os.environ["DISPLAY"] = ":" + server.stdout.readline().decode().strip()
+        yield os.environ["DISPLAY"]
+        server.terminate()  # it takes its files away
+        server.wait()
+
+
+def shown(display, title):
+    """Size and pixels of a window as the display shows it."""
+    window = subprocess.run(["xwininfo", "-name", title], capture_output=True, text=True).stdout
+    if "IsViewable" not in window:
+        return None
+    left, top, width, height = (int(re.search(rf"{name}: +(\d+)", window)[1]) for name in
+                                ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height"))
+    image = ImageGrab.grab((left, top, left + width, top + height), xdisplay=display)
+    return image.size, image.tobytes()
+
+
+@pytest.mark.parametrize("options", ["-png fast", "-png small", "-format bmp"])
+def test_picture_is_what_the_screen_shows(display, tmp_path, options):
+    with started(command(tmp_path, f"{options} -loglevel 3", ["es2tri"])) as framegrab:
+        assert wait_for(lambda: "frame 1 captured" in log(tmp_path))
+        [name] = pictures(tmp_path)
+        image = picture(tmp_path / name, "RGB")
+        assert wait_for(lambda: shown(display, "OpenGL ES 2.x tri") == (image.size, image.tobytes()))
+        assert len(colors(tmp_path / name)) > 1000
+
+        # It has swapped once and waits for events; nothing ends it but a signal.
+        framegrab.terminate()
+        outcome = finish(framegrab)
+    assert outcome.status == 128 + signal.SIGTERM
+    assert "framegrab: es2tri was killed by signal 15" in outcome.said
+    assert f"{name}  300x300  {(tmp_path / name).stat().st_size} bytes\n" in outcome.said
+
+
+def test_small_png_files_are_smaller_than_those_of_the_fast_default(display, tmp_path):
+    sizes = []
+    for option in ("", "-png fast", "-png small"):
+        assert grab(tmp_path, f"-quit {option}", ["es2tri"]).status == 0
+        sizes.append((tmp_path / "frame000001.png").stat().st_size)
+    assert sizes[0] == sizes[1] > sizes[2]
+
+
+@pytest.mark.parametrize("stencil", ["8", "0"])
+def test_depth_and_stencil_of_a_program_that_opens_egl_itself(display, tmp_path, stencil):
+    program = f"glmark2-es2 -b build -s 320x240 --visual-config depth=24:stencil={stencil}"
+    outcome = grab(tmp_path, "-frames 1,5 -buffers color,depth,stencil -quit -timeout 100", program.split())
+    assert outcome.status == 0, outcome.errors
+    assert "glmark2 2" in outcome.output
+    assert outcome.said.count("the surface has no stencil buffer") == (stencil == "0")
+    suffixes = ["", "_depth", "_stencil"] if stencil == "8" else ["", "_depth"]
+    assert pictures(tmp_path) == [f"frame00000{i}{suffix}.png" for i in "15" for suffix in suffixes]
+    for name in ("frame000001.png", "frame000005.png", "frame000005_depth.png"):
+        assert picture(tmp_path / name).size == (320, 240)
+        assert len(colors(tmp_path / name)) > 50, name
+    if stencil == "8":
+        assert colors(tmp_path / "frame000005_stencil.png") == {(0, 0, 0, 255)}
+
+
+def test_timeout_of_frames_without_an_end_leaves_no_half_picture(display, tmp_path):
+    # Encoded slowly, so that most of the time there is one on its way.
+    program = "glmark2-es2 -b build:duration=60 -s 800x600".split()
+    outcome = grab(tmp_path, "-frames 2- -quit -timeout 4 -png small", program)
+    assert outcome.status == 0, outcome.errors
+    assert "framegrab: ending glmark2-es2 after 4 seconds\n" in outcome.said
+    assert f"framegrab: {len(pictures(tmp_path))} file" in outcome.said
+    assert {picture(tmp_path / name).size for name in pictures(tmp_path)} == {(800, 600)}
+
+
+def test_many_frames_in_a_folder_with_the_programs_name_and_the_time(display, tmp_path):
+    start = datetime.now(timezone.utc).replace(microsecond=0)
+    program = "glmark2-es2 -b build:duration=60 -s 320x240".split()
+    words = command(None, "-frames 1-300 -quit -loglevel 3", program)
+    with on_terminal(words, cwd=tmp_path, env=os.environ | {"TZ": "ELSEWHERE-7"}) as terminal:
+        assert terminal.wait() == 0, terminal.screen()
+        assert re.search(r"framegrab: \d+ of 300 frames, \d+ files?, \d+ bytes\x08+", terminal.written())
+        assert " of 300 frames" not in terminal.screen()
+        assert "framegrab: 300 files, " in terminal.screen()
+    [folder] = tmp_path.iterdir()
+    stamp = datetime.strptime(folder.name + "+0000", "glmark2-es2-%Y%m%dT%H%M%SZ%z")
+    assert start <= stamp <= datetime.now(timezone.utc)
+    assert pictures(folder) == [f"frame{i:06}.png" for i in range(1, 301)]
+    assert log(folder).count(" captured in ") == 300
+
+
+# -- Where a swap can come from -----------------------------------------------------------------------------
+
+@cases("program, steps", {
+    "linked": (STEPS, "context"),
+    "dlsym": (STEPS, "context find:dlsym"),
+    "dlsym in all libraries": (STEPS, "context find:default"),
+    "dlsym in the program": (STEPS, "context find:program"),
+    "eglGetProcAddress": (STEPS, "context find:proc"),
+    "eglGetProcAddress found by dlsym": (STEPS, "context find:proc-of-dlsym"),
+    "with damage, KHR": (STEPS, "context find:damage-khr"),
+    "with damage, EXT": (STEPS, "context find:damage-ext"),
+    "linked by a plugin": (PLUGIN, "context"),
+    "dlsym in a plugin": (PLUGIN, "context find:dlsym"),
+    "eglGetProcAddress in a plugin": (PLUGIN, "context find:proc"),
+    "after all files were closed": (STEPS, "close-files context swap:0 close-files"),
+    "from another folder": (STEPS, "chdir:/ context"),
+})
+def test_sees_every_swap(tmp_path, program, steps):
+    steps += " clear:ff0000ff swap clear:0000ffff swap clear:ff0000ff swap"
+    outcome = grab(tmp_path, "-frames 2", [program, *steps.split()])
+    assert outcome.status == 0, outcome.errors
+    assert outcome.output == ""
+    assert pictures(tmp_path) == ["frame000002.png"]
+    assert colors(tmp_path / "frame000002.png") == {BLUE}
+
+
+def test_leaves_other_lookups_alone(tmp_path):
+    # What comes next depends on which library asks.
+    outcome = grab(tmp_path, "", "print-answer context swap", env=os.environ | {"LD_PRELOAD": "libm.so.6"})
+    assert outcome.status == 0, outcome.errors
+    assert outcome.output == "42"
+
+
+def test_captures_the_surface_and_leaves_the_bindings(tmp_path):
+    steps = "clear:ff0000ff bind:1 bind:2 bind:1 bind-read:2 clear:00ff00ff swap print-bindings"
+    outcome = grab(tmp_path, "-buffers color,depth,stencil", f"context {steps}")
+    assert outcome.status == 0, outcome.errors
+    assert outcome.output == "draw 1 read 2 error 0\n"
+    assert colors(tmp_path / "frame000001.png") == {RED}
+    assert colors(tmp_path / "frame000001_depth.png") == {DEPTH}
+    assert colors(tmp_path / "frame000001_stencil.png") == {STENCIL}
+
+
+@pytest.mark.parametrize("option, alpha", [("", 128), ("-opaque", 255)])
+def test_keeps_alpha_or_makes_it_opaque(tmp_path, option, alpha):
+    assert grab(tmp_path, option, "context clear:00ff0080 swap").status == 0
+    assert colors(tmp_path / "frame000001.png") == {(0, 255, 0, alpha)}
+
+
+@pytest.mark.parametrize("option", ["", "-targets"])
+def test_threads_that_swap_at_the_same_time_share_the_count(tmp_path, option):
+    outcome = grab(tmp_path, f"-frames 1-12 {option}", "context threads:4")
+    assert outcome.status == 0, outcome.errors
+    found = Counter(("target" in name, *colors(tmp_path / name)) for name in pictures(tmp_path))
+    assert found == {(kind, color): 4 for kind in {False, bool(option)} for color in (RED, GREEN, BLUE)}
+
+
+@cases("program", {
+    "a script's two programs": ["sh", "-c", f"{STEPS} context clear:ff0000ff swap; {STEPS} context swap"],
+    "a fork": "fork context clear:ff0000ff swap",
+    "a fork of a process that has swapped": "context clear:ff0000ff swap fork context swap",
+})
+def test_processes_that_swap_write_files_of_their_own(tmp_path, program):
+    outcome = grab(tmp_path, "", program)
+    assert outcome.status == 0, outcome.errors
+    assert pictures(tmp_path) == ["frame000001-p2.png", "frame000001.png"]
+    assert colors(tmp_path / "frame000001.png") == {RED}
+    assert "framegrab: 2 files" in outcome.said
+
+
+@cases("steps, env, said", {
+    "OpenGL ES 2.0": ("context:es2", {"MESA_GLES_VERSION_OVERRIDE": "2.0"}, 'this context is "OpenGL ES 2.0'),
+    "desktop GL": ("context:gl", {}, "only OpenGL ES 3.0 and later is captured, and this context is"),
+})
+def test_says_once_what_cannot_be_captured(tmp_path, steps, env, said):
+    outcome = grab(tmp_path, "-frames 1-3", f"{steps} swap:3", env=os.environ | env)
+    assert outcome.status == 1
+    assert outcome.said.count(said) == 1
+    assert "not captured whole: frames 1-3\n" in outcome.said
+    assert pictures(tmp_path) == []
+
+
+# -- Render targets -----------------------------------------------------------------------------------------
+
+@cases("steps, targets", {
+    "binds another one": ("bind:1 clear:ff0000ff bind:0 clear:0000ffff", [RED]),
+    "shows the frame": ("bind:1 clear:ff0000ff", [RED]),
+    "two in turn": ("bind:1 clear:ff0000ff bind:2 clear:00ff00ff bind:1 clear:0000ffff", [RED, GREEN, BLUE]),
+    "not drawn into": ("bind:1 bind:2 bind:0 clear:0000ffff bind:1", []),
+    "not drawn into again": ("bind:1 clear:ff0000ff bind:0 bind:1 bind:0", [RED]),
+    "binds the same one": ("bind:1 clear:ff0000ff bind:1 clear:00ff00ff", [GREEN]),
+    "makes another context current": ("bind:1 clear:ff0000ff context", [RED]),
+    "invalidates": ("bind:1 clear:ff0000ff invalidate bind:0", [RED]),
+    "discards": ("bind:1 clear:ff0000ff invalidate:discard bind:0", [RED]),
+    "invalidates before it draws": ("bind:1 invalidate clear:ff0000ff", [RED]),
+    "attaches another texture": ("bind:1 clear:ff0000ff attach:new clear:00ff00ff", [RED, GREEN]),
+    "attaches the same texture": ("bind:1 clear:ff0000ff attach:same clear:00ff00ff", [GREEN]),
+    "deletes it": ("bind:1 clear:ff0000ff delete:framebuffer", [RED]),
+    "draws": ("bind:1 triangle", [WHITE]),
+    "finds functions with dlsym": ("find-gl:dlsym bind:1 clear:ff0000ff bind:0", [RED]),
+    "with eglGetProcAddress": ("find-gl:proc bind:1 clear:ff0000ff bind:0", [RED]),
+})
+def test_captures_a_target_when_the_program_is_done_with_it(tmp_path, steps, targets):
+    outcome = grab(tmp_path, "-targets", f"context {steps} swap")
+    assert outcome.status == 0, outcome.errors
+    files = [f"frame000001_target0{i + 1}_color0.png" for i in range(len(targets))]
+    assert pictures(tmp_path) == ["frame000001.png", *files]
+    assert [colors(tmp_path / name) for name in files] == [{color} for color in targets]
+    assert all(f"{name}  " in outcome.said for name in files)
+
+
+@cases("buffers, suffixes", {
+    "colours, with a gap between": ("color", {"target01_color0": RED, "target01_color2": RED,
+                                              "target02_color0": BLUE}),
+    "depth and stencil": ("depth,stencil", {"target01_depth": DEPTH, "target01_stencil": STENCIL,
+                                            "target02_depth": DEPTH, "target02_stencil": STENCIL,
+                                            "depth": DEPTH, "stencil": STENCIL}),
+})
+def test_captures_the_buffers_of_targets_that_were_asked_for(tmp_path, buffers, suffixes):
+    steps = "context clear:00ff00ff bind:1 attach:third clear:ff0000ff bind:2 clear:0000ffff bind:0 swap"
+    assert grab(tmp_path, f"-targets -buffers {buffers}", steps).status == 0
+    found = {name: colors(tmp_path / name) for name in pictures(tmp_path) if name != "frame000001.png"}
+    assert found == {f"frame000001_{suffix}.png": {color} for suffix, color in suffixes.items()}
+
+
+def test_leaves_the_programs_state_where_it_captures_a_target(tmp_path):
+    # A framebuffer for reading, an error that was not asked for, and one framebuffer after the other.
+    steps = ("context bind:1 clear:ff0000ff bind:2 bind-read:1 clear:00ff00ff error invalidate "
+             "print-bindings print-bindings swap print-bindings")
+    plain = grab(tmp_path, "", steps)
+    captured = grab(tmp_path, "-targets -buffers color,depth,stencil", steps)
+    assert captured.status == 0, captured.errors
+    assert captured.output == "draw 2 read 1 error 1280\ndraw 2 read 1 error 0\ndraw 2 read 1 error 0\n"
+    assert captured.output == plain.output
+    assert colors(tmp_path / "frame000001_target02_color0.png") == {GREEN}
+
+
+# -- Thumbnails and the contact sheet -----------------------------------------------------------------------
+
+@cases("options, width, height, count, extension", {
+    "beside the pictures": ("-thumbnail 8x8", 8, 4, 6, "png"),
+    "alone": ("-thumbnail 100x4 -thumbnail-only", 8, 4, 3, "png"),
+    "larger than the pictures": ("-thumbnail 64x64 -format bmp", 64, 32, 6, "bmp"),
+})
+def test_thumbnails_show_what_the_pictures_show(tmp_path, options, width, height, count, extension):
+    outcome = grab(tmp_path, f"{options} -buffers color,depth,stencil", "context quadrants swap")
+    assert outcome.status == 0, outcome.errors
+    assert len(pictures(tmp_path)) == count
+    # Top left, top right, bottom left, bottom right; where they meet, colours may be blended.
+    for suffix, quadrants in (("", [(0, 0, 255), (255, 255, 0), (255, 0, 0), (0, 255, 0)]),
+                              ("_depth", [(51,) * 3, (153,) * 3, (0,) * 3, (255,) * 3]),
+                              ("_stencil", [(77,) * 3, (128,) * 3, (0,) * 3, (255,) * 3])):
+        image = picture(tmp_path / f"frame000001{suffix}_thumbnail.{extension}", "RGB")
+        assert image.size == (width, height)
+        x, y = width * 3 // 8, height * 3 // 8
+        corners = [(0, 0, x, y), (width - x, 0, width, y), (0, height - y, x, height),
+                   (width - x, height - y, width, height)]
+        assert [image.crop(corner).getcolors() for corner in corners] == [[(x * y, one)] for one in quadrants]
+
+
+@cases("options, steps, headings, rows", {
+    "every frame": ("-frames 2-4", "swap:4", ["color"], [["frame000002"], ["frame000003"], ["frame000004"]]),
+    "framebuffer objects with thumbnails":
+        ("-targets -thumbnail 8x8 -buffers color,depth", "bind:1 clear:ff0000ff bind:0 swap",
+         ["target01_color0", "target01_depth", "color", "depth"],
+         [["frame000001_target01_color0", "frame000001_target01_depth", "frame000001", "frame000001_depth"]]),
+    "columns in the order of drawing": ("-targets -frames 1-2", "swap bind:1 clear:ff0000ff bind:0 swap",
+                                        ["target01_color0", "color"],
+                                        [["frame000001"], ["frame000002_target01_color0", "frame000002"]]),
+})
+def test_contact_sheet_shows_every_frame(tmp_path, options, steps, headings, rows):
+    grab(tmp_path, options, f"context {steps}")
+    page = Page(tmp_path)
+    assert page.rows[0].words == ["Frame", *headings]
+    assert [row.links for row in page.rows[1:]] == [[f"{name}.png" for name in row] for row in rows]
+    suffix = "_thumbnail" if "-thumbnail" in options else ""
+    assert [row.images for row in page.rows[1:]] == [[f"{name}{suffix}.png" for name in row] for row in rows]
+    for row in page.rows[1:]:
+        assert all((tmp_path / name).is_file() for name in row.links + row.images)
+        assert any(re.match(r"16 × 8, .*, PNG\s\d+\sbytes", text) for text in row.words)
+    assert "://" not in page.html
+
+
+def test_contact_sheet_shows_the_programs_name_as_it_is(tmp_path):
+    name = b"<i>\"it's\" & caf\xc3\xa9 %20?#\xff\x01&amp;"
+    os.symlink(os.fsencode(STEPS), os.fsencode(tmp_path) + b"/" + name)
+    assert grab(tmp_path / "out", "", [os.fsencode(tmp_path) + b"/" + name, "context", "swap"]).status == 0
+    page = Page(tmp_path / "out")
+    assert page.words.count("<i>\"it's\" & café %20?#\ufffd\ufffd&amp;") == 1
+    assert "<i>" not in page.html
+
+
+# -- The program's end --------------------------------------------------------------------------------------
+
+@cases("options, program, status, said", {
+    "a frame is missing": ("-frames 1,3", "context swap:2", 1, "not captured whole: frames 3\n"),
+    "the program fails": ("", "context swap exit:3", 3, "1 file, "),
+    "the program fails, and a frame is missing": ("", "exit:4", 4, "ended before it showed a frame"),
+    "the program is killed":
+        ("", "context swap signal:11", 139, "was killed by signal 11 (Segmentation fault)"),
+    "frames without an end, all that came": ("-frames 2-", "context swap:4", 0, "3 files, "),
+    "it shows nothing": ("", ["true"], 1, "true ended before it showed a frame through EGL\n"),
+    "it loads no library": ("", [STATIC], 1, "framegrab_static did not load framegrab's hooks"),
+    "it does not exist": ("", ["/no/such"], 127, "/no/such cannot be started: No such file"),
+    "it is no program": ("", ["/etc/passwd"], 126, "/etc/passwd cannot be started: Permission denied"),
+    "ended after the last frame": ("-quit -frames 2-9/3", "context swap:8 pause", 0, "3 files, "),
+    "the last frame never comes": ("-timeout 0.5 -frames 1-2", "context swap pause", 1,
+                                   "frame 2 has not come within 0.5 seconds; ending framegrab_linked\n"),
+    "a script ends before its program":
+        ("", ["sh", "-c", f"(sleep 0.2; exec {STEPS} context swap) & exit 0"], 0, "1 file, "),
+})
+def test_exit_status_is_the_programs_unless_that_is_zero(tmp_path, options, program, status, said):
+    folder = tmp_path / "out"
+    outcome = grab(folder, options, program)
+    assert outcome.status == status, outcome.errors
+    assert said in outcome.said
+    assert folder.exists() == (status not in (126, 127))
+
+
+def test_output_passes_through_untouched(tmp_path):
+    given = b"\0\x1b[1m\xff%s\r\n no line end"
+    outcome = grab(tmp_path, "", ["sh", "-c", "cat; printf 'an error' >&2; exit 3"], given=given)
+    assert outcome.status == 3
+    assert os.fsencode(outcome.output) == given
+    assert outcome.errors.startswith("an error")
+
+
+def test_quit_loses_no_output_and_leaves_no_process(tmp_path):
+    # A process that were left would keep its end of the output open, and grab() would wait for it.
+    outcome = grab(tmp_path, "-quit", ["sh", "-c", f"sleep 1000 & ({STEPS} print:text context swap pause)"])
+    assert outcome.status == 0, outcome.errors
+    assert outcome.output == "text"
+
+
+@cases("sent, action, status, said", {
+    "SIGINT, unhandled": (signal.SIGINT, "-", 130, "framegrab: sh was killed by signal 2"),
+    "SIGINT, handled": (signal.SIGINT, "'echo told; exit 7'", 7, "told\n"),
+    "SIGTERM, unhandled": (signal.SIGTERM, "-", 143, "framegrab: sh was killed by signal 15"),
+    "SIGTERM, handled": (signal.SIGTERM, "'echo told; exit 7'", 7, "told\n"),
+})
+def test_signals_reach_the_program(tmp_path, sent, action, status, said):
+    script = f"trap {action} INT TERM; echo ready; while :; do sleep 0.05; done"
+    with started(command(tmp_path, "", ["sh", "-c", script])) as framegrab:
+        assert framegrab.stdout.readline() == b"ready\n"
+        framegrab.send_signal(sent)
+        outcome = finish(framegrab)
+    assert outcome.status == status, outcome.errors
+    assert said in outcome.output + outcome.said
+
+
+# -- The command line ---------------------------------------------------------------------------------------
+
+@pytest.mark.parametrize("arguments, said", [
+    ([], "no program was given"),
+    (["es2tri"], '"es2tri" is not an option'),
+    (["-frobnicate", "--", "true"], 'unknown option "-frobnicate"'),
+    (["-quit=1", "--", "true"], "the option -quit takes no value"),
+    (["-frames", "1,x", "--", "true"], '-frames: "x" is neither'),
+    *((["-frames", value, "--", "true"], "-frames: ") for value in
+      ("", "9-3", "1000000000", "99999999999999999999", "1-/0", "1-9/0", "1-999999999/9999")),
+    (["-frames=-1", "--", "true"], "-frames: "),
+    (["-buffers", "color,alpha", "--", "true"], '-buffers: "alpha" is none of'),
+    (["-quit", "-frames", "5,60-/10", "--", "true"], "-quit: there is no last frame in 5,60-/10"),
+    (["-png", "best", "--", "true"], '-png: "best" is neither fast nor small'),
+    (["-thumbnail", "16385x1", "--", "true"], '-thumbnail: "16385x1" is not a size'),
+    (["-thumbnail-only", "--", "true"], "-thumbnail-only: it needs the size"),
+    (["-format", "gif", "--", "true"], '-format: "gif" is neither png nor bmp'),
+    (["-timeout", "soon", "--", "true"], '-timeout: "soon" is not a number of seconds'),
+    (["-output", "", "--", "true"], "-output: it needs the path of a folder"),
+    (["-output", 'a "b" c', "--", "true"], "the argument 'a \"b\" c' cannot be passed on"),
+    (["-output", "/etc/passwd/below", "--", "true"], "cannot be made: Not a directory"),
+    (["-output", "/proc", "--", "true"], 'the output folder "/proc" cannot be written'),
+], ids=lambda value: " ".join(value) if isinstance(value, list) else "")
+def test_refuses_a_command_line_that_it_does_not_understand(arguments, said):
+    outcome = run([FRAMEGRAB, *arguments])
+    assert outcome.status == 2
+    assert outcome.said.startswith(f"framegrab: ") and said in outcome.said.splitlines()[0]
+    assert outcome.said == outcome.errors
+
+
+@pytest.mark.parametrize("frames, captured, missing", [
+    ("1,60,100-110", [1], "60,100-110"),
+    ("5-9,1-2,3-4,20", range(1, 10), "20"),
+    ("60-100/10", [], "60-100/10"),
+    ("1-9/4,2-3", [1, 2, 3, 5, 9], ""),
+    ("2-9/3", [2, 5, 8], ""),
+    ("20,22,24,30", [], "20-24/2,30"),
+    ("8-/2,5,6", [5, 6, 8, 10, 12], ""),
+    ("7-/4,4-/3", [4, 7, 10, 11], ""),
+    ("1-999999999/10000", [1], "10001-999990001/10000"),
+])
+def test_captures_the_frames_asked_for(tmp_path, frames, captured, missing):
+    outcome = grab(tmp_path, f"-frames {frames}", "context swap:12")
+    assert pictures(tmp_path) == [f"frame{frame:06}.png" for frame in captured]
+    assert re.findall("not captured whole: frames (.*)", outcome.said) == ([missing] if missing else [])
+    assert outcome.status == bool(missing)
+
+
+def test_arguments_reach_the_program_as_they_are(tmp_path):
+    arguments = ["", "a b", '"', "it's \"c d\"", "-frames", "--", "=x", "line\nline", "%s", "\\"]
+    outcome = grab(tmp_path, "", ["printf", "[%s]", *arguments])
+    assert outcome.output == "".join(f"[{argument}]" for argument in arguments)
+
+
+@pytest.mark.parametrize("name", ["a b  c", 'say"hi"', "it's #50%", "a = b", "new/folder"])
+def test_writes_where_it_is_told_to(tmp_path, name):
+    outcome = grab(name, "", "context swap", cwd=tmp_path)
+    assert outcome.status == 0, outcome.errors
+    assert pictures(tmp_path / name) == ["frame000001.png"]
+    assert f"contact sheet: file://{quote(str(tmp_path / name))}/index.html\n" in outcome.said
+
+
+# -- The log and the terminal -------------------------------------------------------------------------------
+
+@pytest.mark.parametrize("options, logged, shown, nowhere", [
+    ("", ["status 1"], ["Screenshot failed: ", "status 1"], ["notice"]),
+    ("-loglevel 3", ["notice [application]", "notice [dll]", "notice [capture]", "Screenshot failed: "],
+     ["notice [application]", "notice [dll]", "notice [capture]", "Screenshot failed: "], []),
+    ("-loglevel 3 -logzones Capture|DLL", ["notice [dll]", "notice [capture]"],
+     ["notice [dll]", "notice [capture]"], ["[application]", "Screenshot failed"]),
+    ("-logiopipe console", [], ["Screenshot failed: ", "status 1"], []),
+    ("-logiopipe file", ["Screenshot failed: ", "status 1"], ["status 1"], []),
+], ids=lambda value: value if isinstance(value, str) else "")
+def test_logs_what_the_user_wants_where_the_user_wants_it(tmp_path, options, logged, shown, nowhere):
+    (tmp_path / "frame000002.png").mkdir()  # so that this picture cannot be written
+    outcome = grab(tmp_path, f"{options} -frames 1-3", "context swap:3")
+    assert outcome.status == 1
+    assert outcome.said == outcome.errors
+    for text, parts in ((log(tmp_path), logged), (outcome.errors, shown)):
+        assert re.search(".*".join(map(re.escape, parts)), text, re.DOTALL), text
+    assert not any(part in log(tmp_path) + outcome.errors for part in nowhere)
+    assert (tmp_path / "framegrab.log").exists() == bool(logged)
+    assert "Not captured whole: frames 2" in Page(tmp_path).words
+
+
+@pytest.mark.parametrize("frames, done", [("1,3", "1 of 2 frames, "), ("1-/2", "1 frame, ")])
+def test_shows_on_a_terminal_how_far_it_is_and_takes_that_back(tmp_path, frames, done):
+    with on_terminal(command(tmp_path, f"-frames {frames}", "context swap read swap:2")) as terminal:
+        assert wait_for(lambda: done in terminal.screen()), terminal.text
+        progress = f"framegrab: {done}1 file, {(tmp_path / 'frame000001.png').stat().st_size} bytes"
+        assert wait_for(lambda: progress + "\b" * len(progress) in terminal.written()), terminal.text
+        terminal.process.stdin.close()  # so that it goes on
+        assert terminal.wait() == 0
+        assert done not in terminal.screen()
+        assert "framegrab: 2 files, " in terminal.screen()
