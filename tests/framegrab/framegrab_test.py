@@ -63,7 +63,7 @@ def test_small_png_files_are_smaller_than_those_of_the_fast_default(display, tmp
     for option in ("", "-png fast", "-png small"):
         assert grab(tmp_path, f"-quit {option}", ["es2tri"]).status == 0
         sizes.append((tmp_path / "frame000001.png").stat().st_size)
-    assert sizes[0] == sizes[1] > sizes[2]
+    assert min(sizes[:2]) > sizes[2]
 
 
 @pytest.mark.parametrize("stencil", ["8", "0"])
@@ -97,10 +97,10 @@ def test_many_frames_in_a_folder_with_the_programs_name_and_the_time(display, tm
     program = "glmark2-es2 -b build:duration=60 -s 320x240".split()
     words = command(None, "-frames 1-300 -quit -loglevel 3", program)
     with on_terminal(words, cwd=tmp_path, env=os.environ | {"TZ": "ELSEWHERE-7"}) as terminal:
-        assert terminal.wait() == 0, terminal.screen()
-        assert re.search(r"framegrab: \d+ of 300 frames, \d+ files?, \d+ bytes\x08+", terminal.written())
-        assert " of 300 frames" not in terminal.screen()
-        assert "framegrab: 300 files, " in terminal.screen()
+        assert terminal.wait() == 0, terminal.text
+    progress, _, report = terminal.text.rpartition("\b")
+    assert re.search(r"framegrab: \d+ of 300 frames, \d+ files?, \d+ bytes\x08", progress)
+    assert "of 300 frames" not in report and "framegrab: 300 files, " in report
     [folder] = tmp_path.iterdir()
     stamp = datetime.strptime(folder.name + "+0000", "glmark2-es2-%Y%m%dT%H%M%SZ%z")
     assert start <= stamp <= datetime.now(timezone.utc)
@@ -159,10 +159,10 @@ def test_keeps_alpha_or_makes_it_opaque(tmp_path, option, alpha):
 
 @pytest.mark.parametrize("option", ["", "-targets"])
 def test_threads_that_swap_at_the_same_time_share_the_count(tmp_path, option):
-    outcome = grab(tmp_path, f"-frames 1-12 {option}", "context threads:4")
+    outcome = grab(tmp_path, f"-frames 1-300 {option}", "context threads:100")
     assert outcome.status == 0, outcome.errors
     found = Counter(("target" in name, *colors(tmp_path / name)) for name in pictures(tmp_path))
-    assert found == {(kind, color): 4 for kind in {False, bool(option)} for color in (RED, GREEN, BLUE)}
+    assert found == {(kind, color): 100 for kind in {False, bool(option)} for color in (RED, GREEN, BLUE)}
 
 
 @cases("program", {
@@ -200,8 +200,8 @@ def test_says_once_what_cannot_be_captured(tmp_path, steps, env, said):
     "not drawn into again": ("bind:1 clear:ff0000ff bind:0 bind:1 bind:0", [RED]),
     "binds the same one": ("bind:1 clear:ff0000ff bind:1 clear:00ff00ff", [GREEN]),
     "makes another context current": ("bind:1 clear:ff0000ff context", [RED]),
-    "invalidates": ("bind:1 clear:ff0000ff invalidate bind:0", [RED]),
-    "discards": ("bind:1 clear:ff0000ff invalidate:discard bind:0", [RED]),
+    "invalidates": ("bind:1 clear:ff0000ff invalidate clear:00ff00ff", [RED, GREEN]),
+    "discards": ("bind:1 clear:ff0000ff invalidate:discard clear:00ff00ff", [RED, GREEN]),
     "invalidates before it draws": ("bind:1 invalidate clear:ff0000ff", [RED]),
     "attaches another texture": ("bind:1 clear:ff0000ff attach:new clear:00ff00ff", [RED, GREEN]),
     "attaches the same texture": ("bind:1 clear:ff0000ff attach:same clear:00ff00ff", [GREEN]),
@@ -389,7 +389,7 @@ def test_refuses_a_command_line_that_it_does_not_understand(arguments, said):
 
 
 @pytest.mark.parametrize("frames, captured, missing", [
-    ("1,60,100-110", [1], "60,100-110"),
+    ("1,50,60,100-110", [1], "50,60,100-110"),
     ("5-9,1-2,3-4,20", range(1, 10), "20"),
     ("60-100/10", [], "60-100/10"),
     ("1-9/4,2-3", [1, 2, 3, 5, 9], ""),
@@ -446,10 +446,12 @@ def test_logs_what_the_user_wants_where_the_user_wants_it(tmp_path, options, log
 @pytest.mark.parametrize("frames, done", [("1,3", "1 of 2 frames, "), ("1-/2", "1 frame, ")])
 def test_shows_on_a_terminal_how_far_it_is_and_takes_that_back(tmp_path, frames, done):
     with on_terminal(command(tmp_path, f"-frames {frames}", "context swap read swap:2")) as terminal:
-        assert wait_for(lambda: done in terminal.screen()), terminal.text
+        assert wait_for(lambda: done in terminal.read()), terminal.text
         progress = f"framegrab: {done}1 file, {(tmp_path / 'frame000001.png').stat().st_size} bytes"
-        assert wait_for(lambda: progress + "\b" * len(progress) in terminal.written()), terminal.text
+        assert wait_for(lambda: progress + "\b" * len(progress) in terminal.read()), terminal.text
         terminal.process.stdin.close()  # so that it goes on
         assert terminal.wait() == 0
-        assert done not in terminal.screen()
-        assert "framegrab: 2 files, " in terminal.screen()
+    # The last such line makes way, in all its length, for the report.
+    line = re.search(r"(framegrab: [^\n\x08]* bytes)(\x08+)( +)(\x08+)framegrab: ", terminal.text)
+    assert len({len(part) for part in line.groups()}) == 1
+    assert "framegrab: 2 files, " in terminal.text[line.end():]

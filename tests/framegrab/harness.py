@@ -75,28 +75,16 @@ class Terminal:
     def __init__(self, process, reader):
         self.process, self.reader, self.text = process, reader, ""
 
-    def written(self):
+    def read(self):
         with contextlib.suppress(OSError):  # nobody has the other end open any more
             while piece := self.reader.read(4096):
                 self.text += os.fsdecode(piece)
         return self.text
 
-    def screen(self):
-        lines = []
-        for line in self.written().split("\n"):
-            shown, column = [], 0
-            for character in line:
-                if character in "\b\r":
-                    column = max(column - 1, 0) if character == "\b" else 0
-                else:
-                    shown[column:column + 1] = character
-                    column += 1
-            lines.append("".join(shown).rstrip())
-        return "\n".join(lines)
-
     def wait(self):
         """The exit status of the process, which would not end while the terminal is full."""
-        wait_for(lambda: self.written() and self.process.poll() is not None)
+        wait_for(lambda: self.read() and self.process.poll() is not None)
+        self.read()
         return self.process.returncode
 
 
