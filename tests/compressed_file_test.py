@@ -71,4 +71,5 @@ def test_damage_is_refused(run_tool, codec, other):
         assert "is damaged: block " in run_tool("unpack", codec, flipped), f"flipped at {place}"
     for size in (0, 5, 12, second // 2, second, len(packed) - 12, len(packed) - 1):
         assert "is damaged: block " in run_tool("unpack", codec, packed[:size]), f"cut at {size}"
+    assert "is damaged: block " in run_tool("unpack", codec, packed + b"\0"), "goes on after its end"
     assert "is damaged: block 0 is not" in run_tool("unpack", other, packed)
