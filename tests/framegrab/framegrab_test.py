@@ -256,6 +256,8 @@ def test_thumbnails_show_what_the_pictures_show(tmp_path, options, width, height
     outcome = grab(tmp_path, f"{options} -buffers color,depth,stencil", "context quadrants swap")
     assert outcome.status == 0, outcome.errors
     assert len(pictures(tmp_path)) == count
+    row = Page(tmp_path).rows[1]
+    assert len(row.images) == 3 and {*row.links, *row.images} == {*pictures(tmp_path)}
     # Top left, top right, bottom left, bottom right; where they meet, colours may be blended.
     for suffix, quadrants in (("", [(0, 0, 255), (255, 255, 0), (255, 0, 0), (0, 255, 0)]),
                               ("_depth", [(51,) * 3, (153,) * 3, (0,) * 3, (255,) * 3]),
@@ -336,7 +338,7 @@ def test_output_passes_through_untouched(tmp_path):
 
 
 def test_quit_loses_no_output_and_leaves_no_process(tmp_path):
-    # A process that were left would keep its end of the output open, and grab() would wait for it.
+    # A process left behind would keep its end of the output open, and grab() would wait for it.
     outcome = grab(tmp_path, "-quit", ["sh", "-c", f"sleep 1000 & ({STEPS} print:text context swap pause)"])
     assert outcome.status == 0, outcome.errors
     assert outcome.output == "text"
@@ -384,7 +386,7 @@ def test_signals_reach_the_program(tmp_path, sent, action, status, said):
 def test_refuses_a_command_line_that_it_does_not_understand(arguments, said):
     outcome = run([FRAMEGRAB, *arguments])
     assert outcome.status == 2
-    assert outcome.said.startswith(f"framegrab: ") and said in outcome.said.splitlines()[0]
+    assert outcome.said.startswith("framegrab: ") and said in outcome.said.splitlines()[0]
     assert outcome.said == outcome.errors
 
 

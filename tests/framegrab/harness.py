@@ -136,7 +136,7 @@ class Page(HTMLParser):
         if tag == "tr":
             self.rows.append(SimpleNamespace(words=[], links=[], images=[]))
         elif tag == "img":
-            assert values["alt"]
+            assert values["alt"].startswith("Frame ")
             self.rows[-1].images.append(values["src"])
         elif tag == "a" and not values["href"].startswith("#"):
             self.rows[-1].links.append(values["href"])
