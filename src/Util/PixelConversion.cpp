@@ -14,12 +14,6 @@ namespace {
 
 constexpr std::size_t OutputPitch = 4;
 
-std::uint32_t SwapRedAndBlue(std::uint32_t rgba)
-{
-    const std::uint32_t redAndBlue = rgba & 0x00FF00FFU;
-    return (rgba & 0xFF00FF00U) | redAndBlue << 16 | redAndBlue >> 16;
-}
-
 /// Written as the minimum and maximum instructions are: the second operand is taken where the first is a NaN.
 std::uint32_t Truncate(float value)
 {
@@ -66,7 +60,7 @@ void ConvertToBGRA(const std::uint8_t* source, std::size_t count, unsigned int t
         return ConvertPixels<4>(source, count, opaque, bgra, [](const std::uint8_t* pixel) {
             std::uint32_t rgba = 0;
             std::memcpy(&rgba, pixel, sizeof(rgba));
-            return SwapRedAndBlue(rgba);
+            return SwapFirstAndThirdByte(rgba);
         });
     case GL_UNSIGNED_INT:
         return ConvertPixels<16>(source, count, opaque, bgra, [](const std::uint8_t* pixel) {

@@ -5,6 +5,14 @@
 
 namespace Util {
 
+/// Turns a pixel of R, G, B, A, as a little-endian word, into B, G, R, A, or back. Loops over it are vectorised,
+/// unlike those that swap bytes in memory.
+constexpr std::uint32_t SwapFirstAndThirdByte(std::uint32_t pixel)
+{
+    const std::uint32_t swapped = pixel & 0x00FF00FFU;
+    return (pixel & 0xFF00FF00U) | swapped << 16 | swapped >> 16;
+}
+
 /// Turns RGBA pixels as read back from GL into 8-bit B, G, R, A.
 ///
 /// Integers are taken as fractions of their type's largest value and scaled to 255; floats are scaled by 255.

@@ -1,5 +1,7 @@
 #include "Util/PngFastImage.h"
 
+#include "Util/PixelConversion.h"
+
 #include <isa-l/igzip_lib.h>
 #include <png.h>
 
@@ -89,7 +91,10 @@ void FilterPiece(const std::uint8_t* row, const std::uint8_t* above, std::size_t
     }
     if (pixelBytes == 4) {
         for (std::size_t i = 0; i < size; i += 4) {
-            std::swap(filtered[i], filtered[i + 2]);
+            std::uint32_t pixel = 0;
+            std::memcpy(&pixel, filtered + i, sizeof(pixel));
+            pixel = SwapFirstAndThirdByte(pixel);
+            std::memcpy(filtered + i, &pixel, sizeof(pixel));
         }
     }
 }
@@ -103,7 +108,9 @@ void DeletePngFastMemory::operator()(PngFastMemory* memory) const
 
 PngFastMemoryPtr AllocatePngFastMemory()
 {
-    return PngFastMemoryPtr(new (std::nothrow) PngFastMemory);
+    // Cleared, since the compressor looks up matches in tables that it does not clear itself: what memory held
+    // before would decide between equally good files.
+    return PngFastMemoryPtr(new (std::nothrow) PngFastMemory());
 }
 
 void WritePngFastImage(png_structp png, PngFastMemory& memory, const PngImage& image)
