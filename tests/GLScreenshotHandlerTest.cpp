@@ -95,7 +95,7 @@ TEST_F(EncodingTest, RowsKeepTheirPlaceAtEverySize)
 {
     // Narrower than, as wide as and wider than the block that pixels are converted in.
     for (const auto& [width, height] : std::vector<std::pair<std::uint32_t, std::uint32_t>>{
-             {1, 1}, {2, 2}, {1, 70000}, {65536, 2}, {65537, 3}, {150000, 2}, {127, 131}}) {
+             {1, 1}, {2, 2}, {1, 140000}, {131072, 2}, {131073, 3}, {300000, 2}, {127, 131}}) {
         SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
         std::vector<std::uint32_t> pixels(std::size_t{width} * height);
         std::uint32_t seed = 1;

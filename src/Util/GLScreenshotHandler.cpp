@@ -15,7 +15,7 @@ namespace {
 
 /// Pixels are converted and handed to the file in blocks of this size: large enough that the file sees few
 /// writes, small enough to stay in cache. See bench/ScreenshotBenchmark.cpp.
-constexpr std::uint32_t BlockBytes = 256 * 1024;
+constexpr std::uint32_t BlockBytes = 512 * 1024;
 constexpr std::uint32_t OutputPitch = 4;
 constexpr std::uint32_t BlockPixels = BlockBytes / OutputPitch;
 
