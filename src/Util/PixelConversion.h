@@ -5,8 +5,8 @@
 
 namespace Util {
 
-/// Turns a pixel of R, G, B, A, as a little-endian word, into B, G, R, A, or back. Loops over it are vectorised,
-/// unlike those that swap bytes in memory.
+/// Turns a pixel of R, G, B, A, as a little-endian word, into B, G, R, A, or back. Loops over it are
+/// vectorised, unlike those that swap bytes in memory.
 constexpr std::uint32_t SwapFirstAndThirdByte(std::uint32_t pixel)
 {
     const std::uint32_t swapped = pixel & 0x00FF00FFU;

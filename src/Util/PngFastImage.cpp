@@ -108,8 +108,8 @@ void DeletePngFastMemory::operator()(PngFastMemory* memory) const
 
 PngFastMemoryPtr AllocatePngFastMemory()
 {
-    // Cleared, since the compressor looks up matches in tables that it does not clear itself: what memory held
-    // before would decide between equally good files.
+    // Cleared, since the compressor looks up matches in tables that it does not clear itself: what memory
+    // held before would decide between equally good files.
     return PngFastMemoryPtr(new (std::nothrow) PngFastMemory());
 }
 
