@@ -108,6 +108,12 @@ def test_many_frames_in_a_folder_with_the_programs_name_and_the_time(display, tm
     assert log(folder).count(" captured in ") == 300
 
 
+def test_folders_named_in_the_same_second_are_two(tmp_path):
+    for _ in range(3):
+        assert run(command(None, "", "context swap"), cwd=tmp_path).status == 0
+    assert [pictures(folder) for folder in tmp_path.iterdir()] == [["frame000001.png"]] * 3
+
+
 # -- Where a swap can come from -----------------------------------------------------------------------------
 
 @cases("program, steps", {
@@ -149,6 +155,26 @@ def test_captures_the_surface_and_leaves_the_bindings(tmp_path):
     assert colors(tmp_path / "frame000001.png") == {RED}
     assert colors(tmp_path / "frame000001_depth.png") == {DEPTH}
     assert colors(tmp_path / "frame000001_stencil.png") == {STENCIL}
+
+
+@pytest.mark.parametrize("options", ["-buffers color,depth,stencil", "-thumbnail 8x8", "-targets -buffers depth"])
+def test_leaves_the_error_that_the_program_has_not_asked_for(tmp_path, options):
+    outcome = grab(tmp_path, options, "context error swap print-bindings print-bindings")
+    assert outcome.status == 0, outcome.errors
+    assert outcome.output == "draw 0 read 0 error 1280\ndraw 0 read 0 error 0\n"
+
+
+@pytest.mark.parametrize("option", ["", "-targets"])
+def test_a_thread_may_be_cancelled_while_it_is_captured(tmp_path, option):
+    outcome = grab(tmp_path, f"-frames 1- {option}", "context bind:1 clear:ff0000ff cancel print:goes-on")
+    assert (outcome.status, outcome.output) == (0, "goes-on"), outcome.errors
+
+
+def test_a_files_size_limit_ends_no_program(tmp_path):
+    program = ["sh", "-c", f"ulimit -f 1; {STEPS} context swap print:goes-on"]
+    outcome = grab(tmp_path, "-format bmp -thumbnail 64x64", program)
+    assert outcome.output == "goes-on"
+    assert outcome.status == 1 and "was not captured whole (status 1)" in outcome.said
 
 
 @pytest.mark.parametrize("option, alpha", [("", 128), ("-opaque", 255)])

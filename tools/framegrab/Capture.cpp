@@ -159,9 +159,9 @@ public:
     }
     static Process& Make(const char* session);
 
-    std::uint64_t BeforeSwap(const SwapCall& call);
+    bool BeforeSwap(const SwapCall& call);
     bool LeaveTarget(const TargetCall& call);
-    void AfterSwap(std::uint64_t frame) { Tell(RecordKind::LastSwapped, {.frame = frame}); }
+    void AfterSwap() { m_pCounters->isLastFrameShown = 1; }
 
 private:
     static void PassOnLog(const char* text);
@@ -213,21 +213,21 @@ Process& Process::Make(const char* session)
     return *process;
 }
 
-std::uint64_t Process::BeforeSwap(const SwapCall& call)
+bool Process::BeforeSwap(const SwapCall& call)
 {
     std::uint64_t frame = 0;
     {
         const std::scoped_lock lock(m_mutex);
         const bool areTargetsWhole = m_areTargetsWhole;
         if (!CountSwap(call)) {
-            return 0;
+            return false;
         }
         if (!m_settings.frames.Contains(m_frame)) {
-            return 0;
+            return false;
         }
         const FrameInProgress progress(*m_pCounters);
         if (progress.IsTooLate()) {
-            return 0;
+            return false;
         }
         frame = m_frame;
         bool isWhole = false;
@@ -238,13 +238,17 @@ std::uint64_t Process::BeforeSwap(const SwapCall& call)
         }
         Tell(RecordKind::FrameDone, {.frame = frame, .status = isWhole ? 0U : 1U});
     }
-    if (!m_settings.quit || !m_settings.frames.IsLast(frame)) {
-        return 0;
+    if (!m_settings.frames.IsLast(frame)) {
+        return false;
+    }
+    m_pCounters->isLastFrameDone = 1;
+    if (!m_settings.quit) {
+        return false;
     }
     // The program will be ended from outside. What it has printed is its user's.
     std::fflush(stdout);
     std::fflush(stderr);
-    return frame;
+    return true;
 }
 
 bool Process::LeaveTarget(const TargetCall& call)
@@ -324,7 +328,7 @@ bool Process::CaptureFrame(const SwapCall& call)
     if (!CanCapture(driver, call)) {
         return false;
     }
-    const Driver::Scope scope(driver);
+    const Driver::Scope scope(driver, *call.pendingError);
     const SurfaceBinding binding(driver);
 
     bool isWhole = true;
@@ -418,8 +422,8 @@ bool Process::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& p
     }
     // Counted whether or not it has what was asked for: its number is the same whatever that is.
     const std::uint32_t target = ++m_target;
-    const Driver::Scope scope(driver);
-    const TargetRead read(driver, pendingError);
+    const Driver::Scope scope(driver, pendingError);
+    const TargetRead read(driver);
 
     char number[32];
     std::snprintf(number, sizeof(number), "_target%02u", target);
@@ -459,7 +463,9 @@ std::string Process::FileName(std::uint64_t frame)
 
 void Process::Tell(RecordKind kind, const RecordFields& fields)
 {
-    AppendRecord(m_session.c_str(), kind, fields);
+    if (!AppendRecord(m_session.c_str(), kind, fields) && m_pCounters) {
+        ++m_pCounters->recordsLost;
+    }
 }
 
 void Process::SayOnce(const std::string& text)
@@ -486,12 +492,12 @@ void Process::PassOnLog(const char* text)
 
 // No exception may pass through the program's frames, which may not be C++.
 
-FRAMEGRAB_EXPORT std::uint64_t FramegrabBeforeSwap(const Framegrab::SwapCall* call) noexcept
+FRAMEGRAB_EXPORT bool FramegrabBeforeSwap(const Framegrab::SwapCall* call) noexcept
 {
     try {
         return Framegrab::Process::Make(call->session).BeforeSwap(*call);
     } catch (...) {
-        return 0;
+        return false;
     }
 }
 
@@ -504,9 +510,9 @@ FRAMEGRAB_EXPORT bool FramegrabLeaveTarget(const Framegrab::TargetCall* call) no
     }
 }
 
-FRAMEGRAB_EXPORT void FramegrabAfterSwap(std::uint64_t token) noexcept
+FRAMEGRAB_EXPORT void FramegrabAfterSwap() noexcept
 {
     if (Framegrab::Process* const process = Framegrab::Process::Current()) {
-        process->AfterSwap(token);
+        process->AfterSwap();
     }
 }

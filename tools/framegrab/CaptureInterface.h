@@ -26,15 +26,17 @@ struct SwapCall
 
     /// Where to tell whether the targets of the next frame are asked for; may be null.
     std::atomic<bool>* areTargetsWanted;
+
+    GLenum* pendingError; ///< an error that the program has not asked for, and GL will not tell again
 };
 
 /// Counts the swap and, if its frame was asked for, captures it.
 ///
-/// @return a number for `AfterSwapFunction`; 0 when that need not be called
-using BeforeSwapFunction = std::uint64_t (*)(const SwapCall*);
+/// @return whether `AfterSwapFunction` is to be called when the frame is shown
+using BeforeSwapFunction = bool (*)(const SwapCall*);
 inline constexpr const char* BeforeSwapName = "FramegrabBeforeSwap";
 
-using AfterSwapFunction = void (*)(std::uint64_t token);
+using AfterSwapFunction = void (*)();
 inline constexpr const char* AfterSwapName = "FramegrabAfterSwap";
 
 /// What the program is about to do to a framebuffer object that it has drawn into.
@@ -76,7 +78,7 @@ struct TargetCall
     LookupFunction lookup;
     const char* session;
     std::atomic<bool>* areTargetsWanted;
-    GLenum* pendingError; ///< an error that the program has not asked for, and GL will not tell again
+    GLenum* pendingError; ///< as in `SwapCall`
 };
 
 /// Captures the framebuffer object that is bound for drawing, if the event means that the program is done

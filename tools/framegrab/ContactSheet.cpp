@@ -5,6 +5,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -145,6 +146,10 @@ std::string Upper(std::string text)
 /// @return whether a file is missing or is a page from here
 bool CanBeReplaced(const std::string& path)
 {
+    std::error_code ignored;
+    if (std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored)) {
+        return false; // opening a pipe would wait for somebody at its other end
+    }
     std::ifstream file(path, std::ios::binary);
     if (!file.is_open()) {
         return errno == ENOENT;

@@ -78,8 +78,24 @@ Driver::Driver(void* function, LookupFunction lookup)
     pixelStorei = FindAs<PFNGLPIXELSTOREIPROC>("glPixelStorei");
 }
 
-Driver::Scope::Scope(const Driver& driver)
+/// Takes errors away.
+///
+/// @return the first; `GL_NO_ERROR` when there was none
+GLenum Driver::TakeErrors() const
 {
+    const GLenum first = getError ? getError() : GL_NO_ERROR;
+    // There is one for each kind at most, except that a lost context may tell of it without end.
+    for (int i = 0; i < 16 && first != GL_NO_ERROR && getError() != GL_NO_ERROR; ++i) {
+    }
+    return first;
+}
+
+Driver::Scope::Scope(const Driver& driver, GLenum& pendingError) : m_driver(driver)
+{
+    const GLenum error = driver.TakeErrors();
+    if (pendingError == GL_NO_ERROR) {
+        pendingError = error;
+    }
     t_gles = driver.m_tables.GLES(driver.CurrentVersion());
     t_egl = driver.m_tables.EGL();
 }
@@ -88,6 +104,7 @@ Driver::Scope::~Scope()
 {
     t_gles = Nothing;
     t_egl = Nothing;
+    [[maybe_unused]] const GLenum ours = m_driver.TakeErrors();
 }
 
 } // namespace Framegrab

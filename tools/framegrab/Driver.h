@@ -22,14 +22,18 @@ public:
     Driver(void* function, LookupFunction lookup);
 
     /// Lets the library's GL and EGL calls on this thread go to this driver, through the tables for the
-    /// current context, until the end of the scope.
+    /// current context, and keeps the errors that they raise from the program, until the end of the scope.
     class Scope
     {
     public:
-        explicit Scope(const Driver& driver);
+        /// @param pendingError  receives the error that the program has not asked for yet, if it holds none
+        Scope(const Driver& driver, GLenum& pendingError);
         Scope(const Scope&) = delete;
         Scope& operator=(const Scope&) = delete;
         ~Scope();
+
+    private:
+        const Driver& m_driver;
     };
 
     /// @return the version of OpenGL ES of the current context, e.g. 32; 0 for another API
@@ -53,6 +57,8 @@ public:
     PFNGLPIXELSTOREIPROC pixelStorei = nullptr;
 
 private:
+    [[nodiscard]] GLenum TakeErrors() const;
+
     std::string m_libraryPath;
     Core::DriverTables m_tables;
 };

@@ -1,4 +1,5 @@
-// The library that framegrab preloads: it stands between a program and the functions that show a frame.
+// The library that framegrab preloads: it stands between a program and the functions that show a frame, and
+// before the one that tells of errors, which a capture uses itself.
 //
 // A program gets at them in three ways, and each is seen to here: it links them (the functions exported below
 // come before the driver's), looks them up with dlsym, or asks eglGetProcAddress.
@@ -15,8 +16,10 @@
 #include "SessionRecords.h"
 
 #define EGL_EGLEXT_PROTOTYPES
+#define GL_GLEXT_PROTOTYPES
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
+#include <GLES3/gl3.h>
 
 #include <climits>
 #include <cstdio>
@@ -31,11 +34,18 @@ namespace {
 
 char s_session[PATH_MAX];
 
+[[gnu::tls_model("initial-exec")]] thread_local GLenum t_pendingError = GL_NO_ERROR;
+
 } // namespace
 
 const char* Session() noexcept
 {
     return s_session;
+}
+
+GLenum* PendingError() noexcept
+{
+    return &t_pendingError;
 }
 
 [[gnu::tls_model("initial-exec")]] constinit thread_local int HookedCall::s_depth = 0;
@@ -126,18 +136,21 @@ public:
             return;
         }
         const SavedErrno savedErrno;
+        const UndisturbedThread undisturbed;
         LeaveTargetBeforeSwap();
         if (const BeforeSwapFunction beforeSwap = Capture().beforeSwap) {
-            const SwapCall call{display, surface, driverFunction, RealDlsym(), s_session, TargetsWanted()};
-            m_token = beforeSwap(&call);
+            const SwapCall call{display,   surface,         driverFunction, RealDlsym(),
+                                s_session, TargetsWanted(), PendingError()};
+            m_isAfterWanted = beforeSwap(&call);
         }
     }
 
     ~Swap()
     {
-        if (m_token != 0) {
+        if (m_isAfterWanted) {
             const SavedErrno savedErrno;
-            Capture().afterSwap(m_token);
+            const UndisturbedThread undisturbed;
+            Capture().afterSwap();
         }
     }
 
@@ -146,7 +159,7 @@ public:
 
 private:
     const HookedCall m_call;
-    std::uint64_t m_token = 0;
+    bool m_isAfterWanted = false;
 };
 
 // -- Hooks --------------------------------------------------------------------------------------------------
@@ -164,6 +177,13 @@ EGLBoolean SwapBuffersWithDamage(PFNEGLSWAPBUFFERSWITHDAMAGEKHRPROC real, EGLDis
     return real(display, surface, rectangles, count);
 }
 
+GLenum GetError(PFNGLGETERRORPROC real)
+{
+    const GLenum pending = t_pendingError;
+    t_pendingError = GL_NO_ERROR;
+    return pending != GL_NO_ERROR ? pending : real();
+}
+
 void* HookFor(const char* name, void* real);
 
 __eglMustCastToProperFunctionPointerType GetProcAddress(PFNEGLGETPROCADDRESSPROC real, const char* name)
@@ -175,12 +195,14 @@ __eglMustCastToProperFunctionPointerType GetProcAddress(PFNEGLGETPROCADDRESSPROC
 
 using SwapHooks = Hooks<&SwapBuffers, PFNEGLSWAPBUFFERSPROC>;
 using DamageHooks = Hooks<&SwapBuffersWithDamage, PFNEGLSWAPBUFFERSWITHDAMAGEKHRPROC>;
+using ErrorHooks = Hooks<&GetError, PFNGLGETERRORPROC>;
 using LookupHooks = Hooks<&GetProcAddress, PFNEGLGETPROCADDRESSPROC>;
 
-constexpr std::array<HookedName, 4> HookedNames{{
+constexpr std::array<HookedName, 5> HookedNames{{
     {"eglSwapBuffers", &SwapHooks::For, &Exported<&eglSwapBuffers>},
     {"eglSwapBuffersWithDamageKHR", &DamageHooks::For, &Exported<&eglSwapBuffersWithDamageKHR>},
     {"eglSwapBuffersWithDamageEXT", &DamageHooks::For, &Exported<&eglSwapBuffersWithDamageEXT>},
+    {"glGetError", &ErrorHooks::For, &Exported<&glGetError>},
     {"eglGetProcAddress", &LookupHooks::For, &Exported<&eglGetProcAddress>},
 }};
 
@@ -267,6 +289,13 @@ FRAMEGRAB_EXPORT EGLBoolean eglSwapBuffersWithDamageEXT(EGLDisplay dpy, EGLSurfa
     const auto hook =
         HookOfExported<PFNEGLSWAPBUFFERSWITHDAMAGEEXTPROC>(s_hook, "eglSwapBuffersWithDamageEXT");
     return hook ? hook(dpy, surface, rects, n_rects) : EGL_FALSE;
+}
+
+FRAMEGRAB_EXPORT GLenum glGetError()
+{
+    static std::atomic<void*> s_hook{nullptr};
+    const auto hook = HookOfExported<PFNGLGETERRORPROC>(s_hook, "glGetError");
+    return hook ? hook() : GL_NO_ERROR;
 }
 
 FRAMEGRAB_EXPORT __eglMustCastToProperFunctionPointerType eglGetProcAddress(const char* procname)

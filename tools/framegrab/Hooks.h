@@ -5,7 +5,10 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
+#include <ctime>
+#include <pthread.h>
 #include <utility>
 
 #define FRAMEGRAB_EXPORT extern "C" __attribute__((visibility("default")))
@@ -29,6 +32,9 @@ LookupFunction RealDlsym() noexcept;
 
 /// The session's folder; empty when the process is not part of one.
 const char* Session() noexcept;
+
+/// An error of GL that the calling thread has not asked for yet, and that a capture took away.
+GLenum* PendingError() noexcept;
 
 /// A call of the program's that went through a hook, until the end of the scope. A driver may be built on
 /// another one, which it may find through the hooks as well: the calls that it makes are not the program's.
@@ -58,6 +64,40 @@ public:
 
 private:
     const int m_errno = errno;
+};
+
+/// Keeps a capture, which writes files, from what would end the thread or the program there, until the end of
+/// the scope: cancellation is put off, since its unwinding must not pass through a capture, and a file beyond
+/// the program's size limit is an error to the capture alone.
+class UndisturbedThread
+{
+public:
+    UndisturbedThread()
+    {
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancelState);
+        sigset_t limit;
+        sigemptyset(&limit);
+        sigaddset(&limit, SIGXFSZ);
+        pthread_sigmask(SIG_BLOCK, &limit, &m_signals);
+    }
+    UndisturbedThread(const UndisturbedThread&) = delete;
+    UndisturbedThread& operator=(const UndisturbedThread&) = delete;
+    ~UndisturbedThread()
+    {
+        if (sigismember(&m_signals, SIGXFSZ) == 0) {
+            sigset_t limit;
+            sigemptyset(&limit);
+            sigaddset(&limit, SIGXFSZ);
+            constexpr timespec AtOnce{};
+            sigtimedwait(&limit, nullptr, &AtOnce); // the one that a write of ours has raised
+            pthread_sigmask(SIG_SETMASK, &m_signals, nullptr);
+        }
+        pthread_setcancelstate(m_cancelState, nullptr);
+    }
+
+private:
+    int m_cancelState = PTHREAD_CANCEL_ENABLE;
+    sigset_t m_signals{};
 };
 
 /// Hooks for functions of one type. Each function that turns up, such as those of two drivers in one process,

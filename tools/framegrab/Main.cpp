@@ -39,7 +39,7 @@ class SessionFolder
 public:
     SessionFolder()
     {
-        m_path = (fs::temp_directory_path() / "framegrab-XXXXXX").string();
+        m_path = (fs::absolute(fs::temp_directory_path()) / "framegrab-XXXXXX").string();
         if (!mkdtemp(m_path.data())) {
             throw std::system_error(errno, std::generic_category(), m_path);
         }
@@ -93,20 +93,21 @@ int Capture(Options options)
 {
     const std::string program = Util::Path::GetFilename(options.program.front());
     std::string output = options.settings.output;
-    if (output.empty()) {
+    const bool isNewWanted = output.empty();
+    if (isNewWanted) {
         output = program + "-" + Util::Time::GetCurrentTimeString(true);
     }
     OutputFolder folder;
     std::string error;
-    if (!folder.Prepare(output, error)) {
+    if (!(isNewWanted ? folder.PrepareNew(output, error) : folder.Prepare(output, error))) {
         Say(error);
         return ExitUsage;
     }
     options.settings.output = folder.AbsolutePath();
     options.settings.log = SetUpLog(options.log);
+    const SessionFolder session;
     OpenLogFile(folder.AbsolutePath(), options.settings.log);
 
-    const SessionFolder session;
     RecordReader records(session.Path());
     SharedCounters* const counters = MapCounters(session.Path(), true);
     if (!WriteSettings(session.Path(), options.settings) || !records.IsOpen() || !counters) {
@@ -127,7 +128,7 @@ int Capture(Options options)
     Report report(options.settings, output);
     const int status =
         Supervisor(process, program, options.timeout, options.settings, *counters, records, report).Run();
-    const bool isComplete = report.Finish(program, counters->swaps);
+    const bool isComplete = report.Finish(program, *counters);
     if (status != 0) {
         return status;
     }

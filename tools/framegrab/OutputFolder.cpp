@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Framegrab {
@@ -43,15 +44,16 @@ bool OutputFolder::Prepare(const std::string& path, std::string& error)
 {
     const std::string quoted = "\"" + path + "\"";
     std::error_code status;
-    m_absolutePath = std::filesystem::absolute(path, status).lexically_normal().string();
-    if (!std::filesystem::exists(path, status)) {
+    // Links are followed: what ".." means after one depends on where it leads.
+    m_absolutePath = std::filesystem::weakly_canonical(std::filesystem::absolute(path, status), status);
+    if (!std::filesystem::exists(m_absolutePath, status)) {
         m_isNew = CreateAbsoluteFolder(m_absolutePath);
         if (!m_isNew) {
             error = "the output folder " + quoted + " cannot be made: " + std::strerror(errno);
             return false;
         }
     }
-    if (!std::filesystem::is_directory(path, status)) {
+    if (!std::filesystem::is_directory(m_absolutePath, status)) {
         error = "the output folder " + quoted + " is not a folder";
         return false;
     }
@@ -65,6 +67,17 @@ bool OutputFolder::Prepare(const std::string& path, std::string& error)
     close(file);
     unlink(probe.c_str());
     return true;
+}
+
+bool OutputFolder::PrepareNew(std::string& path, std::string& error)
+{
+    // Made by the call that tells whose it is: another framegrab may be started in the same second.
+    const std::string name = path;
+    for (int i = 2; mkdir(path.c_str(), 0777) != 0 && errno == EEXIST; ++i) {
+        path = name + "-" + std::to_string(i);
+    }
+    m_isNew = std::filesystem::exists(path);
+    return Prepare(path, error);
 }
 
 } // namespace Framegrab

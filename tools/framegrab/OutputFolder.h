@@ -21,6 +21,11 @@ public:
     /// @return whether pictures can be written
     bool Prepare(const std::string& path, std::string& error);
 
+    /// The same for a folder that must be new: a number is added to the name of one that exists.
+    ///
+    /// @param path  receives the name with its number; in the current folder
+    bool PrepareNew(std::string& path, std::string& error);
+
     /// The folder's path from the root.
     [[nodiscard]] const std::string& AbsolutePath() const { return m_absolutePath; }
 

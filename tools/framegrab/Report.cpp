@@ -32,13 +32,9 @@ void Report::Take(const Record& record)
         break;
     case RecordKind::FrameDone:
         m_framesDone.Add(record.frame);
-        m_isLastFrameDone = m_isLastFrameDone || m_settings.frames.IsLast(record.frame);
         if (record.status == 0) {
             m_framesWhole.Add(record.frame);
         }
-        break;
-    case RecordKind::LastSwapped:
-        m_isLastFrameShown = true;
         break;
     case RecordKind::Message:
         Say(record.text);
@@ -94,8 +90,12 @@ std::uint64_t Report::CountBytes() const
                            [](std::uint64_t bytes, const File& file) { return bytes + file.image.bytes; });
 }
 
-bool Report::Finish(const std::string& program, std::uint64_t swaps)
+bool Report::Finish(const std::string& program, const SharedCounters& counters)
 {
+    if (counters.recordsLost != 0) {
+        Say(Count(counters.recordsLost, "message") +
+            " of the program were lost: the folder for temporary files is full, or out of its reach");
+    }
     FrameList broken;
     for (File& file : m_files) {
         if (!ReadImageFile(file.path, file.image)) {
@@ -110,7 +110,7 @@ bool Report::Finish(const std::string& program, std::uint64_t swaps)
     due.Add(m_framesDone);
     const FrameList missing = due.Without(m_framesWhole.Without(broken));
     if (m_framesDone.IsEmpty()) {
-        SayWhyNothingCame(program, swaps);
+        SayWhyNothingCame(program, counters.swaps);
     }
     if (!missing.IsEmpty()) {
         Say("not captured whole: frames " + missing.ToString());
@@ -126,8 +126,10 @@ void Report::SayWhyNothingCame(const std::string& program, std::uint64_t swaps) 
         Say(program +
             " did not load framegrab's hooks: is it linked statically, set-user-ID, or built for another "
             "kind of processor?");
-    } else if (m_swappingProcesses.empty()) {
+    } else if (m_swappingProcesses.empty() && swaps == 0) {
         Say(program + " ended before it showed a frame through EGL");
+    } else if (swaps >= m_settings.frames.First()) {
+        Say(program + " ended before it was done with a frame asked for");
     } else if (swaps > 0) {
         Say(program + " ended before frame " + std::to_string(m_settings.frames.First()) +
             ", the first asked for; it showed " + Count(swaps, "frame"));

@@ -24,12 +24,6 @@ public:
     /// Notes one record; what is of interest at once is said.
     void Take(const Record& record);
 
-    /// Whether the last frame asked for was dealt with, be it captured or not. Never, where there is no last.
-    [[nodiscard]] bool IsLastFrameDone() const { return m_isLastFrameDone; }
-
-    /// Whether that frame was then shown as well.
-    [[nodiscard]] bool IsLastFrameShown() const { return m_isLastFrameShown; }
-
     /// How much was done so far, in words: frames of those asked for, files, bytes. Empty before the first.
     [[nodiscard]] std::string Progress() const;
 
@@ -37,10 +31,10 @@ public:
 
     /// Checks the files on the disk and says what is there and what is missing.
     ///
-    /// @param program  name of the program, for messages
-    /// @param swaps    how many frames it has shown
+    /// @param program   name of the program, for messages
+    /// @param counters  of the session
     /// @return whether every frame asked for is there whole
-    bool Finish(const std::string& program, std::uint64_t swaps);
+    bool Finish(const std::string& program, const SharedCounters& counters);
 
 private:
     struct File
@@ -66,8 +60,6 @@ private:
     FrameList m_framesWhole; ///< in at least one process
     std::set<pid_t> m_swappingProcesses;
     bool m_areHooksLoaded = false;
-    bool m_isLastFrameDone = false;
-    bool m_isLastFrameShown = false;
 };
 
 } // namespace Framegrab

@@ -125,6 +125,9 @@ struct SharedCounters
     std::atomic<std::uint64_t> swaps;              ///< most swaps that one process has made
     std::atomic<std::uint32_t> isEnding;           ///< 1 when no frame may be begun any more
     std::atomic<std::uint32_t> framesBegun;        ///< how many are being captured now
+    std::atomic<std::uint32_t> isLastFrameDone;    ///< 1 when that was dealt with, be it captured or not
+    std::atomic<std::uint32_t> isLastFrameShown;   ///< 1 when it was then swapped as well
+    std::atomic<std::uint32_t> recordsLost;        ///< how many could not be appended
 };
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free &&
               std::atomic<std::uint64_t>::is_always_lock_free);

@@ -17,10 +17,9 @@ enum class RecordKind : char
     File =
         'F', ///< one buffer of a frame or a target was taken; `text` is the file's name in the output folder
              ///< and, after a tab, the buffer's format
-    FrameDone = 'D',   ///< all of a frame was dealt with; status 0: each is in a file or does not exist
-    LastSwapped = 'S', ///< the last frame asked for is on its way to the screen
-    Message = 'M',     ///< `text` is for the user
-    Log = 'G',         ///< `text` is a line of the log that goes to the console
+    FrameDone = 'D', ///< all of a frame was dealt with; status 0: each is in a file or does not exist
+    Message = 'M',   ///< `text` is for the user
+    Log = 'G',       ///< `text` is a line of the log that goes to the console
 };
 
 struct RecordFields

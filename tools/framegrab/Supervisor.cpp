@@ -108,10 +108,10 @@ void Supervisor::TakeRecords()
     for (const Record& record : m_records.ReadNew()) {
         m_report.Take(record);
     }
-    if (m_lastFrameTime == Clock::time_point{} && m_report.IsLastFrameDone()) {
+    if (m_lastFrameTime == Clock::time_point{} && m_counters.isLastFrameDone != 0) {
         m_lastFrameTime = Clock::now();
     }
-    const std::string progress = m_report.IsLastFrameDone() ? "" : m_report.Progress();
+    const std::string progress = m_counters.isLastFrameDone != 0 ? "" : m_report.Progress();
     if (progress != m_progress) {
         ShowProgress(progress);
         m_progress = progress;
@@ -125,8 +125,8 @@ void Supervisor::CheckFrames()
         if (now >= m_endTime + GraceTime) {
             SignalAll(SIGKILL);
         }
-    } else if (m_report.IsLastFrameDone()) {
-        if (m_settings.quit && (m_report.IsLastFrameShown() || now >= m_lastFrameTime + ShowTime)) {
+    } else if (m_counters.isLastFrameDone != 0) {
+        if (m_settings.quit && (m_counters.isLastFrameShown != 0 || now >= m_lastFrameTime + ShowTime)) {
             End(Ending::AsAskedFor, SIGTERM);
         }
     } else if (m_timeout > 0 && now - m_start >= std::chrono::duration<double>(m_timeout)) {
@@ -163,7 +163,7 @@ bool Supervisor::IsOver() const
                     [&](pid_t process) { return m_report.HasSwapped(process); })) {
         return false;
     }
-    return processes.empty() || m_report.IsLastFrameDone() ||
+    return processes.empty() || m_counters.isLastFrameDone != 0 ||
            Clock::now() >= m_firstEndTime + BackgroundStartTime;
 }
 

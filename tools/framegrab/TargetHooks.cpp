@@ -26,18 +26,16 @@ std::atomic<bool> s_areTargetsWanted{true};
 /// Whether the calling thread has drawn, into whatever framebuffer, since it was last done with one.
 [[gnu::tls_model("initial-exec")]] thread_local bool t_hasDrawn = false;
 
-/// An error of GL that the program has not asked for yet, and that a capture took away.
-[[gnu::tls_model("initial-exec")]] thread_local GLenum t_pendingError = GL_NO_ERROR;
-
 /// The driver's function that made the thread's context current; null before, and where no EGL is at work.
 [[gnu::tls_model("initial-exec")]] thread_local void* t_driverFunction = nullptr;
 
 [[gnu::noinline]] void LeaveDrawnTarget(const TargetEvent& event)
 {
     const SavedErrno savedErrno;
+    const UndisturbedThread undisturbed;
     const LeaveTargetFunction leaveTarget = t_driverFunction ? Capture().leaveTarget : nullptr;
     const TargetCall call{event,     t_driverFunction,    RealDlsym(),
-                          Session(), &s_areTargetsWanted, &t_pendingError};
+                          Session(), &s_areTargetsWanted, PendingError()};
     t_hasDrawn = leaveTarget && !leaveTarget(&call);
 }
 
@@ -169,13 +167,6 @@ EGLBoolean MakeCurrent(PFNEGLMAKECURRENTPROC real, EGLDisplay display, EGLSurfac
     return isCurrent;
 }
 
-GLenum GetError(PFNGLGETERRORPROC real)
-{
-    const GLenum pending = t_pendingError;
-    t_pendingError = GL_NO_ERROR;
-    return pending != GL_NO_ERROR ? pending : real();
-}
-
 /// @param Function  the one that programs link
 template <auto Function, auto Handler>
 constexpr HookedName Hooked(const char* name)
@@ -191,7 +182,6 @@ constexpr HookedName HookedExtension(const char* name)
 
 constexpr std::array TargetNames{
     Hooked<&eglMakeCurrent, &MakeCurrent>("eglMakeCurrent"),
-    Hooked<&glGetError, &GetError>("glGetError"),
     Hooked<&glBindFramebuffer, &BindFramebuffer>("glBindFramebuffer"),
     Hooked<&glDeleteFramebuffers, &Delete<TargetEvent::DeletesFramebuffers>>("glDeleteFramebuffers"),
     Hooked<&glDeleteTextures, &Delete<TargetEvent::DeletesTextures>>("glDeleteTextures"),
@@ -309,13 +299,6 @@ FRAMEGRAB_EXPORT EGLBoolean eglMakeCurrent(EGLDisplay dpy, EGLSurface draw, EGLS
     static std::atomic<void*> s_hook{nullptr};
     const auto hook = HookOfExported<PFNEGLMAKECURRENTPROC>(s_hook, "eglMakeCurrent");
     return hook ? hook(dpy, draw, read, ctx) : EGL_FALSE;
-}
-
-FRAMEGRAB_EXPORT GLenum glGetError()
-{
-    static std::atomic<void*> s_hook{nullptr};
-    const auto hook = HookOfExported<PFNGLGETERRORPROC>(s_hook, "glGetError");
-    return hook ? hook() : GL_NO_ERROR;
 }
 
 /// Exports a function. A macro since a symbol's name can be had in no other way.

@@ -112,18 +112,6 @@ std::string WhyNot(const Driver& driver, GLenum point, const char* buffer)
     return "";
 }
 
-/// Takes errors away.
-///
-/// @return the first; `GL_NO_ERROR` when there was none
-GLenum TakeErrors(const Driver& driver)
-{
-    const GLenum first = driver.getError();
-    // There is one for each kind at most, except that a lost context may tell of it without end.
-    for (int i = 0; i < 16 && driver.getError() != GL_NO_ERROR; ++i) {
-    }
-    return first;
-}
-
 } // namespace
 
 bool IsTargetBound(const Driver& driver)
@@ -198,13 +186,9 @@ std::vector<TargetAttachment> FindTargetAttachments(const Driver& driver,
     return found;
 }
 
-TargetRead::TargetRead(const Driver& driver, GLenum& pendingError) : m_driver(driver)
+TargetRead::TargetRead(const Driver& driver)
+    : m_driver(driver), m_readFramebuffer(Get(driver, GL_READ_FRAMEBUFFER_BINDING))
 {
-    const GLenum error = TakeErrors(driver);
-    if (pendingError == GL_NO_ERROR) {
-        pendingError = error;
-    }
-    m_readFramebuffer = Get(driver, GL_READ_FRAMEBUFFER_BINDING);
     driver.bindFramebuffer(GL_READ_FRAMEBUFFER,
                            static_cast<GLuint>(Get(driver, GL_DRAW_FRAMEBUFFER_BINDING)));
 }
@@ -212,7 +196,6 @@ TargetRead::TargetRead(const Driver& driver, GLenum& pendingError) : m_driver(dr
 TargetRead::~TargetRead()
 {
     m_driver.bindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(m_readFramebuffer));
-    TakeErrors(m_driver);
 }
 
 } // namespace Framegrab

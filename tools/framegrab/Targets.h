@@ -34,20 +34,18 @@ std::vector<TargetAttachment> FindTargetAttachments(const Driver& driver,
                                                     const std::vector<std::uint32_t>& buffers,
                                                     std::set<std::string>& leftOut);
 
-/// Binds the framebuffer object for reading as well, and keeps the errors of the calls that are made
-/// meanwhile from the program, until the end of the scope.
+/// Binds the framebuffer object for reading as well, until the end of the scope.
 class TargetRead
 {
 public:
-    /// @param pendingError  receives the error that the program has not asked for yet, if it holds none
-    TargetRead(const Driver& driver, GLenum& pendingError);
+    explicit TargetRead(const Driver& driver);
     TargetRead(const TargetRead&) = delete;
     TargetRead& operator=(const TargetRead&) = delete;
     ~TargetRead();
 
 private:
     const Driver& m_driver;
-    GLint m_readFramebuffer = 0;
+    GLint m_readFramebuffer;
 };
 
 } // namespace Framegrab

@@ -9,6 +9,7 @@
 #include <GLES3/gl31.h>
 #include <GLES2/gl2ext.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -286,6 +287,25 @@ void SwapInThreads(const std::string& times)
     }
 }
 
+/// Ends a thread that swaps the way `pthread_cancel` does: in the next call that may wait, wherever it is.
+void CancelThatSwaps(const std::string&)
+{
+    std::atomic<bool> isSwapping = false;
+    std::thread thread([&isSwapping] {
+        MakeContext("");
+        for (;;) {
+            Swap("");
+            isSwapping = true;
+            pthread_testcancel();
+        }
+    });
+    while (!isSwapping) {
+        std::this_thread::yield();
+    }
+    pthread_cancel(thread.native_handle());
+    thread.join();
+}
+
 struct Step
 {
     const char* name;
@@ -308,6 +328,7 @@ const Step Steps[]{
     {"quadrants", [](const std::string&) { TestSupport::DrawQuadrants(Width, Height); }},
     {"swap", &Swap},             // how many times
     {"threads", &SwapInThreads}, // how many times each
+    {"cancel", &CancelThatSwaps},
     {"print-bindings", &PrintBindings},
     {"print", [](const std::string& text) { std::fputs(text.c_str(), stdout); }},
     {"print-answer", [](const std::string&) { std::printf("%d", Answer()); }},
