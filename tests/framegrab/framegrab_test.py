@@ -151,17 +151,17 @@ def test_captures_the_surface_and_leaves_the_bindings(tmp_path):
     steps = "clear:ff0000ff bind:1 bind:2 bind:1 bind-read:2 clear:00ff00ff swap print-bindings"
     outcome = grab(tmp_path, "-buffers color,depth,stencil", f"context {steps}")
     assert outcome.status == 0, outcome.errors
-    assert outcome.output == "draw 1 read 2 error 0\n"
+    assert outcome.output == "draw 1 read 2 pack 0 error 0\n"
     assert colors(tmp_path / "frame000001.png") == {RED}
     assert colors(tmp_path / "frame000001_depth.png") == {DEPTH}
     assert colors(tmp_path / "frame000001_stencil.png") == {STENCIL}
 
 
-@pytest.mark.parametrize("options", ["-buffers color,depth,stencil", "-thumbnail 8x8", "-targets -buffers depth"])
-def test_leaves_the_error_that_the_program_has_not_asked_for(tmp_path, options):
-    outcome = grab(tmp_path, options, "context error swap print-bindings print-bindings")
+@pytest.mark.parametrize("options", ["-buffers depth,stencil", "-thumbnail 8x8", "-targets -buffers depth"])
+def test_leaves_pack_state_and_the_error_that_the_program_has_not_asked_for(tmp_path, options):
+    outcome = grab(tmp_path, options, "context pack:40 error swap print-bindings print-bindings")
     assert outcome.status == 0, outcome.errors
-    assert outcome.output == "draw 0 read 0 error 1280\ndraw 0 read 0 error 0\n"
+    assert outcome.output == "draw 0 read 0 pack 40 error 1280\ndraw 0 read 0 pack 40 error 0\n"
 
 
 @pytest.mark.parametrize("option", ["", "-targets"])
@@ -266,7 +266,7 @@ def test_leaves_the_programs_state_where_it_captures_a_target(tmp_path):
     plain = grab(tmp_path, "", steps)
     captured = grab(tmp_path, "-targets -buffers color,depth,stencil", steps)
     assert captured.status == 0, captured.errors
-    assert captured.output == "draw 2 read 1 error 1280\ndraw 2 read 1 error 0\ndraw 2 read 1 error 0\n"
+    assert captured.output == ("draw 2 read 1 pack 0 error 1280\n" + 2 * "draw 2 read 1 pack 0 error 0\n")
     assert captured.output == plain.output
     assert colors(tmp_path / "frame000001_target02_color0.png") == {GREEN}
 

@@ -75,21 +75,17 @@ public:
     UndisturbedThread()
     {
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancelState);
-        sigset_t limit;
-        sigemptyset(&limit);
-        sigaddset(&limit, SIGXFSZ);
-        pthread_sigmask(SIG_BLOCK, &limit, &m_signals);
+        sigemptyset(&m_limit);
+        sigaddset(&m_limit, SIGXFSZ);
+        pthread_sigmask(SIG_BLOCK, &m_limit, &m_signals);
     }
     UndisturbedThread(const UndisturbedThread&) = delete;
     UndisturbedThread& operator=(const UndisturbedThread&) = delete;
     ~UndisturbedThread()
     {
         if (sigismember(&m_signals, SIGXFSZ) == 0) {
-            sigset_t limit;
-            sigemptyset(&limit);
-            sigaddset(&limit, SIGXFSZ);
             constexpr timespec AtOnce{};
-            sigtimedwait(&limit, nullptr, &AtOnce); // the one that a write of ours has raised
+            sigtimedwait(&m_limit, nullptr, &AtOnce); // the one that a write of ours has raised
             pthread_sigmask(SIG_SETMASK, &m_signals, nullptr);
         }
         pthread_setcancelstate(m_cancelState, nullptr);
@@ -97,7 +93,8 @@ public:
 
 private:
     int m_cancelState = PTHREAD_CANCEL_ENABLE;
-    sigset_t m_signals{};
+    sigset_t m_limit{};   ///< the signal of a file beyond the limit alone
+    sigset_t m_signals{}; ///< the program's mask
 };
 
 /// Hooks for functions of one type. Each function that turns up, such as those of two drivers in one process,

@@ -73,10 +73,13 @@ bool OutputFolder::PrepareNew(std::string& path, std::string& error)
 {
     // Made by the call that tells whose it is: another framegrab may be started in the same second.
     const std::string name = path;
-    for (int i = 2; mkdir(path.c_str(), 0777) != 0 && errno == EEXIST; ++i) {
+    for (int i = 2; mkdir(path.c_str(), 0777) != 0; ++i) {
+        if (errno != EEXIST) {
+            return Prepare(path, error); // which fails for the same reason, and says it
+        }
         path = name + "-" + std::to_string(i);
     }
-    m_isNew = std::filesystem::exists(path);
+    m_isNew = true;
     return Prepare(path, error);
 }
 

@@ -263,7 +263,9 @@ void PrintBindings(const std::string&)
     GLint read = 0;
     glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &draw);
     glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &read);
-    std::printf("draw %d read %d error %u\n", draw, read, glGetError());
+    GLint rowLength = 0;
+    glGetIntegerv(GL_PACK_ROW_LENGTH, &rowLength);
+    std::printf("draw %d read %d pack %d error %u\n", draw, read, rowLength, glGetError());
 }
 
 /// Lets threads swap at the same time, each a surface of its own and a colour of its own.
@@ -324,6 +326,7 @@ const Step Steps[]{
     {"attach", &AttachTexture},  // the same or a new one, or a third one beside the first
     {"invalidate", &Invalidate}, // "discard" with the extension's call
     {"delete", [](const std::string&) { glDeleteFramebuffers(1, &t_target.framebuffer); }},
+    {"pack", [](const std::string& length) { glPixelStorei(GL_PACK_ROW_LENGTH, std::atoi(length.c_str())); }},
     {"error", [](const std::string&) { glEnable(GL_NONE); }},
     {"quadrants", [](const std::string&) { TestSupport::DrawQuadrants(Width, Height); }},
     {"swap", &Swap},             // how many times
