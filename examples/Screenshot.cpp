@@ -2,7 +2,7 @@
 //
 //     Screenshot NAME        writes NAME.png, NAME_depth.png, NAME_stencil.png and NAME_small.png
 //
-// A host brings the declarations of host/include to life; here libCore and libPlayback do.
+// A host brings the declarations of host/include to life; here the host runtime does.
 
 #include "Util/GLScreenshotHandler.h"
 

@@ -1,7 +1,7 @@
 #include "Util/ScreenshotWriter.h"
 
 #include "Util/Logging.h"
-#ifdef UTIL_WITH_ISAL
+#ifdef FRAMEGRAB_WITH_ISAL
 #include "Util/PngFastImage.h"
 #endif
 
@@ -99,7 +99,7 @@ bool WritePngInfo(png_structp png, png_infop info, FILE* file, const PngHeader& 
     return true;
 }
 
-#ifdef UTIL_WITH_ISAL
+#ifdef FRAMEGRAB_WITH_ISAL
 bool WritePngImageFast(png_structp png, PngFastMemory& memory, const PngImage& image)
 {
     if (setjmp(png_jmpbuf(png))) {
@@ -384,7 +384,7 @@ void ScreenshotWriter::LibPngSignalHandler(int signal)
 
 bool ScreenshotWriter::EncodePNG()
 {
-#ifdef UTIL_WITH_ISAL
+#ifdef FRAMEGRAB_WITH_ISAL
     if (m_pngEncoding == PNGFast) {
         const std::size_t height = png_get_image_height(m_pPng, m_pPngInfo);
         const PngFastMemoryPtr memory = AllocatePngFastMemory();

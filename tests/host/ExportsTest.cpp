@@ -54,7 +54,7 @@ TEST(Exports, AreWhatTheHeadersMark)
 TEST(Exports, NoGLLibraryIsNeeded)
 {
     const auto needed = Lines("readelf --dynamic --wide " UTIL_LIBRARY " | grep NEEDED");
-    EXPECT_THAT(needed, testing::Contains(testing::HasSubstr("[libCore.so.1]")));
+    EXPECT_THAT(needed, testing::Contains(testing::HasSubstr("[libframegrab-host.so.1]")));
     EXPECT_THAT(needed, testing::Each(testing::Not(testing::ContainsRegex("lib(E?GL|OpenGL)"))));
 }
 

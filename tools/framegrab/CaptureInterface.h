@@ -10,7 +10,7 @@
 ///
 /// Two libraries, because the first is loaded into every process that the program starts, before anything
 /// else and into the scope where all its symbols are looked up: it must bring nothing along. The second, with
-/// libUtil and all that libUtil needs, is opened by the first when a process swaps, in a scope of its own.
+/// libframegrab-util and all that it needs, is opened by the first when a process swaps, in a scope of its own.
 namespace Framegrab {
 
 using LookupFunction = void* (*)(void* handle, const char* name) noexcept;
