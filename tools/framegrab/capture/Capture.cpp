@@ -1,0 +1,518 @@
+// The library that captures: opened by the hooks when a process swaps for the first time.
+
+#include "Core/Log.h"
+#include "Core/StdioWriter.h"
+#include "Playback/PlaybackEnvironment.h"
+#include "Util/GLScreenshotHandler.h"
+#include "capture/Driver.h"
+#include "capture/Targets.h"
+#include "capture/Thumbnail.h"
+#include "shared/CaptureInterface.h"
+#include "shared/Session.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+namespace Framegrab {
+
+namespace {
+
+/// Binds the window surface for drawing and reading until the end of the scope.
+class SurfaceBinding
+{
+public:
+    explicit SurfaceBinding(const Driver& driver) : m_driver(driver)
+    {
+        driver.getIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &m_drawFramebuffer);
+        driver.getIntegerv(GL_READ_FRAMEBUFFER_BINDING, &m_readFramebuffer);
+        driver.bindFramebuffer(GL_FRAMEBUFFER, 0);
+    }
+    SurfaceBinding(const SurfaceBinding&) = delete;
+    SurfaceBinding& operator=(const SurfaceBinding&) = delete;
+    ~SurfaceBinding()
+    {
+        m_driver.bindFramebuffer(GL_DRAW_FRAMEBUFFER, static_cast<GLuint>(m_drawFramebuffer));
+        m_driver.bindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(m_readFramebuffer));
+    }
+
+private:
+    const Driver& m_driver;
+    GLint m_drawFramebuffer = 0;
+    GLint m_readFramebuffer = 0;
+};
+
+/// @return bits of a component of the window surface
+int SurfaceBits(const Driver& driver, const Component& component)
+{
+    GLint bits = 0;
+    driver.getIntegerv(component.surfaceBits, &bits);
+    return bits;
+}
+
+/// The host's settings as framegrab's user wants them, until the end of the scope: the program may itself be
+/// a host of the library.
+class HostSettings
+{
+public:
+    HostSettings(const Settings& settings, Core::Log::DebuggerSink sink)
+        : m_opaque(Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots), m_level(Log::m_level),
+          m_zones(Log::m_zoneMask), m_pipes(Log::m_ioPipeMask),
+          m_encoding(Util::ScreenshotWriter::GetPNGEncoding())
+    {
+        Util::ScreenshotWriter::SetPNGEncoding(EncodingKinds[settings.pngKind].encoding);
+        Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots = settings.opaque;
+        Log::SetDebuggerSink(sink);
+        Log::m_level = settings.log.level;
+        Log::m_zoneMask = settings.log.zones;
+        Log::m_ioPipeMask = RedirectedPipes(settings.log);
+        if (settings.log.IsOn(Log::PipeFile)) {
+            OpenFile(settings.output + "/" + LogFileName + ".log");
+        }
+    }
+    HostSettings(const HostSettings&) = delete;
+    HostSettings& operator=(const HostSettings&) = delete;
+    ~HostSettings()
+    {
+        Log::m_ioPipeMask = m_pipes;
+        Log::m_zoneMask = m_zones;
+        Log::m_level = m_level;
+        Log::SetFileWriter(nullptr);
+        Log::SetDebuggerSink(nullptr);
+        Playback::PlaybackEnvironment::Instance().m_opaqueScreenshots = m_opaque;
+        Util::ScreenshotWriter::SetPNGEncoding(m_encoding);
+    }
+
+private:
+    using Log = Core::Log;
+
+    /// Opens the launcher's log file, in between frames closed: a program that closes files it did not open
+    /// would otherwise get the log's lines in a file of its own.
+    static void OpenFile(const std::string& path)
+    {
+        const auto file = std::make_shared<Core::StdioWriter>(path, false, true);
+        if (file->Open() == 0) {
+            Log::SetFileWriter(file);
+        }
+    }
+
+    bool m_opaque;
+    std::uint32_t m_level;
+    std::uint64_t m_zones;
+    std::uint32_t m_pipes;
+    Util::ScreenshotWriter::PNGEncoding m_encoding;
+};
+
+/// The capture of a frame as the launcher sees it, which ends the program in between frames: half a picture
+/// would otherwise stay behind.
+class FrameInProgress
+{
+public:
+    explicit FrameInProgress(SharedCounters& counters) : m_counters(counters) { ++m_counters.framesBegun; }
+    FrameInProgress(const FrameInProgress&) = delete;
+    FrameInProgress& operator=(const FrameInProgress&) = delete;
+    ~FrameInProgress() { --m_counters.framesBegun; }
+
+    /// Whether the program is about to be ended and waits for frames begun before.
+    [[nodiscard]] bool IsTooLate() const { return m_counters.isEnding != 0; }
+
+private:
+    SharedCounters& m_counters;
+};
+
+/// One attachment or buffer of the framebuffer bound for drawing, on its way into a file.
+struct Picture
+{
+    std::uint64_t frame = 0;
+    std::uint32_t target = 0; ///< as in `RecordFields`
+    std::uint32_t buffer = 0; ///< index in `Buffers`
+    std::string name;         ///< of the file, without what names the buffer
+    std::string suffix;
+    std::string format; ///< of the buffer
+    bool hasThumbnail = true;
+};
+
+/// A process under framegrab.
+class Process
+{
+public:
+    explicit Process(const char* session)
+        : m_session(session), m_hasSettings(ReadSettings(m_session, m_settings)),
+          m_pCounters(MapCounters(m_session, false))
+    {}
+
+    /// The calling process, null before its first swap. A child that was forked off without a new program
+    /// needs a state of its own; its parent's may be locked by a thread that the child does not have.
+    static Process* Current()
+    {
+        Process* const process = s_current;
+        return process && process->m_process == getpid() ? process : nullptr;
+    }
+    static Process& Make(const char* session);
+
+    bool BeforeSwap(const SwapCall& call);
+    bool LeaveTarget(const TargetCall& call);
+    void AfterSwap() { m_pCounters->isLastFrameShown = 1; }
+
+private:
+    static void PassOnLog(const char* text);
+
+    const Driver& DriverOf(void* function, LookupFunction lookup);
+    bool CaptureFrame(const SwapCall& call);
+    bool CanCapture(const Driver& driver, const SwapCall& call);
+    bool CaptureBuffer(const Driver& driver, std::uint32_t buffer);
+    template <typename TakeFullSize>
+    bool WritePicture(const Driver& driver, const Picture& picture, TakeFullSize takeFullSize);
+    bool CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& pendingError);
+    std::string FileName(std::uint64_t frame);
+    bool CountSwap(const SwapCall& call);
+    bool TellWhetherTargetsAreWanted(std::atomic<bool>& areWanted) const;
+    void Tell(RecordKind kind, const RecordFields& fields);
+    void SayOnce(const std::string& text);
+
+    static std::atomic<Process*> s_current; ///< never destroyed: threads may swap while the process ends
+
+    pid_t m_process = getpid();
+    std::string m_session;
+    Settings m_settings;
+    bool m_hasSettings;
+    SharedCounters* m_pCounters;
+
+    std::mutex m_mutex;            ///< held while a swap is counted and captured; guards what follows
+    std::uint64_t m_frame = 0;     ///< swaps so far; the frame being drawn is the next
+    std::uint32_t m_target = 0;    ///< targets drawn so far in the frame being drawn
+    bool m_areTargetsWhole = true; ///< of the frame being drawn
+    std::uint32_t m_number = 0;    ///< among the processes that capture; 0 before the first frame
+    std::map<void*, std::unique_ptr<Driver>> m_drivers; ///< by functions that the program calls
+    std::set<std::string> m_said;
+};
+
+std::atomic<Process*> Process::s_current{nullptr};
+
+Process& Process::Make(const char* session)
+{
+    Process* known = s_current;
+    Process* process = Current();
+    while (!process) {
+        auto fresh = std::make_unique<Process>(session);
+        if (s_current.compare_exchange_strong(known, fresh.get())) {
+            process = fresh.release();
+        } else {
+            process = Current();
+        }
+    }
+    return *process;
+}
+
+bool Process::BeforeSwap(const SwapCall& call)
+{
+    std::uint64_t frame = 0;
+    {
+        const std::scoped_lock lock(m_mutex);
+        const bool areTargetsWhole = m_areTargetsWhole;
+        if (!CountSwap(call)) {
+            return false;
+        }
+        if (!m_settings.frames.Contains(m_frame)) {
+            return false;
+        }
+        const FrameInProgress progress(*m_pCounters);
+        if (progress.IsTooLate()) {
+            return false;
+        }
+        frame = m_frame;
+        bool isWhole = false;
+        try {
+            isWhole = CaptureFrame(call) && areTargetsWhole;
+        } catch (const std::exception& error) {
+            SayOnce(std::string("a frame was not captured: ") + error.what());
+        }
+        Tell(RecordKind::FrameDone, {.frame = frame, .status = isWhole ? 0U : 1U});
+    }
+    if (!m_settings.frames.IsLast(frame)) {
+        return false;
+    }
+    m_pCounters->isLastFrameDone = 1;
+    if (!m_settings.quit) {
+        return false;
+    }
+    // The program will be ended from outside. What it has printed is its user's.
+    std::fflush(stdout);
+    std::fflush(stderr);
+    return true;
+}
+
+bool Process::LeaveTarget(const TargetCall& call)
+{
+    const std::scoped_lock lock(m_mutex);
+    if (!TellWhetherTargetsAreWanted(*call.areTargetsWanted)) {
+        return true;
+    }
+    try {
+        const Driver& driver = DriverOf(call.driverFunction, call.lookup);
+        if (!driver.getCurrentContext || driver.getCurrentContext() == EGL_NO_CONTEXT ||
+            driver.CurrentVersion() == 0 || !IsTargetBound(driver)) {
+            return true;
+        }
+        if (!IsDoneWithTarget(driver, call.event)) {
+            return false;
+        }
+        const FrameInProgress progress(*m_pCounters);
+        if (progress.IsTooLate()) {
+            return true;
+        }
+        m_areTargetsWhole = CaptureTarget(driver, m_frame + 1, *call.pendingError) && m_areTargetsWhole;
+    } catch (const std::exception& error) {
+        m_areTargetsWhole = false;
+        SayOnce(std::string("a framebuffer object was not captured: ") + error.what());
+    }
+    return true;
+}
+
+bool Process::TellWhetherTargetsAreWanted(std::atomic<bool>& areWanted) const
+{
+    const bool result = m_hasSettings && m_pCounters && m_settings.frames.Contains(m_frame + 1);
+    areWanted = result;
+    return result;
+}
+
+bool Process::CountSwap(const SwapCall& call)
+{
+    if (++m_frame == 1) {
+        Tell(RecordKind::FirstSwap, {});
+    }
+    m_target = 0;
+    m_areTargetsWhole = true;
+    if (call.areTargetsWanted) {
+        TellWhetherTargetsAreWanted(*call.areTargetsWanted);
+    }
+    if (!m_hasSettings || !m_pCounters) {
+        SayOnce("nothing can be captured: the session's files in " + m_session + " cannot be read");
+        return false;
+    }
+    std::uint64_t most = m_pCounters->swaps;
+    while (most < m_frame && !m_pCounters->swaps.compare_exchange_weak(most, m_frame)) {
+    }
+    return true;
+}
+
+const Driver& Process::DriverOf(void* function, LookupFunction lookup)
+{
+    std::unique_ptr<Driver>& known = m_drivers[function];
+    if (!known) {
+        known = std::make_unique<Driver>(function, lookup);
+    }
+    return *known;
+}
+
+bool Process::CaptureFrame(const SwapCall& call)
+{
+    const HostSettings settings(m_settings, &PassOnLog);
+    const auto start = std::chrono::steady_clock::now();
+
+    const bool isNew = !m_drivers.contains(call.driverFunction);
+    const Driver& driver = DriverOf(call.driverFunction, call.lookup);
+    if (isNew) {
+        FRAMEGRAB_LOG(Core::Log::ZoneDll, "process %d swaps with %s", m_process,
+                      driver.LibraryPath().c_str());
+    }
+    if (!CanCapture(driver, call)) {
+        return false;
+    }
+    const Driver::Scope scope(driver, *call.pendingError);
+    const SurfaceBinding binding(driver);
+
+    bool isWhole = true;
+    for (const std::uint32_t buffer : m_settings.buffers) {
+        isWhole = CaptureBuffer(driver, buffer) && isWhole;
+    }
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
+    FRAMEGRAB_LOG(Core::Log::ZoneCapture, "frame %llu captured in %.1f ms",
+                  static_cast<unsigned long long>(m_frame), time.count());
+    return isWhole;
+}
+
+bool Process::CanCapture(const Driver& driver, const SwapCall& call)
+{
+    if (!driver.getCurrentContext || !driver.getCurrentDisplay || !driver.getCurrentSurface ||
+        !driver.getString || !driver.getIntegerv || !driver.bindFramebuffer || !driver.pixelStorei) {
+        SayOnce("the driver lacks functions of EGL 1.4 or OpenGL ES 3.0: nothing can be captured");
+        return false;
+    }
+    if (driver.getCurrentContext() == EGL_NO_CONTEXT) {
+        SayOnce("a thread swaps without a current context: such a frame is not captured");
+        return false;
+    }
+    if (driver.getCurrentDisplay() != call.display || driver.getCurrentSurface(EGL_DRAW) != call.surface) {
+        SayOnce("a surface is swapped that is not the current one: such a frame is not captured");
+        return false;
+    }
+    if (driver.CurrentVersion() < 30) {
+        const auto* const version = reinterpret_cast<const char*>(driver.getString(GL_VERSION));
+        SayOnce(std::string("only OpenGL ES 3.0 and later is captured, and this context is \"") +
+                (version ? version : "") + "\"");
+        return false;
+    }
+    return true;
+}
+
+bool Process::CaptureBuffer(const Driver& driver, std::uint32_t buffer)
+{
+    const BufferKind& kind = Buffers[buffer];
+    const std::string format =
+        FormatOf(kind, [&](const Component& component) { return SurfaceBits(driver, component); });
+    if (format.empty()) {
+        SayOnce(std::string("the surface has no ") + kind.name + " buffer");
+        return true;
+    }
+    const Picture picture{.frame = m_frame,
+                          .buffer = buffer,
+                          .name = FileName(m_frame),
+                          .suffix = kind.suffix,
+                          .format = format};
+    return WritePicture(driver, picture, [&](Util::GLScreenshotHandler& handler, const std::string& path) {
+        return handler.TakeScreenshot(path, kind.mask);
+    });
+}
+
+template <typename TakeFullSize>
+bool Process::WritePicture(const Driver& driver, const Picture& picture, TakeFullSize takeFullSize)
+{
+    const ImageKind& image = ImageKinds[m_settings.imageKind];
+    const std::string path = m_settings.output + "/" + picture.name;
+    const bool isThumbnailWanted = m_settings.thumbnailWidth != 0 && picture.hasThumbnail;
+    Util::GLScreenshotHandler handler(image.format);
+    bool isWhole = true;
+    const auto tell = [&](const std::string& suffix, std::uint32_t status) {
+        const std::string text = picture.name + suffix + "." + image.name + "\t" + picture.format;
+        Tell(RecordKind::File, {.frame = picture.frame,
+                                .target = picture.target,
+                                .buffer = picture.buffer,
+                                .status = status,
+                                .text = text.c_str()});
+        isWhole = status == 0 && isWhole;
+    };
+    if (!m_settings.thumbnailOnly || !isThumbnailWanted) {
+        tell(picture.suffix, takeFullSize(handler, path));
+    }
+    if (isThumbnailWanted) {
+        const std::string suffix = picture.suffix + std::string(ThumbnailSuffix);
+        tell(suffix, TakeThumbnail(driver, handler, picture.buffer, path + suffix, m_settings.thumbnailWidth,
+                                   m_settings.thumbnailHeight));
+    }
+    return isWhole;
+}
+
+bool Process::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& pendingError)
+{
+    const HostSettings settings(m_settings, &PassOnLog);
+    const auto start = std::chrono::steady_clock::now();
+    if (driver.CurrentVersion() < 31) {
+        SayOnce("framebuffer objects are captured in contexts of OpenGL ES 3.1 and later only");
+        return false;
+    }
+    // Counted whether or not it has what was asked for: its number is the same whatever that is.
+    const std::uint32_t target = ++m_target;
+    const Driver::Scope scope(driver, pendingError);
+    const TargetRead read(driver);
+
+    char number[32];
+    std::snprintf(number, sizeof(number), "_target%02u", target);
+    std::set<std::string> leftOut;
+    bool isWhole = true;
+    for (const TargetAttachment& attachment : FindTargetAttachments(driver, m_settings.buffers, leftOut)) {
+        const Picture picture{.frame = frame,
+                              .target = target,
+                              .buffer = attachment.buffer,
+                              .name = FileName(frame) + number,
+                              .suffix = attachment.suffix,
+                              .format = attachment.format,
+                              .hasThumbnail = attachment.hasThumbnail};
+        const auto take = [&](Util::GLScreenshotHandler& handler, const std::string& path) {
+            return handler.TakeScreenshotFBO(path, attachment.point);
+        };
+        isWhole = WritePicture(driver, picture, take) && isWhole;
+    }
+    for (const std::string& reason : leftOut) {
+        SayOnce(reason);
+    }
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
+    FRAMEGRAB_LOG(Core::Log::ZoneCapture, "frame %llu, target %u captured in %.1f ms",
+                  static_cast<unsigned long long>(frame), target, time.count());
+    return isWhole;
+}
+
+std::string Process::FileName(std::uint64_t frame)
+{
+    if (m_number == 0) {
+        m_number = ++m_pCounters->capturingProcesses;
+    }
+    char name[64];
+    std::snprintf(name, sizeof(name), "frame%06llu", static_cast<unsigned long long>(frame));
+    return m_number == 1 ? name : name + ("-p" + std::to_string(m_number));
+}
+
+void Process::Tell(RecordKind kind, const RecordFields& fields)
+{
+    if (!AppendRecord(m_session.c_str(), kind, fields) && m_pCounters) {
+        ++m_pCounters->recordsLost;
+    }
+}
+
+void Process::SayOnce(const std::string& text)
+{
+    if (m_said.insert(text).second) {
+        Tell(RecordKind::Message, {.text = text.c_str()});
+    }
+}
+
+void Process::PassOnLog(const char* text)
+{
+    if (Process* const process = Current()) {
+        PassOn(process->m_settings.log, text, [process](const std::string& line) {
+            process->Tell(RecordKind::Log, {.text = line.c_str()});
+        });
+    }
+}
+
+} // namespace
+
+} // namespace Framegrab
+
+#define FRAMEGRAB_EXPORT extern "C" __attribute__((visibility("default")))
+
+// No exception may pass through the program's frames, which may not be C++.
+
+FRAMEGRAB_EXPORT bool FramegrabBeforeSwap(const Framegrab::SwapCall* call) noexcept
+{
+    try {
+        return Framegrab::Process::Make(call->session).BeforeSwap(*call);
+    } catch (...) {
+        return false;
+    }
+}
+
+FRAMEGRAB_EXPORT bool FramegrabLeaveTarget(const Framegrab::TargetCall* call) noexcept
+{
+    try {
+        return Framegrab::Process::Make(call->session).LeaveTarget(*call);
+    } catch (...) {
+        return true;
+    }
+}
+
+FRAMEGRAB_EXPORT void FramegrabAfterSwap() noexcept
+{
+    if (Framegrab::Process* const process = Framegrab::Process::Current()) {
+        process->AfterSwap();
+    }
+}

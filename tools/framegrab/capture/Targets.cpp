@@ -1,0 +1,201 @@
+#include "capture/Targets.h"
+
+#include "shared/Session.h"
+
+#include <algorithm>
+#include <span>
+
+namespace Framegrab {
+
+namespace {
+
+GLint Get(const Driver& driver, GLenum name)
+{
+    GLint value = 0;
+    driver.getIntegerv(name, &value);
+    return value;
+}
+
+GLint GetOfAttachment(const Driver& driver, GLenum point, GLenum name)
+{
+    GLint value = 0;
+    driver.getFramebufferAttachmentParameteriv(GL_DRAW_FRAMEBUFFER, point, name, &value);
+    return value;
+}
+
+GLenum ObjectType(const Driver& driver, GLenum point)
+{
+    return static_cast<GLenum>(GetOfAttachment(driver, point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE));
+}
+
+GLuint ObjectName(const Driver& driver, GLenum point)
+{
+    return static_cast<GLuint>(GetOfAttachment(driver, point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME));
+}
+
+std::string AttachmentFormat(const Driver& driver, GLenum point, const BufferKind& kind)
+{
+    const std::string format = FormatOf(kind, [&](const Component& component) {
+        return GetOfAttachment(driver, point, component.attachmentBits);
+    });
+    const GLint type = GetOfAttachment(driver, point, GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE);
+    return type == GL_FLOAT ? format + " float" : format;
+}
+
+std::vector<GLenum> ColorPoints(const Driver& driver)
+{
+    std::vector<GLenum> points(static_cast<std::size_t>(Get(driver, GL_MAX_COLOR_ATTACHMENTS)));
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        points[i] = GL_COLOR_ATTACHMENT0 + static_cast<GLenum>(i);
+    }
+    return points;
+}
+
+/// Whether one of these objects, which are about to be deleted, is attached: it will not be any more.
+bool IsOneAttached(const Driver& driver, GLenum type, std::span<const GLuint> names)
+{
+    std::vector<GLenum> points = ColorPoints(driver);
+    points.insert(points.end(), {GL_DEPTH_ATTACHMENT, GL_STENCIL_ATTACHMENT});
+    return std::any_of(points.begin(), points.end(), [&](GLenum point) {
+        return ObjectType(driver, point) == type &&
+               std::find(names.begin(), names.end(), ObjectName(driver, point)) != names.end();
+    });
+}
+
+/// Whether something is attached that will not be when this has taken its place.
+bool IsReplaced(const Driver& driver, GLenum point, const TargetEvent& event)
+{
+    const GLenum type = ObjectType(driver, point);
+    if (type == GL_NONE) {
+        return false;
+    }
+    if (type != event.objectType || ObjectName(driver, point) != event.object) {
+        return true;
+    }
+    const auto isOther = [&](GLenum name, GLint value) {
+        return GetOfAttachment(driver, point, name) != value;
+    };
+    return type == GL_TEXTURE &&
+           (isOther(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LEVEL, event.level) ||
+            isOther(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_CUBE_MAP_FACE, event.cubeMapFace) ||
+            isOther(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LAYER, event.layer));
+}
+
+/// Whether the framebuffer object that is bound for drawing is the one that a call's target stands for.
+bool IsMeant(const Driver& driver, GLenum target)
+{
+    return target != GL_READ_FRAMEBUFFER ||
+           Get(driver, GL_READ_FRAMEBUFFER_BINDING) == Get(driver, GL_DRAW_FRAMEBUFFER_BINDING);
+}
+
+std::span<const GLuint> Names(const TargetEvent& event)
+{
+    return {event.names, event.names && event.count > 0 ? static_cast<std::size_t>(event.count) : 0};
+}
+
+/// @return why a picture cannot show an attachment; empty when it can
+std::string WhyNot(const Driver& driver, GLenum point, const char* buffer)
+{
+    const GLuint name = ObjectName(driver, point);
+    const bool isTexture = ObjectType(driver, point) == GL_TEXTURE;
+    if (!(isTexture ? driver.isTexture(name) : driver.isRenderbuffer(name))) {
+        return std::string("a framebuffer object's ") + buffer +
+               " attachment was deleted while it was attached: such a one is not captured";
+    }
+    if (point != GL_DEPTH_ATTACHMENT && point != GL_STENCIL_ATTACHMENT) {
+        const GLint type = GetOfAttachment(driver, point, GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE);
+        if (type == GL_INT || type == GL_UNSIGNED_INT) {
+            return "a framebuffer object has integer colors, which no picture can show: such an attachment "
+                   "is not captured";
+        }
+    }
+    return "";
+}
+
+} // namespace
+
+bool IsTargetBound(const Driver& driver)
+{
+    return driver.getIntegerv && driver.bindFramebuffer && driver.pixelStorei && driver.getError &&
+           driver.isTexture && driver.isRenderbuffer && driver.getFramebufferAttachmentParameteriv &&
+           driver.checkFramebufferStatus && Get(driver, GL_DRAW_FRAMEBUFFER_BINDING) != 0 &&
+           driver.checkFramebufferStatus(GL_DRAW_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+}
+
+bool IsDoneWithTarget(const Driver& driver, const TargetEvent& event)
+{
+    const auto framebuffer = static_cast<GLuint>(Get(driver, GL_DRAW_FRAMEBUFFER_BINDING));
+    const std::span<const GLuint> names = Names(event);
+    switch (event.kind) {
+    case TargetEvent::BindsFramebuffer:
+        return event.target != GL_READ_FRAMEBUFFER && event.object != framebuffer;
+    case TargetEvent::Attaches:
+        if (!IsMeant(driver, event.target)) {
+            return false;
+        }
+        return event.attachment == GL_DEPTH_STENCIL_ATTACHMENT
+                   ? IsReplaced(driver, GL_DEPTH_ATTACHMENT, event) ||
+                         IsReplaced(driver, GL_STENCIL_ATTACHMENT, event)
+                   : IsReplaced(driver, event.attachment, event);
+    case TargetEvent::Invalidates:
+        return IsMeant(driver, event.target);
+    case TargetEvent::DeletesFramebuffers:
+        return std::find(names.begin(), names.end(), framebuffer) != names.end();
+    case TargetEvent::DeletesTextures:
+        return IsOneAttached(driver, GL_TEXTURE, names);
+    case TargetEvent::DeletesRenderbuffers:
+        return IsOneAttached(driver, GL_RENDERBUFFER, names);
+    case TargetEvent::MakesCurrent:
+        return event.context != driver.getCurrentContext();
+    case TargetEvent::Swaps:
+        break;
+    }
+    return true;
+}
+
+std::vector<TargetAttachment> FindTargetAttachments(const Driver& driver,
+                                                    const std::vector<std::uint32_t>& buffers,
+                                                    std::set<std::string>& leftOut)
+{
+    std::vector<TargetAttachment> found;
+    const auto look = [&](GLenum point, std::uint32_t buffer, const std::string& suffix) {
+        if (ObjectType(driver, point) == GL_NONE) {
+            return;
+        }
+        if (std::string reason = WhyNot(driver, point, Buffers[buffer].name); !reason.empty()) {
+            leftOut.insert(std::move(reason));
+        } else {
+            found.push_back({.point = point,
+                             .buffer = buffer,
+                             .suffix = suffix,
+                             .format = AttachmentFormat(driver, point, Buffers[buffer]),
+                             .hasThumbnail = point == GL_COLOR_ATTACHMENT0 || point == GL_DEPTH_ATTACHMENT ||
+                                             point == GL_STENCIL_ATTACHMENT});
+        }
+    };
+    for (const std::uint32_t buffer : buffers) {
+        if (Buffers[buffer].mask == GL_COLOR_BUFFER_BIT) {
+            for (const GLenum point : ColorPoints(driver)) {
+                look(point, buffer, "_color" + std::to_string(point - GL_COLOR_ATTACHMENT0));
+            }
+        } else {
+            const bool isDepth = Buffers[buffer].mask == GL_DEPTH_BUFFER_BIT;
+            look(isDepth ? GL_DEPTH_ATTACHMENT : GL_STENCIL_ATTACHMENT, buffer, Buffers[buffer].suffix);
+        }
+    }
+    return found;
+}
+
+TargetRead::TargetRead(const Driver& driver)
+    : m_driver(driver), m_readFramebuffer(Get(driver, GL_READ_FRAMEBUFFER_BINDING))
+{
+    driver.bindFramebuffer(GL_READ_FRAMEBUFFER,
+                           static_cast<GLuint>(Get(driver, GL_DRAW_FRAMEBUFFER_BINDING)));
+}
+
+TargetRead::~TargetRead()
+{
+    m_driver.bindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(m_readFramebuffer));
+}
+
+} // namespace Framegrab

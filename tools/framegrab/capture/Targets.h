@@ -1,0 +1,51 @@
+#pragma once
+
+#include "capture/Driver.h"
+#include "shared/CaptureInterface.h"
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+/// What there is to know of the framebuffer object that is bound for drawing on the calling thread.
+namespace Framegrab {
+
+/// @return whether there is one that can be drawn into; false too when the driver lacks functions of OpenGL
+///         ES 3.0
+bool IsTargetBound(const Driver& driver);
+
+/// @return whether the program is done with what it has drawn there
+bool IsDoneWithTarget(const Driver& driver, const TargetEvent& event);
+
+/// One attachment that a picture can show.
+struct TargetAttachment
+{
+    GLenum point;         ///< `GL_COLOR_ATTACHMENT0` + i, `GL_DEPTH_ATTACHMENT` or `GL_STENCIL_ATTACHMENT`
+    std::uint32_t buffer; ///< index in `Buffers`
+    std::string suffix;   ///< "_color0", "_depth" or "_stencil"
+    std::string format;   ///< e.g. "R8G8B8A8"
+    bool hasThumbnail;    ///< of the colours, the first attachment alone can be scaled
+};
+
+/// @param buffers   which to look for; indices in `Buffers`
+/// @param leftOut   receives why an attachment is not among the result although it is there
+std::vector<TargetAttachment> FindTargetAttachments(const Driver& driver,
+                                                    const std::vector<std::uint32_t>& buffers,
+                                                    std::set<std::string>& leftOut);
+
+/// Binds the framebuffer object for reading as well, until the end of the scope.
+class TargetRead
+{
+public:
+    explicit TargetRead(const Driver& driver);
+    TargetRead(const TargetRead&) = delete;
+    TargetRead& operator=(const TargetRead&) = delete;
+    ~TargetRead();
+
+private:
+    const Driver& m_driver;
+    GLint m_readFramebuffer;
+};
+
+} // namespace Framegrab

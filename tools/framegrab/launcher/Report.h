@@ -1,0 +1,65 @@
+#pragma once
+
+#include "launcher/ImageFile.h"
+#include "shared/Session.h"
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <sys/types.h>
+#include <utility>
+#include <vector>
+
+namespace Framegrab {
+
+/// What came of a session, gathered from its records.
+class Report
+{
+public:
+    /// @param settings  what was asked for; outlives this object
+    /// @param output    the output folder as the user wrote it, for messages
+    Report(const Settings& settings, std::string output) : m_settings(settings), m_output(std::move(output))
+    {}
+
+    /// Notes one record; what is of interest at once is said.
+    void Take(const Record& record);
+
+    /// How much was done so far, in words: frames of those asked for, files, bytes. Empty before the first.
+    [[nodiscard]] std::string Progress() const;
+
+    [[nodiscard]] bool HasSwapped(pid_t process) const { return m_swappingProcesses.contains(process); }
+
+    /// Checks the files on the disk and says what is there and what is missing.
+    ///
+    /// @param program   name of the program, for messages
+    /// @param counters  of the session
+    /// @return whether every frame asked for is there whole
+    bool Finish(const std::string& program, const SharedCounters& counters);
+
+private:
+    struct File
+    {
+        std::uint64_t frame = 0;
+        std::uint32_t buffer = 0; ///< index in `Buffers`
+        std::string name;         ///< in the output folder
+        std::string path;
+        std::string format; ///< of the buffer
+        ImageFile image;
+    };
+
+    void TakeFile(const Record& record);
+    void SayWhyNothingCame(const std::string& program, std::uint64_t swaps) const;
+    void ListFiles() const;
+    void WriteSheet(const std::string& program, const FrameList& missing) const;
+    [[nodiscard]] std::uint64_t CountBytes() const;
+
+    const Settings& m_settings;
+    std::string m_output;
+    std::vector<File> m_files; ///< in the order in which they were written
+    FrameList m_framesDone;
+    FrameList m_framesWhole; ///< in at least one process
+    std::set<pid_t> m_swappingProcesses;
+    bool m_areHooksLoaded = false;
+};
+
+} // namespace Framegrab

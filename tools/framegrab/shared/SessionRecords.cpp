@@ -1,0 +1,38 @@
+#include "shared/SessionRecords.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cinttypes>
+#include <climits>
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace Framegrab {
+
+bool AppendRecord(const char* folder, RecordKind kind, const RecordFields& fields) noexcept
+{
+    const int savedErrno = errno;
+    char path[PATH_MAX];
+    char record[4096];
+    bool isWritten = false;
+
+    const int pathLength = std::snprintf(path, sizeof(path), "%s/records", folder);
+    const int length = std::snprintf(record, sizeof(record),
+                                     "%c\t%ld\t%" PRIu64 "\t%" PRIu32 "\t%" PRIu32 "\t%" PRIu32 "\t%.4000s",
+                                     static_cast<char>(kind), static_cast<long>(getpid()), fields.frame,
+                                     fields.target, fields.buffer, fields.status, fields.text);
+    if (pathLength > 0 && pathLength < static_cast<int>(sizeof(path)) && length > 0) {
+        const int file = open(path, O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW);
+        if (file >= 0) {
+            // The terminating zero goes along: it ends the record.
+            const ssize_t size = std::min<ssize_t>(length + 1, sizeof(record));
+            isWritten = write(file, record, static_cast<std::size_t>(size)) == size;
+            close(file);
+        }
+    }
+    errno = savedErrno;
+    return isWritten;
+}
+
+} // namespace Framegrab
