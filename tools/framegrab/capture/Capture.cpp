@@ -159,23 +159,24 @@ public:
     }
     static Process& Make(const char* session);
 
-    bool BeforeSwap(const SwapCall& call);
-    bool LeaveTarget(const TargetCall& call);
+    CaptureAnswer BeforeSwap(const CaptureContext& context, EGLDisplay display, EGLSurface surface);
+    CaptureAnswer CaptureTargetIfLeft(const CaptureContext& context, const TargetEvent& event);
     void AfterSwap() { m_pCounters->isLastFrameShown = 1; }
 
 private:
     static void PassOnLog(const char* text);
 
-    const Driver& DriverOf(void* function, LookupFunction lookup);
-    bool CaptureFrame(const SwapCall& call);
-    bool CanCapture(const Driver& driver, const SwapCall& call);
+    const Driver& DriverOf(const CaptureContext& context);
+    bool CaptureFrame(const CaptureContext& context, EGLDisplay display, EGLSurface surface,
+                      GLenum& takenError);
+    bool CanCapture(const Driver& driver, EGLDisplay display, EGLSurface surface);
     bool CaptureBuffer(const Driver& driver, std::uint32_t buffer);
     template <typename TakeFullSize>
     bool WritePicture(const Driver& driver, const Picture& picture, TakeFullSize takeFullSize);
-    bool CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& pendingError);
+    bool CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& takenError);
     std::string FileName(std::uint64_t frame);
-    bool CountSwap(const SwapCall& call);
-    bool TellWhetherTargetsAreWanted(std::atomic<bool>& areWanted) const;
+    bool CountSwap();
+    CaptureAnswer Answer() const;
     void Tell(RecordKind kind, const RecordFields& fields);
     void SayOnce(const std::string& text);
 
@@ -213,88 +214,87 @@ Process& Process::Make(const char* session)
     return *process;
 }
 
-bool Process::BeforeSwap(const SwapCall& call)
+CaptureAnswer Process::BeforeSwap(const CaptureContext& context, EGLDisplay display, EGLSurface surface)
 {
+    CaptureAnswer answer;
     std::uint64_t frame = 0;
     {
         const std::scoped_lock lock(m_mutex);
         const bool areTargetsWhole = m_areTargetsWhole;
-        if (!CountSwap(call)) {
-            return false;
-        }
-        if (!m_settings.frames.Contains(m_frame)) {
-            return false;
+        const bool isCounted = CountSwap();
+        answer = Answer();
+        if (!isCounted || !m_settings.frames.Contains(m_frame)) {
+            return answer;
         }
         const FrameInProgress progress(*m_pCounters);
         if (progress.IsTooLate()) {
-            return false;
+            return answer;
         }
         frame = m_frame;
         bool isWhole = false;
         try {
-            isWhole = CaptureFrame(call) && areTargetsWhole;
+            isWhole = CaptureFrame(context, display, surface, answer.takenError) && areTargetsWhole;
         } catch (const std::exception& error) {
             SayOnce(std::string("a frame was not captured: ") + error.what());
         }
         Tell(RecordKind::FrameDone, {.frame = frame, .status = isWhole ? 0U : 1U});
     }
     if (!m_settings.frames.IsLast(frame)) {
-        return false;
+        return answer;
     }
     m_pCounters->isLastFrameDone = 1;
-    if (!m_settings.quit) {
-        return false;
+    if (m_settings.quit) {
+        // The program will be ended from outside. What it has printed is its user's.
+        std::fflush(stdout);
+        std::fflush(stderr);
+        answer.tellWhenShown = true;
     }
-    // The program will be ended from outside. What it has printed is its user's.
-    std::fflush(stdout);
-    std::fflush(stderr);
-    return true;
+    return answer;
 }
 
-bool Process::LeaveTarget(const TargetCall& call)
+CaptureAnswer Process::CaptureTargetIfLeft(const CaptureContext& context, const TargetEvent& event)
 {
     const std::scoped_lock lock(m_mutex);
-    if (!TellWhetherTargetsAreWanted(*call.areTargetsWanted)) {
-        return true;
+    CaptureAnswer answer = Answer();
+    if (!answer.areTargetsWanted) {
+        return answer;
     }
     try {
-        const Driver& driver = DriverOf(call.driverFunction, call.lookup);
+        const Driver& driver = DriverOf(context);
         if (!driver.getCurrentContext || driver.getCurrentContext() == EGL_NO_CONTEXT ||
             driver.CurrentVersion() == 0 || !IsTargetBound(driver)) {
-            return true;
+            return answer;
         }
-        if (!IsDoneWithTarget(driver, call.event)) {
-            return false;
+        answer.isTargetLeft = IsDoneWithTarget(driver, event);
+        if (!answer.isTargetLeft) {
+            return answer;
         }
         const FrameInProgress progress(*m_pCounters);
         if (progress.IsTooLate()) {
-            return true;
+            return answer;
         }
-        m_areTargetsWhole = CaptureTarget(driver, m_frame + 1, *call.pendingError) && m_areTargetsWhole;
+        m_areTargetsWhole = CaptureTarget(driver, m_frame + 1, answer.takenError) && m_areTargetsWhole;
     } catch (const std::exception& error) {
         m_areTargetsWhole = false;
         SayOnce(std::string("a framebuffer object was not captured: ") + error.what());
     }
-    return true;
+    return answer;
 }
 
-bool Process::TellWhetherTargetsAreWanted(std::atomic<bool>& areWanted) const
+/// What is known before anything is captured.
+CaptureAnswer Process::Answer() const
 {
-    const bool result = m_hasSettings && m_pCounters && m_settings.frames.Contains(m_frame + 1);
-    areWanted = result;
-    return result;
+    return {.swaps = m_frame,
+            .areTargetsWanted = m_hasSettings && m_pCounters && m_settings.frames.Contains(m_frame + 1)};
 }
 
-bool Process::CountSwap(const SwapCall& call)
+bool Process::CountSwap()
 {
     if (++m_frame == 1) {
         Tell(RecordKind::FirstSwap, {});
     }
     m_target = 0;
     m_areTargetsWhole = true;
-    if (call.areTargetsWanted) {
-        TellWhetherTargetsAreWanted(*call.areTargetsWanted);
-    }
     if (!m_hasSettings || !m_pCounters) {
         SayOnce("nothing can be captured: the session's files in " + m_session + " cannot be read");
         return false;
@@ -305,30 +305,31 @@ bool Process::CountSwap(const SwapCall& call)
     return true;
 }
 
-const Driver& Process::DriverOf(void* function, LookupFunction lookup)
+const Driver& Process::DriverOf(const CaptureContext& context)
 {
-    std::unique_ptr<Driver>& known = m_drivers[function];
+    std::unique_ptr<Driver>& known = m_drivers[context.driverFunction];
     if (!known) {
-        known = std::make_unique<Driver>(function, lookup);
+        known = std::make_unique<Driver>(context.driverFunction, context.lookup);
     }
     return *known;
 }
 
-bool Process::CaptureFrame(const SwapCall& call)
+bool Process::CaptureFrame(const CaptureContext& context, EGLDisplay display, EGLSurface surface,
+                           GLenum& takenError)
 {
     const HostSettings settings(m_settings, &PassOnLog);
     const auto start = std::chrono::steady_clock::now();
 
-    const bool isNew = !m_drivers.contains(call.driverFunction);
-    const Driver& driver = DriverOf(call.driverFunction, call.lookup);
+    const bool isNew = !m_drivers.contains(context.driverFunction);
+    const Driver& driver = DriverOf(context);
     if (isNew) {
         FRAMEGRAB_LOG(Core::Log::ZoneDll, "process %d swaps with %s", m_process,
                       driver.LibraryPath().c_str());
     }
-    if (!CanCapture(driver, call)) {
+    if (!CanCapture(driver, display, surface)) {
         return false;
     }
-    const Driver::Scope scope(driver, *call.pendingError);
+    const Driver::Scope scope(driver, takenError);
     const SurfaceBinding binding(driver);
 
     bool isWhole = true;
@@ -341,7 +342,7 @@ bool Process::CaptureFrame(const SwapCall& call)
     return isWhole;
 }
 
-bool Process::CanCapture(const Driver& driver, const SwapCall& call)
+bool Process::CanCapture(const Driver& driver, EGLDisplay display, EGLSurface surface)
 {
     if (!driver.getCurrentContext || !driver.getCurrentDisplay || !driver.getCurrentSurface ||
         !driver.getString || !driver.getIntegerv || !driver.bindFramebuffer || !driver.pixelStorei) {
@@ -352,7 +353,7 @@ bool Process::CanCapture(const Driver& driver, const SwapCall& call)
         SayOnce("a thread swaps without a current context: such a frame is not captured");
         return false;
     }
-    if (driver.getCurrentDisplay() != call.display || driver.getCurrentSurface(EGL_DRAW) != call.surface) {
+    if (driver.getCurrentDisplay() != display || driver.getCurrentSurface(EGL_DRAW) != surface) {
         SayOnce("a surface is swapped that is not the current one: such a frame is not captured");
         return false;
     }
@@ -412,7 +413,7 @@ bool Process::WritePicture(const Driver& driver, const Picture& picture, TakeFul
     return isWhole;
 }
 
-bool Process::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& pendingError)
+bool Process::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& takenError)
 {
     const HostSettings settings(m_settings, &PassOnLog);
     const auto start = std::chrono::steady_clock::now();
@@ -422,7 +423,7 @@ bool Process::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& p
     }
     // Counted whether or not it has what was asked for: its number is the same whatever that is.
     const std::uint32_t target = ++m_target;
-    const Driver::Scope scope(driver, pendingError);
+    const Driver::Scope scope(driver, takenError);
     const TargetRead read(driver);
 
     char number[32];
@@ -492,21 +493,24 @@ void Process::PassOnLog(const char* text)
 
 // No exception may pass through the program's frames, which may not be C++.
 
-FRAMEGRAB_EXPORT bool FramegrabBeforeSwap(const Framegrab::SwapCall* call) noexcept
+FRAMEGRAB_EXPORT Framegrab::CaptureAnswer FramegrabBeforeSwap(const Framegrab::CaptureContext* context,
+                                                              EGLDisplay display, EGLSurface surface) noexcept
 {
     try {
-        return Framegrab::Process::Make(call->session).BeforeSwap(*call);
+        return Framegrab::Process::Make(context->session).BeforeSwap(*context, display, surface);
     } catch (...) {
-        return false;
+        return {};
     }
 }
 
-FRAMEGRAB_EXPORT bool FramegrabLeaveTarget(const Framegrab::TargetCall* call) noexcept
+FRAMEGRAB_EXPORT Framegrab::CaptureAnswer
+FramegrabCaptureTargetIfLeft(const Framegrab::CaptureContext* context,
+                             const Framegrab::TargetEvent* event) noexcept
 {
     try {
-        return Framegrab::Process::Make(call->session).LeaveTarget(*call);
+        return Framegrab::Process::Make(context->session).CaptureTargetIfLeft(*context, *event);
     } catch (...) {
-        return true;
+        return {};
     }
 }
 

@@ -90,11 +90,11 @@ GLenum Driver::TakeErrors() const
     return first;
 }
 
-Driver::Scope::Scope(const Driver& driver, GLenum& pendingError) : m_driver(driver)
+Driver::Scope::Scope(const Driver& driver, GLenum& takenError) : m_driver(driver)
 {
     const GLenum error = driver.TakeErrors();
-    if (pendingError == GL_NO_ERROR) {
-        pendingError = error;
+    if (takenError == GL_NO_ERROR) {
+        takenError = error;
     }
     t_gles = driver.m_tables.GLES(driver.CurrentVersion());
     t_egl = driver.m_tables.EGL();

@@ -26,8 +26,8 @@ public:
     class Scope
     {
     public:
-        /// @param pendingError  receives the error that the program has not asked for yet, if it holds none
-        Scope(const Driver& driver, GLenum& pendingError);
+        /// @param takenError  receives the error that the program has not asked for yet, if it holds none
+        Scope(const Driver& driver, GLenum& takenError);
         Scope(const Scope&) = delete;
         Scope& operator=(const Scope&) = delete;
         ~Scope();

@@ -38,14 +38,17 @@ char s_session[PATH_MAX];
 
 } // namespace
 
-const char* Session() noexcept
+CaptureContext ContextOf(void* driverFunction) noexcept
 {
-    return s_session;
+    return {.session = s_session, .lookup = RealDlsym(), .driverFunction = driverFunction};
 }
 
-GLenum* PendingError() noexcept
+void TakeIn(const CaptureAnswer& answer) noexcept
 {
-    return &t_pendingError;
+    if (t_pendingError == GL_NO_ERROR) {
+        t_pendingError = answer.takenError;
+    }
+    LearnWhetherTargetsAreWanted(answer);
 }
 
 [[gnu::tls_model("initial-exec")]] constinit thread_local int HookedCall::s_depth = 0;
@@ -57,12 +60,9 @@ GLenum* PendingError() noexcept
     return nullptr;
 }
 
-[[gnu::weak]] void LeaveTargetBeforeSwap() noexcept {}
+[[gnu::weak]] void CaptureTargetBeforeSwap() noexcept {}
 
-[[gnu::weak]] std::atomic<bool>* TargetsWanted() noexcept
-{
-    return nullptr;
-}
+[[gnu::weak]] void LearnWhetherTargetsAreWanted(const CaptureAnswer&) noexcept {}
 
 // -- The C library's dlsym ----------------------------------------------------------------------------------
 
@@ -112,7 +112,8 @@ void LoadCaptureLibrary()
     }
     s_capture.beforeSwap = reinterpret_cast<BeforeSwapFunction>(RealDlsym()(library, BeforeSwapName));
     s_capture.afterSwap = reinterpret_cast<AfterSwapFunction>(RealDlsym()(library, AfterSwapName));
-    s_capture.leaveTarget = reinterpret_cast<LeaveTargetFunction>(RealDlsym()(library, LeaveTargetName));
+    s_capture.captureTargetIfLeft =
+        reinterpret_cast<CaptureTargetIfLeftFunction>(RealDlsym()(library, CaptureTargetIfLeftName));
 }
 
 } // namespace
@@ -137,11 +138,12 @@ public:
         }
         const SavedErrno savedErrno;
         const UndisturbedThread undisturbed;
-        LeaveTargetBeforeSwap();
+        CaptureTargetBeforeSwap();
         if (const BeforeSwapFunction beforeSwap = Capture().beforeSwap) {
-            const SwapCall call{display,   surface,         driverFunction, RealDlsym(),
-                                s_session, TargetsWanted(), PendingError()};
-            m_isAfterWanted = beforeSwap(&call);
+            const CaptureContext context = ContextOf(driverFunction);
+            const CaptureAnswer answer = beforeSwap(&context, display, surface);
+            TakeIn(answer);
+            m_isAfterWanted = answer.tellWhenShown;
         }
     }
 

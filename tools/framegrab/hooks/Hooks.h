@@ -21,7 +21,7 @@ struct CaptureLibrary
 {
     BeforeSwapFunction beforeSwap;
     AfterSwapFunction afterSwap;
-    LeaveTargetFunction leaveTarget;
+    CaptureTargetIfLeftFunction captureTargetIfLeft;
 };
 
 /// Opens the capture library on the first call.
@@ -30,11 +30,11 @@ const CaptureLibrary& Capture();
 /// The C library's dlsym.
 LookupFunction RealDlsym() noexcept;
 
-/// The session's folder; empty when the process is not part of one.
-const char* Session() noexcept;
+/// @param driverFunction  as in `CaptureContext`
+CaptureContext ContextOf(void* driverFunction) noexcept;
 
-/// An error of GL that the calling thread has not asked for yet, and that a capture took away.
-GLenum* PendingError() noexcept;
+/// Acts upon what a capture on the calling thread found out.
+void TakeIn(const CaptureAnswer& answer) noexcept;
 
 /// A call of the program's that went through a hook, until the end of the scope. A driver may be built on
 /// another one, which it may find through the hooks as well: the calls that it makes are not the program's.
@@ -183,10 +183,9 @@ Function HookOfExported(std::atomic<void*>& cache, const char* name)
 const HookedName* FindTargetHook(const char* name) noexcept;
 
 /// The calling thread is about to show a frame: it is done with what it has drawn into.
-void LeaveTargetBeforeSwap() noexcept;
+void CaptureTargetBeforeSwap() noexcept;
 
-/// Where the capture library tells whether the targets of the next frame are asked for; null without hooks
-/// for targets.
-std::atomic<bool>* TargetsWanted() noexcept;
+/// Whether the drawing that follows matters, as the capture library has answered.
+void LearnWhetherTargetsAreWanted(const CaptureAnswer& answer) noexcept;
 
 } // namespace Framegrab

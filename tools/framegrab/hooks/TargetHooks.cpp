@@ -19,9 +19,14 @@ namespace Framegrab {
 
 namespace {
 
-/// Whether the targets of the frame that is being drawn are asked for. Not known before the capture library
-/// has been asked.
-std::atomic<bool> s_areTargetsWanted{true};
+/// The latest answer to whether the targets of the frame that is being drawn are asked for: twice the swaps
+/// made before it, and 1 more if they are not. They may be before the capture library has been asked.
+std::atomic<std::uint64_t> s_latestAnswer{0};
+
+bool AreTargetsWanted()
+{
+    return s_latestAnswer.load(std::memory_order_relaxed) % 2 == 0;
+}
 
 /// Whether the calling thread has drawn, into whatever framebuffer, since it was last done with one.
 [[gnu::tls_model("initial-exec")]] thread_local bool t_hasDrawn = false;
@@ -29,21 +34,25 @@ std::atomic<bool> s_areTargetsWanted{true};
 /// The driver's function that made the thread's context current; null before, and where no EGL is at work.
 [[gnu::tls_model("initial-exec")]] thread_local void* t_driverFunction = nullptr;
 
-[[gnu::noinline]] void LeaveDrawnTarget(const TargetEvent& event)
+[[gnu::noinline]] void CaptureDrawnTargetIfLeft(const TargetEvent& event)
 {
+    t_hasDrawn = false;
     const SavedErrno savedErrno;
     const UndisturbedThread undisturbed;
-    const LeaveTargetFunction leaveTarget = t_driverFunction ? Capture().leaveTarget : nullptr;
-    const TargetCall call{event,     t_driverFunction,    RealDlsym(),
-                          Session(), &s_areTargetsWanted, PendingError()};
-    t_hasDrawn = leaveTarget && !leaveTarget(&call);
+    const auto captureTargetIfLeft = t_driverFunction ? Capture().captureTargetIfLeft : nullptr;
+    if (captureTargetIfLeft) {
+        const CaptureContext context = ContextOf(t_driverFunction);
+        const CaptureAnswer answer = captureTargetIfLeft(&context, &event);
+        TakeIn(answer);
+        t_hasDrawn = !answer.isTargetLeft;
+    }
 }
 
 /// To be called before the program's call goes on to the driver.
-void LeaveTarget(const HookedCall& call, const TargetEvent& event)
+void CaptureTargetIfLeft(const HookedCall& call, const TargetEvent& event)
 {
     if (t_hasDrawn && call.IsPrograms()) {
-        LeaveDrawnTarget(event);
+        CaptureDrawnTargetIfLeft(event);
     }
 }
 
@@ -57,7 +66,7 @@ struct Draw<Function>
 {
     static void Handle(void (*real)(Arguments...), Arguments... arguments)
     {
-        if (!s_areTargetsWanted.load(std::memory_order_relaxed)) {
+        if (!AreTargetsWanted()) {
             real(arguments...);
             return;
         }
@@ -87,14 +96,15 @@ template <TargetEvent::Kind Kind>
 void Delete(PFNGLDELETEFRAMEBUFFERSPROC real, GLsizei count, const GLuint* names)
 {
     const HookedCall call;
-    LeaveTarget(call, {.kind = Kind, .count = count, .names = names});
+    CaptureTargetIfLeft(call, {.kind = Kind, .count = count, .names = names});
     real(count, names);
 }
 
 void BindFramebuffer(PFNGLBINDFRAMEBUFFERPROC real, GLenum target, GLuint framebuffer)
 {
     const HookedCall call;
-    LeaveTarget(call, {.kind = TargetEvent::BindsFramebuffer, .target = target, .object = framebuffer});
+    CaptureTargetIfLeft(call,
+                        {.kind = TargetEvent::BindsFramebuffer, .target = target, .object = framebuffer});
     real(target, framebuffer);
 }
 
@@ -104,7 +114,7 @@ void Invalidate(void (*real)(GLenum, GLsizei, const GLenum*, Rectangle...), GLen
                 const GLenum* attachments, Rectangle... rectangle)
 {
     const HookedCall call;
-    LeaveTarget(call, {.kind = TargetEvent::Invalidates, .target = target});
+    CaptureTargetIfLeft(call, {.kind = TargetEvent::Invalidates, .target = target});
     real(target, count, attachments, rectangle...);
 }
 
@@ -112,11 +122,11 @@ void AttachRenderbuffer(PFNGLFRAMEBUFFERRENDERBUFFERPROC real, GLenum target, GL
                         GLenum renderbufferTarget, GLuint renderbuffer)
 {
     const HookedCall call;
-    LeaveTarget(call, {.kind = TargetEvent::Attaches,
-                       .target = target,
-                       .attachment = attachment,
-                       .objectType = GL_RENDERBUFFER,
-                       .object = renderbuffer});
+    CaptureTargetIfLeft(call, {.kind = TargetEvent::Attaches,
+                               .target = target,
+                               .attachment = attachment,
+                               .objectType = GL_RENDERBUFFER,
+                               .object = renderbuffer});
     real(target, attachment, renderbufferTarget, renderbuffer);
 }
 
@@ -128,12 +138,12 @@ void AttachTexture2D(void (*real)(GLenum, GLenum, GLenum, GLuint, GLint, More...
     const bool isFace =
         textureTarget >= GL_TEXTURE_CUBE_MAP_POSITIVE_X && textureTarget <= GL_TEXTURE_CUBE_MAP_NEGATIVE_Z;
     const HookedCall call;
-    LeaveTarget(call, {.kind = TargetEvent::Attaches,
-                       .target = target,
-                       .attachment = attachment,
-                       .object = texture,
-                       .level = level,
-                       .cubeMapFace = isFace ? static_cast<GLint>(textureTarget) : 0});
+    CaptureTargetIfLeft(call, {.kind = TargetEvent::Attaches,
+                               .target = target,
+                               .attachment = attachment,
+                               .object = texture,
+                               .level = level,
+                               .cubeMapFace = isFace ? static_cast<GLint>(textureTarget) : 0});
     real(target, attachment, textureTarget, texture, level, more...);
 }
 
@@ -146,12 +156,12 @@ void AttachTexture(void (*real)(GLenum, GLenum, GLuint, GLint, More...), GLenum 
 {
     constexpr auto First = [](GLint layer, auto...) { return layer; };
     const HookedCall call;
-    LeaveTarget(call, {.kind = TargetEvent::Attaches,
-                       .target = target,
-                       .attachment = attachment,
-                       .object = texture,
-                       .level = level,
-                       .layer = First(more..., 0)});
+    CaptureTargetIfLeft(call, {.kind = TargetEvent::Attaches,
+                               .target = target,
+                               .attachment = attachment,
+                               .object = texture,
+                               .level = level,
+                               .layer = First(more..., 0)});
     real(target, attachment, texture, level, more...);
 }
 
@@ -159,7 +169,7 @@ EGLBoolean MakeCurrent(PFNEGLMAKECURRENTPROC real, EGLDisplay display, EGLSurfac
                        EGLContext context)
 {
     const HookedCall call;
-    LeaveTarget(call, {.kind = TargetEvent::MakesCurrent, .context = context});
+    CaptureTargetIfLeft(call, {.kind = TargetEvent::MakesCurrent, .context = context});
     const EGLBoolean isCurrent = real(display, draw, read, context);
     if (isCurrent && call.IsPrograms()) {
         t_driverFunction = reinterpret_cast<void*>(real);
@@ -248,7 +258,7 @@ constexpr std::array TargetNames{
 /// A child that goes on without a new program counts its frames anew.
 void OnFork()
 {
-    s_areTargetsWanted = true;
+    s_latestAnswer = 0;
     t_hasDrawn = false;
 }
 
@@ -278,16 +288,19 @@ const HookedName* FindTargetHook(const char* name) noexcept
     return nullptr;
 }
 
-void LeaveTargetBeforeSwap() noexcept
+void CaptureTargetBeforeSwap() noexcept
 {
     if (t_hasDrawn) {
-        LeaveDrawnTarget({.kind = TargetEvent::Swaps});
+        CaptureDrawnTargetIfLeft({.kind = TargetEvent::Swaps});
     }
 }
 
-std::atomic<bool>* TargetsWanted() noexcept
+void LearnWhetherTargetsAreWanted(const CaptureAnswer& answer) noexcept
 {
-    return &s_areTargetsWanted;
+    const std::uint64_t told = 2 * answer.swaps + (answer.areTargetsWanted ? 0 : 1);
+    std::uint64_t latest = s_latestAnswer;
+    while (latest < told && !s_latestAnswer.compare_exchange_weak(latest, told)) {
+    }
 }
 
 } // namespace Framegrab

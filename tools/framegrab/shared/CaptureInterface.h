@@ -3,7 +3,6 @@
 #include <EGL/egl.h>
 #include <GLES3/gl3.h>
 
-#include <atomic>
 #include <cstdint>
 
 /// What the hook library and the capture library have in common.
@@ -15,25 +14,36 @@ namespace Framegrab {
 
 using LookupFunction = void* (*)(void* handle, const char* name) noexcept;
 
-/// A swap that is about to happen.
-struct SwapCall
+/// What every call into the capture library is given: where the session and the driver are.
+struct CaptureContext
 {
-    EGLDisplay display;
-    EGLSurface surface;
-    void* driverFunction;  ///< the driver's function that will swap
-    LookupFunction lookup; ///< `dlsym`, past the hooks
     const char* session;   ///< the session's folder
-
-    /// Where to tell whether the targets of the next frame are asked for; may be null.
-    std::atomic<bool>* areTargetsWanted;
-
-    GLenum* pendingError; ///< an error that the program has not asked for, and GL will not tell again
+    LookupFunction lookup; ///< `dlsym`, past the hooks
+    void* driverFunction; ///< the driver's function that will swap, or that made the thread's context current
 };
 
-/// Counts the swap and, if its frame was asked for, captures it.
-///
-/// @return whether `AfterSwapFunction` is to be called when the frame is shown
-using BeforeSwapFunction = bool (*)(const SwapCall*);
+/// What a call into the capture library found out, for the hooks to act upon.
+struct CaptureAnswer
+{
+    /// An error that the program has not asked for yet, and that GL will not tell again.
+    GLenum takenError = GL_NO_ERROR;
+
+    /// Swaps of the process until now: of two threads' answers, the one with more is the later one.
+    std::uint64_t swaps = 0;
+
+    /// Whether targets of the frame that is being drawn are asked for. If not, none is until the next swap.
+    bool areTargetsWanted = true;
+
+    /// Of a swap: whether `AfterSwapFunction` is to be called when the frame is shown.
+    bool tellWhenShown = false;
+
+    /// Of a target: whether the program is done with what it has drawn there. If not, that counts for the next
+    /// event.
+    bool isTargetLeft = true;
+};
+
+/// Counts a swap that is about to happen and, if its frame was asked for, captures it.
+using BeforeSwapFunction = CaptureAnswer (*)(const CaptureContext*, EGLDisplay, EGLSurface);
 inline constexpr const char* BeforeSwapName = "FramegrabBeforeSwap";
 
 using AfterSwapFunction = void (*)();
@@ -70,23 +80,11 @@ struct TargetEvent
     EGLContext context = EGL_NO_CONTEXT;
 };
 
-/// An event on a thread that has drawn since the last one.
-struct TargetCall
-{
-    TargetEvent event;
-    void* driverFunction; ///< the driver's function that made the thread's context current
-    LookupFunction lookup;
-    const char* session;
-    std::atomic<bool>* areTargetsWanted;
-    GLenum* pendingError; ///< as in `SwapCall`
-};
-
 /// Captures the framebuffer object that is bound for drawing, if the event means that the program is done
-/// with it and the targets of this frame are asked for. To be called before the program's own call.
-///
-/// @return false when the program is not done with it: what it has drawn counts for the next event
-using LeaveTargetFunction = bool (*)(const TargetCall*);
-inline constexpr const char* LeaveTargetName = "FramegrabLeaveTarget";
+/// with it and the targets of this frame are asked for. To be called before the program's own call, on a thread
+/// that has drawn since the last event.
+using CaptureTargetIfLeftFunction = CaptureAnswer (*)(const CaptureContext*, const TargetEvent*);
+inline constexpr const char* CaptureTargetIfLeftName = "FramegrabCaptureTargetIfLeft";
 
 inline constexpr const char* CaptureLibraryName = "libframegrab-capture.so";
 
