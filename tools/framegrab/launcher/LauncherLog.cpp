@@ -19,30 +19,13 @@ void PassOnLog(const char* text)
 
 } // namespace
 
-LogSettings SetUpLog(const std::map<std::string, std::string>& values)
+void SetUpLog(const LogSettings& settings)
 {
-    // A mask that no name stands for: what is left of it was not set by the option.
-    constexpr std::uint32_t NotSet = 1U << Core::Log::PipeDebugger | 1U << 30;
+    s_settings = settings;
     Core::Log::SetDebuggerSink(&PassOnLog);
-    Core::Log::m_ioPipeMask = NotSet;
-
-    const auto apply = [&](const char* option, void (*parse)(const std::string&)) {
-        const auto value = values.find(option);
-        if (value != values.end()) {
-            parse(value->second);
-        }
-    };
-    apply("-loglevel", &Util::ParseCmdArgsLogLevel);
-    apply("-logzones", &Util::ParseCmdArgsLogZone);
-    apply("-logiopipe", &Util::ParseCmdArgsLogIOPipe);
-
-    s_settings.level = Core::Log::m_level;
-    s_settings.zones = Core::Log::m_zoneMask;
-    if (Core::Log::m_ioPipeMask != NotSet) {
-        s_settings.pipes = Core::Log::m_ioPipeMask;
-    }
-    Core::Log::m_ioPipeMask = RedirectedPipes(s_settings);
-    return s_settings;
+    Core::Log::m_level = settings.level;
+    Core::Log::m_zoneMask = settings.zones;
+    Core::Log::m_ioPipeMask = RedirectedPipes(settings);
 }
 
 void OpenLogFile(const std::string& folder, LogSettings& settings)

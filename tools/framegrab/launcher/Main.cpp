@@ -1,5 +1,6 @@
 #include "Util/Path.h"
 #include "Util/Time.h"
+#include "launcher/Help.h"
 #include "launcher/LauncherLog.h"
 #include "launcher/Options.h"
 #include "launcher/OutputFolder.h"
@@ -89,6 +90,20 @@ std::vector<std::pair<std::string, std::string>> Environment(const SessionFolder
     return {{"LD_PRELOAD", preload}, {SessionVariable, session.Path()}};
 }
 
+std::string Answer(Options::Answer kind)
+{
+    switch (kind) {
+    case Options::Answer::ManPage:
+        return ManPage();
+    case Options::Answer::Completion:
+        return BashCompletion();
+    case Options::Answer::Version:
+        return "framegrab " FRAMEGRAB_VERSION "\n";
+    default:
+        return HelpText();
+    }
+}
+
 int Capture(Options options)
 {
     const std::string program = Util::Path::GetFilename(options.program.front());
@@ -104,7 +119,7 @@ int Capture(Options options)
         return ExitUsage;
     }
     options.settings.output = folder.AbsolutePath();
-    options.settings.log = SetUpLog(options.log);
+    SetUpLog(options.settings.log);
     const SessionFolder session;
     OpenLogFile(folder.AbsolutePath(), options.settings.log);
 
@@ -150,9 +165,10 @@ int main(int argc, char** argv)
             Say("-help shows how it is used");
             return ExitUsage;
         }
-        if (options.help) {
-            std::fputs(HelpText, stdout);
-            return EXIT_SUCCESS;
+        if (options.answer != Options::Answer::None) {
+            const std::string text = Answer(options.answer);
+            const bool isPrinted = std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
+            return isPrinted ? EXIT_SUCCESS : ExitIncomplete;
         }
         return Capture(std::move(options));
     } catch (const std::exception& error) {

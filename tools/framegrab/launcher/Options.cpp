@@ -1,249 +1,407 @@
 #include "launcher/Options.h"
 
-#include "Util/ParseArgs.h"
-
 #include <algorithm>
+#include <array>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <getopt.h>
 #include <string_view>
 
 namespace Framegrab {
 
-const char* const HelpText =
-    "Usage: framegrab [OPTIONS] -- PROGRAM [ARGUMENTS]\n"
-    "Runs an OpenGL ES program and writes the frames asked for as picture files, as they are just before "
-    "they are\n"
-    "shown. Needs a context of OpenGL ES 3.0 or later, which many a driver gives to programs that ask for "
-    "2.0.\n"
-    "\n"
-    "  -frames LIST       frames to capture, e.g. 1,60,100-110; the first swap shows frame 1 (default: 1)\n"
-    "                     60-: every frame from the 60th on; 60-/10, 60-100/10: every tenth\n"
-    "  -buffers LIST      what to capture of each: color, depth, stencil (default: color)\n"
-    "  -targets           also what the program draws into framebuffer objects, when it is done with each\n"
-    "  -format png|bmp    kind of the picture files (default: png)\n"
-    "  -thumbnail WxH     thumbnails as well, of that size at most, e.g. 320x240\n"
-    "  -thumbnail-only    thumbnails instead, but for what has none: colors of framebuffer objects after the "
-    "first\n"
-    "  -png fast|small    how PNG files are compressed (default: fast: in a tenth of the time, a quarter "
-    "larger)\n"
-    "  -output DIR        folder for them, made if missing (default: PROGRAM and the time)\n"
-    "  -opaque            alpha 255 in every pixel: a window has no alpha worth keeping\n"
-    "  -quit              end the program after the last frame asked for\n"
-    "  -timeout SECONDS   end the program if that frame has not come by then; of frames without an end, "
-    "then\n"
-    "  -loglevel N        how much is logged: 0 to 5 (default: 2, warnings)\n"
-    "  -logzones LIST     of which parts, e.g. capture:util (default: all)\n"
-    "  -logiopipe LIST    where to: console (standard error), file (framegrab.log beside the pictures),\n"
-    "                     debugger (system log) (default: console:file)\n"
-    "  -help              print this text\n"
-    "\n"
-    "Files: frame000060.png, frame000060_depth.png, frame000060_stencil.png, frame000060_thumbnail.png,\n"
-    "frame000060_depth_thumbnail.png and so on; those of a second process of the program that shows frames "
-    "are\n"
-    "called frame000060-p2.png and so on. The page index.html shows them all. With -targets, those of the "
-    "buffers "
-    "that\n"
-    "a framebuffer object has: frame000060_target01_color0.png, _color1, _depth, _stencil; 01 is the first "
-    "that\n"
-    "was drawn into and left. Left means: another one was bound, an attachment replaced or deleted, the "
-    "contents\n"
-    "invalidated, or the frame shown; one that is drawn into again has another number. Integer colors are "
-    "not\n"
-    "captured, which is no failure. Framebuffer objects need a context of OpenGL ES 3.1.\n"
-    "\n"
-    "Exit status: the program's own if that is not 0; 0 if every frame asked for was captured whole (of "
-    "frames\n"
-    "without an end, the first and all that came); 1 if not;\n"
-    "2 for a wrong option or an output folder that cannot be used; 126 or 127 for a program that cannot be "
-    "started.\n"
-    "After -quit has ended it, the program's counts as 0.\n";
-
 namespace {
 
-constexpr std::string_view Blanks = " \t\n\v\f\r";
+using Log = Core::Log;
 
-/// Puts one argument into a command line so that it is read back as it was.
-///
-/// @return false when the line has no way to say it
-bool AppendValue(std::string_view value, std::string& line)
+/// A word that stands for bits of a mask.
+template <typename Mask>
+struct NamedBits
 {
-    if (value.find('"') == std::string_view::npos) {
-        line.append("\"").append(value).append("\"");
-        return true;
-    }
-    // Between quotes there is no way to write a quote; bare, the text may hold nothing that ends or begins a
-    // token.
-    if (value.find_first_of(Blanks) != std::string_view::npos || value.find('=') != std::string_view::npos ||
-        value.front() == '"' || value.front() == '-') {
-        return false;
-    }
-    line.append(value);
-    return true;
+    const char* name;
+    Mask bits;
+};
+
+constexpr std::array<NamedBits<std::uint64_t>, 11> Zones{{
+    {"application", std::uint64_t{1} << Log::ZoneApplication},
+    {"capture", std::uint64_t{1} << Log::ZoneCapture},
+    {"core", std::uint64_t{1} << Log::ZoneCore},
+    {"data", std::uint64_t{1} << Log::ZoneData},
+    {"playback", std::uint64_t{1} << Log::ZonePlayback},
+    {"util", std::uint64_t{1} << Log::ZoneUtil},
+    {"dll", std::uint64_t{1} << Log::ZoneDll},
+    {"stats", std::uint64_t{1} << Log::ZoneStats},
+    {"apicalls", std::uint64_t{1} << Log::ZoneApiCalls},
+    {"playbackobjectid", std::uint64_t{1} << Log::ZonePlaybackObjectId},
+    {"all", ~std::uint64_t{0}},
+}};
+
+constexpr std::array<NamedBits<std::uint32_t>, 4> Pipes{{
+    {"console", 1U << Log::PipeConsole},
+    {"file", 1U << Log::PipeFile},
+    {"debugger", 1U << Log::PipeDebugger},
+    {"all", ~std::uint32_t{0}},
+}};
+
+template <typename Row, std::size_t Size>
+constexpr std::array<const char*, Size> NamesOf(const std::array<Row, Size>& rows)
+{
+    std::array<const char*, Size> names{};
+    std::transform(rows.begin(), rows.end(), names.begin(), [](const Row& row) { return row.name; });
+    return names;
 }
 
-bool JoinArguments(const std::vector<std::string>& arguments, std::string& line, std::string& error)
+constexpr auto BufferNames = NamesOf(Buffers);
+constexpr auto ImageNames = NamesOf(ImageKinds);
+constexpr auto EncodingNames = NamesOf(EncodingKinds);
+constexpr auto ZoneNames = NamesOf(Zones);
+constexpr auto PipeNames = NamesOf(Pipes);
+constexpr std::array<const char*, 2> AnswerNames{"man", "bash"};
+
+/// @return the words as a sentence has them, e.g. "color, depth and stencil"
+std::string Joined(std::span<const char* const> words, std::string_view last)
 {
-    for (const std::string& argument : arguments) {
-        line += ' ';
-        std::string_view value = argument;
-        if (value.starts_with('-')) {
-            const std::size_t nameEnd = std::min(value.find('='), value.size());
-            const std::string_view name = value.substr(0, nameEnd);
-            if (name.find_first_of(Blanks) != std::string_view::npos) {
-                error = "unknown option \"" + std::string(name) + "\"";
-                return false;
-            }
-            line += name;
-            if (nameEnd == value.size()) {
-                continue;
-            }
-            line += '=';
-            value.remove_prefix(nameEnd + 1);
-        }
-        if (!AppendValue(value, line)) {
-            error = "the argument '" + argument +
-                    "' cannot be passed on: it has a double quote together with a blank or '=', or at its "
-                    "beginning";
-            return false;
-        }
+    std::string text;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        text += (i == 0 ? "" : i + 1 == words.size() ? std::string(last) : ", ") + words[i];
     }
-    return true;
+    return text;
 }
 
-template <std::size_t Size, typename Kind>
-bool FindByName(const std::array<Kind, Size>& kinds, std::string_view name, std::uint32_t& index)
+bool ReadWord(std::span<const char* const> words, const std::string& value, std::uint32_t& index,
+              std::string& error)
 {
     const auto found =
-        std::find_if(kinds.begin(), kinds.end(), [&](const Kind& kind) { return kind.name == name; });
-    index = static_cast<std::uint32_t>(found - kinds.begin());
-    return found != kinds.end();
+        std::find_if(words.begin(), words.end(), [&](const char* word) { return word == value; });
+    index = static_cast<std::uint32_t>(found - words.begin());
+    error = "\"" + value + "\" is neither " + Joined(words, " nor ");
+    return found != words.end();
 }
 
-bool ParseBuffers(std::string_view text, std::vector<std::uint32_t>& buffers, std::string& error)
+/// Reads words with separators between.
+///
+/// @param take  is called with the index of each word
+template <typename Take>
+bool ReadWords(std::span<const char* const> words, std::string_view value, std::string_view separators,
+               std::string& error, Take take)
 {
-    buffers.clear();
-    for (std::size_t start = 0; start <= text.size();) {
-        const std::size_t end = std::min(text.find(',', start), text.size());
-        const std::string_view name = text.substr(start, end - start);
+    for (std::size_t start = 0; start <= value.size();) {
+        const std::size_t end = std::min(value.find_first_of(separators, start), value.size());
+        const std::string_view word = value.substr(start, end - start);
         start = end + 1;
-        std::uint32_t buffer = 0;
-        if (!FindByName(Buffers, name, buffer)) {
-            error = "\"" + std::string(name) + "\" is none of color, depth and stencil";
+        const auto found = std::find(words.begin(), words.end(), word);
+        if (found == words.end()) {
+            error = "\"" + std::string(word) + "\" is none of " + Joined(words, " and ");
             return false;
         }
+        take(static_cast<std::size_t>(found - words.begin()));
+    }
+    return true;
+}
+
+template <typename Mask, std::size_t Size>
+bool ReadMask(const std::array<NamedBits<Mask>, Size>& rows, std::span<const char* const> names,
+              std::string value, Mask& mask, std::string& error)
+{
+    std::transform(value.begin(), value.end(), value.begin(),
+                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+    mask = 0;
+    return ReadWords(names, value, "|:,", error, [&](std::size_t index) { mask |= rows[index].bits; });
+}
+
+bool ReadFrames(const std::string& value, Options& options, std::string& error)
+{
+    return FrameList::Parse(value, options.settings.frames, error);
+}
+
+bool ReadBuffers(const std::string& value, Options& options, std::string& error)
+{
+    std::vector<std::uint32_t>& buffers = options.settings.buffers;
+    buffers.clear();
+    return ReadWords(BufferNames, value, ",", error, [&](std::size_t index) {
+        const auto buffer = static_cast<std::uint32_t>(index);
         if (std::find(buffers.begin(), buffers.end(), buffer) == buffers.end()) {
             buffers.push_back(buffer);
         }
-    }
-    return true;
+    });
 }
 
-bool ParseSize(std::string_view text, std::uint32_t& width, std::uint32_t& height, std::string& error)
+bool ReadFormat(const std::string& value, Options& options, std::string& error)
+{
+    return ReadWord(ImageNames, value, options.settings.imageKind, error);
+}
+
+bool ReadPng(const std::string& value, Options& options, std::string& error)
+{
+    return ReadWord(EncodingNames, value, options.settings.pngKind, error);
+}
+
+bool ReadNumber(std::string_view text, std::uint32_t least, std::uint32_t largest, std::uint32_t& number)
+{
+    const char* const end = text.data() + text.size();
+    const auto [stop, status] = std::from_chars(text.data(), end, number);
+    return status == std::errc{} && stop == end && number >= least && number <= largest;
+}
+
+bool ReadThumbnail(const std::string& value, Options& options, std::string& error)
 {
     constexpr std::uint32_t Largest = 16384;
-    const std::size_t cross = std::min(text.find('x'), text.size() - 1);
-    const auto parse = [](std::string_view digits, std::uint32_t& number) {
-        const char* const end = digits.data() + digits.size();
-        const auto [stop, status] = std::from_chars(digits.data(), end, number);
-        return status == std::errc{} && stop == end && number >= 1 && number <= Largest;
-    };
-    if (text.empty() || !parse(text.substr(0, cross), width) || !parse(text.substr(cross + 1), height)) {
-        error = "\"" + std::string(text) + "\" is not a size in pixels such as 320x240, each side 1 to " +
+    const std::string_view text = value;
+    const std::size_t cross = text.find('x');
+    if (cross == std::string_view::npos ||
+        !ReadNumber(text.substr(0, cross), 1, Largest, options.settings.thumbnailWidth) ||
+        !ReadNumber(text.substr(cross + 1), 1, Largest, options.settings.thumbnailHeight)) {
+        error = "\"" + value + "\" is not a size in pixels such as 320x240, each side 1 to " +
                 std::to_string(Largest);
         return false;
     }
     return true;
 }
 
-bool ParseSeconds(const std::string& text, double& seconds, std::string& error)
+bool ReadOutput(const std::string& value, Options& options, std::string& error)
 {
+    error = "it needs the path of a folder";
+    options.settings.output = value;
+    return !value.empty();
+}
+
+bool ReadTimeout(const std::string& value, Options& options, std::string& error)
+{
+    constexpr double Largest = 1e6;
     char* end = nullptr;
-    seconds = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end != '\0' || !std::isfinite(seconds) || seconds <= 0 || seconds > 1e6) {
-        error = "\"" + text + "\" is not a number of seconds";
+    options.timeout = std::strtod(value.c_str(), &end);
+    if (value.empty() || *end != '\0' || !std::isfinite(options.timeout) || options.timeout <= 0 ||
+        options.timeout > Largest) {
+        error = "\"" + value + "\" is not a number of seconds";
         return false;
     }
     return true;
 }
 
-/// Options with a value: name and what reads the value into the options.
-struct ValueOption
+bool ReadLogLevel(const std::string& value, Options& options, std::string& error)
 {
-    const char* name;
-    bool (*parse)(const std::string& value, Options& options, std::string& error);
-};
+    error = "\"" + value + "\" is not a level from 0 to " + std::to_string(Log::LevelDebug);
+    return ReadNumber(value, 0, Log::LevelDebug, options.settings.log.level);
+}
 
-const std::array<ValueOption, 7> ValueOptions{{
-    {"-frames", [](const std::string& value, Options& options,
-                   std::string& error) { return FrameList::Parse(value, options.settings.frames, error); }},
-    {"-buffers", [](const std::string& value, Options& options,
-                    std::string& error) { return ParseBuffers(value, options.settings.buffers, error); }},
-    {"-format",
-     [](const std::string& value, Options& options, std::string& error) {
-         error = "\"" + value + "\" is neither png nor bmp";
-         return FindByName(ImageKinds, value, options.settings.imageKind);
-     }},
-    {"-png",
-     [](const std::string& value, Options& options, std::string& error) {
-         error = "\"" + value + "\" is neither fast nor small";
-         return FindByName(EncodingKinds, value, options.settings.pngKind);
-     }},
-    {"-thumbnail",
-     [](const std::string& value, Options& options, std::string& error) {
-         return ParseSize(value, options.settings.thumbnailWidth, options.settings.thumbnailHeight, error);
-     }},
-    {"-output",
-     [](const std::string& value, Options& options, std::string& error) {
-         error = "it needs the path of a folder";
-         options.settings.output = value;
-         return !value.empty();
-     }},
-    {"-timeout", [](const std::string& value, Options& options,
-                    std::string& error) { return ParseSeconds(value, options.timeout, error); }},
-}};
-
-constexpr std::array<const char*, 3> LogOptions{"-loglevel", "-logzones", "-logiopipe"};
-
-struct FlagOption
+bool ReadLogZones(const std::string& value, Options& options, std::string& error)
 {
-    const char* name;
-    bool& (*flag)(Options& options);
-};
+    return ReadMask(Zones, ZoneNames, value, options.settings.log.zones, error);
+}
 
-const std::array<FlagOption, 7> FlagOptions{{
-    {"-targets", [](Options& options) -> bool& { return options.settings.targets; }},
-    {"-opaque", [](Options& options) -> bool& { return options.settings.opaque; }},
-    {"-thumbnail-only", [](Options& options) -> bool& { return options.settings.thumbnailOnly; }},
-    {"-quit", [](Options& options) -> bool& { return options.settings.quit; }},
-    {"-help", [](Options& options) -> bool& { return options.help; }},
-    {"--help", [](Options& options) -> bool& { return options.help; }},
-    {"-h", [](Options& options) -> bool& { return options.help; }},
-}};
-
-bool SplitOptions(const std::vector<std::string>& arguments, Util::ParseArgs::CmdLineArgs& split,
-                  std::string& error)
+bool ReadLogPipes(const std::string& value, Options& options, std::string& error)
 {
-    for (const ValueOption& option : ValueOptions) {
-        split.m_valueOptions.insert(option.name);
-    }
-    split.m_valueOptions.insert(LogOptions.begin(), LogOptions.end());
-    for (const FlagOption& option : FlagOptions) {
-        split.m_flagOptions.insert(option.name);
-    }
-    std::string line;
-    if (!JoinArguments(arguments, line, error)) {
+    return ReadMask(Pipes, PipeNames, value, options.settings.log.pipes, error);
+}
+
+bool ReadHelp(const std::string& value, Options& options, std::string& error)
+{
+    std::uint32_t index = 0;
+    if (!value.empty() && !ReadWord(AnswerNames, value, index, error)) {
         return false;
     }
-    if (!Util::ParseArgs::ParseCmdLine(line, &split)) {
-        error = "unknown option \"" + split.m_error + "\"";
-        if (split.m_flagOptions.contains(split.m_error)) {
-            error = "the option " + split.m_error + " takes no value";
+    options.answer = value.empty() ? Options::Answer::Help
+                     : index == 0  ? Options::Answer::ManPage
+                                   : Options::Answer::Completion;
+    return true;
+}
+
+template <bool Settings::*Flag>
+bool Set(const std::string&, Options& options, std::string&)
+{
+    options.settings.*Flag = true;
+    return true;
+}
+
+using Offer = OptionRow::Offer;
+
+constexpr std::array Table{
+    OptionRow{.name = "frames",
+              .value = "LIST",
+              .help = "frames to capture, e.g. 1,60,100-110; the first swap shows frame 1. 60-: every frame "
+                      "from the 60th on; 60-/10, 60-100/10: every tenth (default: 1)",
+              .read = &ReadFrames},
+    OptionRow{.name = "buffers",
+              .value = "LIST",
+              .help = "what to capture of each: color, depth, stencil (default: color)",
+              .read = &ReadBuffers,
+              .offer = Offer::WordLists,
+              .words = BufferNames},
+    OptionRow{.name = "targets",
+              .value = nullptr,
+              .help = "also what the program draws into framebuffer objects, when it is done with each "
+                      "(default: only what it shows)",
+              .read = &Set<&Settings::targets>},
+    OptionRow{.name = "format",
+              .value = "png|bmp",
+              .help = "kind of the picture files (default: png)",
+              .read = &ReadFormat,
+              .offer = Offer::Words,
+              .words = ImageNames},
+    OptionRow{.name = "thumbnail",
+              .value = "WxH",
+              .help = "thumbnails as well, of that size at most, e.g. 320x240 (default: none)",
+              .read = &ReadThumbnail},
+    OptionRow{.name = "thumbnail-only",
+              .value = nullptr,
+              .help = "thumbnails instead, but for what has none: colors of framebuffer objects after the "
+                      "first (default: both)",
+              .read = &Set<&Settings::thumbnailOnly>},
+    OptionRow{.name = "png",
+              .value = "fast|small",
+              .help = "how PNG files are compressed; fast takes a tenth of the time, and files are a third "
+                      "larger (default: fast)",
+              .read = &ReadPng,
+              .offer = Offer::Words,
+              .words = EncodingNames},
+    OptionRow{.name = "output",
+              .value = "DIR",
+              .help = "folder for them, made if missing (default: PROGRAM and the time)",
+              .read = &ReadOutput,
+              .offer = Offer::Folders},
+    OptionRow{.name = "opaque",
+              .value = nullptr,
+              .help = "alpha 255 in every pixel: a window has no alpha worth keeping (default: as drawn)",
+              .read = &Set<&Settings::opaque>},
+    OptionRow{.name = "quit",
+              .value = nullptr,
+              .help = "end the program after the last frame asked for (default: let it run)",
+              .read = &Set<&Settings::quit>},
+    OptionRow{.name = "timeout",
+              .value = "SECONDS",
+              .help = "end the program if that frame has not come by then; of frames without an end, then "
+                      "(default: never)",
+              .read = &ReadTimeout},
+    OptionRow{.name = "loglevel",
+              .value = "N",
+              .help = "how much is logged: 0 to 5 (default: 2, warnings)",
+              .read = &ReadLogLevel},
+    OptionRow{.name = "logzones",
+              .value = "LIST",
+              .help = "of which parts, e.g. capture:util (default: all)",
+              .read = &ReadLogZones,
+              .offer = Offer::WordLists,
+              .words = ZoneNames},
+    OptionRow{.name = "logiopipe",
+              .value = "LIST",
+              .help = "where to: console (standard error), file (framegrab.log beside the pictures), "
+                      "debugger (system log) (default: console:file)",
+              .read = &ReadLogPipes,
+              .offer = Offer::WordLists,
+              .words = PipeNames},
+    OptionRow{.name = "help",
+              .value = "man|bash",
+              .help = "print this text; as a man page; as bash completion",
+              .read = &ReadHelp,
+              .offer = Offer::Words,
+              .words = AnswerNames,
+              .isValueOptional = true},
+    OptionRow{.name = "version",
+              .value = nullptr,
+              .help = "print the version",
+              .read =
+                  [](const std::string&, Options& options, std::string&) {
+                      options.answer = Options::Answer::Version;
+                      return true;
+                  }},
+};
+
+/// What `getopt_long_only` answers for the first row; less could be one of its own answers, '?' and ':'.
+constexpr int FirstRow = 256;
+
+std::vector<option> TableForGetopt()
+{
+    std::vector<option> rows;
+    for (const OptionRow& row : Table) {
+        const int argument = !row.value            ? no_argument
+                             : row.isValueOptional ? optional_argument
+                                                   : required_argument;
+        rows.push_back({.name = row.name,
+                        .has_arg = argument,
+                        .flag = nullptr,
+                        .val = FirstRow + static_cast<int>(rows.size())});
+    }
+    rows.push_back({});
+    return rows;
+}
+
+/// @param word  an argument that `getopt_long_only` refused
+/// @param row   what it belongs to; less than `FirstRow` when that is not clear
+std::string WhyRefused(const std::string& word, int row)
+{
+    if (row >= FirstRow) {
+        const OptionRow& option = Table[static_cast<std::size_t>(row - FirstRow)];
+        return std::string("the option -") + option.name +
+               (option.value ? " needs a value" : " takes no value");
+    }
+    const std::string name = word.substr(0, word.find('='));
+    const std::size_t start = name.find_first_not_of('-');
+    std::string candidates;
+    for (const OptionRow& option : Table) {
+        if (start != std::string::npos && std::string_view(option.name).starts_with(name.substr(start))) {
+            candidates += (candidates.empty() ? "-" : ", -") + std::string(option.name);
         }
+    }
+    return candidates.empty() ? "unknown option \"" + name + "\""
+                              : "the option \"" + name + "\" is cut too short: it may be " + candidates;
+}
+
+/// Reads the options.
+///
+/// @param words      the tool's name and its arguments, and a null pointer
+/// @param remaining  receives the index of the first word behind "--"
+bool ReadOptions(std::span<char*> words, Options& options, std::size_t& remaining, std::string& error)
+{
+    const std::vector<option> table = TableForGetopt();
+    const auto count = static_cast<int>(words.size()) - 1;
+    opterr = 0;
+    for (optind = 0;;) {
+        const int before = std::max(optind, 1);
+        const int answer = getopt_long_only(count, words.data(), "+:", table.data(), nullptr);
+        const std::string word = before < count ? words[static_cast<std::size_t>(before)] : "";
+        if (answer == -1) {
+            remaining = static_cast<std::size_t>(optind);
+            if (optind == before && !word.empty()) {
+                error = "\"" + word + "\" is not an option; the program comes after --";
+                return false;
+            }
+            return true;
+        }
+        if (answer < FirstRow) {
+            error = WhyRefused(word, optopt);
+            return false;
+        }
+        const OptionRow& row = Table[static_cast<std::size_t>(answer - FirstRow)];
+        const bool isNextWord = row.value && !row.isValueOptional && optind == before + 2;
+        const std::string value = optarg ? optarg : "";
+        if (isNextWord && value == "--") {
+            error = WhyRefused(word, answer);
+            return false;
+        }
+        std::string reason;
+        if (!row.read(value, options, reason)) {
+            error = std::string("-") + row.name + ": " + reason;
+            return false;
+        }
+    }
+}
+
+/// What no option sees by itself.
+bool FitTogether(const Options& options, std::string& error)
+{
+    const Settings& settings = options.settings;
+    if (settings.quit && settings.frames.IsOpen() && options.timeout == 0) {
+        error = "-quit: there is no last frame in " + settings.frames.ToString() +
+                "; give a -timeout to end the program";
         return false;
     }
-    if (!split.m_arguments.empty()) {
-        error = "\"" + split.m_arguments.front() + "\" is not an option; the program comes after --";
+    if (settings.thumbnailOnly && settings.thumbnailWidth == 0) {
+        error = "-thumbnail-only: it needs the size, -thumbnail WxH";
+        return false;
+    }
+    if (options.program.empty()) {
+        error = "no program was given; it comes after --";
         return false;
     }
     return true;
@@ -251,49 +409,26 @@ bool SplitOptions(const std::vector<std::string>& arguments, Util::ParseArgs::Cm
 
 } // namespace
 
+const std::span<const OptionRow> OptionTable = Table;
+
 bool ParseOptions(const std::vector<std::string>& arguments, Options& options, std::string& error)
 {
-    const auto separator = std::find(arguments.begin(), arguments.end(), "--");
-    Util::ParseArgs::CmdLineArgs split;
-    if (!SplitOptions({arguments.begin(), separator}, split, error)) {
-        return false;
+    std::string name = "framegrab";
+    std::vector<char*> words{name.data()};
+    for (const std::string& argument : arguments) {
+        words.push_back(const_cast<char*>(argument.c_str())); // read only: "+" lets getopt reorder nothing
     }
+    words.push_back(nullptr);
 
     Options result;
     result.settings.frames.Add(1);
     result.settings.buffers = {0};
-    for (const FlagOption& option : FlagOptions) {
-        const auto& flags = split.m_flags;
-        option.flag(result) =
-            option.flag(result) || std::find(flags.begin(), flags.end(), option.name) != flags.end();
-    }
-    for (const ValueOption& option : ValueOptions) {
-        const auto value = split.m_values.find(option.name);
-        std::string reason;
-        if (value != split.m_values.end() && !option.parse(value->second, result, reason)) {
-            error = std::string(option.name) + ": " + reason;
-            return false;
-        }
-    }
-    for (const char* option : LogOptions) {
-        if (const auto value = split.m_values.find(option); value != split.m_values.end()) {
-            result.log.insert(*value);
-        }
-    }
-    if (result.settings.quit && result.settings.frames.IsOpen() && result.timeout == 0) {
-        error = "-quit: there is no last frame in " + result.settings.frames.ToString() +
-                "; give a -timeout to end the program";
+    std::size_t remaining = 0;
+    if (!ReadOptions(words, result, remaining, error)) {
         return false;
     }
-    if (result.settings.thumbnailOnly && result.settings.thumbnailWidth == 0) {
-        error = "-thumbnail-only: it needs the size, -thumbnail WxH";
-        return false;
-    }
-    if (separator != arguments.end()) {
-        result.program.assign(separator + 1, arguments.end());
-    }
-    if (result.program.empty() && !result.help) {
-        error = "no program was given; it comes after --";
+    result.program.assign(arguments.begin() + static_cast<std::ptrdiff_t>(remaining - 1), arguments.end());
+    if (result.answer == Options::Answer::None && !FitTogether(result, error)) {
         return false;
     }
     options = std::move(result);

@@ -2,7 +2,7 @@
 
 #include "shared/Session.h"
 
-#include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -11,20 +11,60 @@ namespace Framegrab {
 /// framegrab's command line.
 struct Options
 {
-    Settings settings;                      ///< `output` as the user wrote it; empty when it was not given
-    double timeout = 0;                     ///< seconds; 0 for none
-    std::vector<std::string> program;       ///< the program and its arguments
-    std::map<std::string, std::string> log; ///< values of the log options, by their names
-    bool help = false;
+    /// A text that framegrab prints instead of running a program.
+    enum class Answer
+    {
+        None,
+        Help,
+        ManPage,
+        Completion,
+        Version,
+    };
+
+    Settings settings;                ///< `output` as the user wrote it; empty when it was not given
+    double timeout = 0;               ///< seconds; 0 for none
+    std::vector<std::string> program; ///< the program and its arguments
+    Answer answer = Answer::None;
 };
+
+/// A row of the one table of which the command line is read and of which help, man page and completion are
+/// made.
+struct OptionRow
+{
+    /// What completion offers for a value.
+    enum class Offer
+    {
+        Nothing,
+        Words,     ///< one of `words`
+        WordLists, ///< several of them with commas between
+        Folders,
+    };
+
+    const char* name;  ///< without the dash
+    const char* value; ///< what stands for its value in the help; null: it takes none
+    const char* help;  ///< with the default; wrapped where it is printed
+
+    /// Reads a value into the options.
+    ///
+    /// @param error  why it is refused, in words
+    bool (*read)(const std::string& value, Options& options, std::string& error);
+
+    Offer offer = Offer::Nothing;
+    std::span<const char* const> words{};
+    bool isValueOptional = false; ///< then it is given by '=' alone
+};
+
+/// The options in the order in which the help tells them.
+extern const std::span<const OptionRow> OptionTable;
 
 /// Reads the arguments that follow the tool's own name: options, "--", the program and its arguments.
 ///
+/// An option begins with one dash or two and may be cut short as far as it stays clear; its value follows '='
+/// or is the next argument. Of an option that is given twice the last value counts.
+///
 /// @param error  what is wrong, in words; untouched on success
 /// @return whether `options` was filled
+/// @note One thread at a time: `getopt_long_only` keeps its place in global variables.
 bool ParseOptions(const std::vector<std::string>& arguments, Options& options, std::string& error);
-
-/// The text that `-help` prints.
-extern const char* const HelpText;
 
 } // namespace Framegrab

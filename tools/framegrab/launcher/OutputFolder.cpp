@@ -1,37 +1,15 @@
 #include "launcher/OutputFolder.h"
 
-#include "Util/Path.h"
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace Framegrab {
-
-namespace {
-
-/// Makes a folder given by its path from the root, which `CreateFolder` takes as a path from the current
-/// folder only.
-bool CreateAbsoluteFolder(const std::string& path)
-{
-    const int current = open(".", O_PATH | O_DIRECTORY | O_CLOEXEC);
-    if (current < 0 || chdir("/") != 0) {
-        return false;
-    }
-    const std::size_t start = path.find_first_not_of('/');
-    bool isMade = start == std::string::npos || Util::Path::CreateFolder(path.substr(start));
-    const int error = errno;
-    isMade = fchdir(current) == 0 && isMade;
-    close(current);
-    errno = error;
-    return isMade;
-}
-
-} // namespace
 
 OutputFolder::~OutputFolder()
 {
@@ -47,11 +25,12 @@ bool OutputFolder::Prepare(const std::string& path, std::string& error)
     // Links are followed: what ".." means after one depends on where it leads.
     m_absolutePath = std::filesystem::weakly_canonical(std::filesystem::absolute(path, status), status);
     if (!std::filesystem::exists(m_absolutePath, status)) {
-        m_isNew = CreateAbsoluteFolder(m_absolutePath);
-        if (!m_isNew) {
-            error = "the output folder " + quoted + " cannot be made: " + std::strerror(errno);
+        std::filesystem::create_directories(m_absolutePath, status);
+        if (status) {
+            error = "the output folder " + quoted + " cannot be made: " + status.message();
             return false;
         }
+        m_isNew = true;
     }
     if (!std::filesystem::is_directory(m_absolutePath, status)) {
         error = "the output folder " + quoted + " is not a folder";

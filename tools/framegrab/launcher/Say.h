@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-/// What framegrab tells its user: lines on standard error that begin with its name.
+/// What framegrab tells its user: lines on standard error that begin with its name. Any thread may speak.
 namespace Framegrab {
 
 /// Says one line on standard error, in one write since the program may be writing there as well, and in the
@@ -14,6 +14,9 @@ void Say(const std::string& text);
 
 /// Says one line on standard error alone: it was logged before.
 void SayAgain(const std::string& text);
+
+/// Says one line in the log file alone.
+void SayInLog(const std::string& text);
 
 /// The log file that `Say` writes to from now on; null for none.
 void SetLogFile(std::shared_ptr<Core::StdioWriter> file);
