@@ -155,13 +155,17 @@ void ParseCmdArgsLogIOPipe(const std::string& value)
 std::shared_ptr<Core::StdioWriter> LoggerCreateStdioWriter(const std::string& baseName)
 {
     bool isOpen = false;
+    // A path ends at its first zero: what stands before one in the name is another file, not to be emptied.
+    const bool isPath = baseName.find('\0') == std::string::npos;
     auto writer = NoThrow([&] {
         const std::string fileName = baseName + ".log";
         auto made = std::make_shared<Core::StdioWriter>(fileName, true, true);
-        made->Open();
+        if (isPath) {
+            made->Open();
+        }
         made.reset();
         made = std::make_shared<Core::StdioWriter>(fileName, false, true);
-        isOpen = made->Open() == 0;
+        isOpen = isPath && made->Open() == 0;
         return made;
     });
     if (!isOpen) {

@@ -19,15 +19,16 @@ namespace Util {
 UTIL_EXPORT void PrintMessageAndBackspaces(const std::string& message);
 
 /// Sets the logger's level to the value of the option `-loglevel`. A number that is no level is warned about
-/// on the console, whatever the logger's settings, and changes nothing.
+/// on the console, whatever the logger's level and zones, if the console output is on, and changes nothing.
 ///
 /// @param value  0 to 5, as `String::ToInt` reads it: text without a number is 0
 UTIL_EXPORT void ParseCmdArgsLogLevel(const std::string& value);
 
 /// Replaces the logger's zone mask by the value of the option `-logzones`.
 ///
-/// A name that is none is warned about on the console, whatever the logger's settings, and skipped. A value
-/// without any valid name is told of there too, if the settings let it through, and changes nothing.
+/// A name that is none is warned about on the console, whatever the logger's level and zones, if the console
+/// output is on, and skipped. A value without any valid name is told of there too, if level and zones let it
+/// through, and changes nothing.
 ///
 /// @param value  names of any letter case, separated by `|` or `:`, of `application`, `capture`, `core`,
 ///               `data`, `playback`, `util`, `dll`, `stats`, `apicalls`, `playbackobjectid`; `all` sets all
@@ -43,7 +44,8 @@ UTIL_EXPORT void ParseCmdArgsLogIOPipe(const std::string& value);
 /// Makes the writer of the log file `baseName` + ".log": empties the file with one writer, which it closes,
 /// and opens it with another.
 ///
-/// Where the file cannot be opened, it turns the logger's file output off and logs a warning.
+/// Where the file cannot be opened, or its name holds a zero, it turns the logger's file output off and logs a
+/// warning.
 ///
 /// @return the second writer, open or not; null without memory for it, which counts as a file not opened
 UTIL_EXPORT std::shared_ptr<Core::StdioWriter> LoggerCreateStdioWriter(const std::string& baseName);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
@@ -20,17 +21,17 @@ constexpr int StatusInvalid = 6;
 template <typename Signed>
 std::string FromSigned(Signed value, unsigned int base)
 {
-    const auto bits = static_cast<unsigned long>(static_cast<std::make_unsigned_t<Signed>>(value));
+    const auto bits = std::uint64_t{static_cast<std::make_unsigned_t<Signed>>(value)};
     char text[32]; // 24 at most: 64 bits in octal with prefix and terminator
     switch (base) {
     case 8:
-        std::snprintf(text, sizeof(text), "0%lo", bits);
+        std::snprintf(text, sizeof(text), "0%" PRIo64, bits);
         break;
     case 10:
-        std::snprintf(text, sizeof(text), "%ld", long{value});
+        std::snprintf(text, sizeof(text), "%" PRId64, std::int64_t{value});
         break;
     case 16:
-        std::snprintf(text, sizeof(text), "0x%lx", bits);
+        std::snprintf(text, sizeof(text), "0x%" PRIx64, bits);
         break;
     default:
         return {};
@@ -71,7 +72,7 @@ std::string FromInt(int value, unsigned int base)
     return FromSigned(value, base);
 }
 
-std::string FromInt64(long value, unsigned int base)
+std::string FromInt64(std::int64_t value, unsigned int base)
 {
     return FromSigned(value, base);
 }

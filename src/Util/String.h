@@ -2,6 +2,7 @@
 
 #include "Util/Export.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -32,7 +33,7 @@ UTIL_EXPORT int ToInt(const std::string& s);
 UTIL_EXPORT std::string FromInt(int value, unsigned int base);
 
 /// As `FromInt`, with 64 bits.
-UTIL_EXPORT std::string FromInt64(long value, unsigned int base);
+UTIL_EXPORT std::string FromInt64(std::int64_t value, unsigned int base);
 
 /// @return the value as printf's `%lf` prints it, with six decimals; what exceeds 255 characters is cut off
 UTIL_EXPORT std::string FromDouble(double value);

@@ -2,10 +2,16 @@
 
 #include "host/LogFixture.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <map>
 #include <sstream>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -98,7 +104,8 @@ TEST_F(LogTest, OutputsThatFailHarmNobody)
     const auto throwAnything = [] { throw 1; };
     const auto log = [] { Say("from the writer"); };
     const auto changeErrno = [] { errno = EIO; };
-    for (void (*const behave)() : {+throwAnything, +log, +changeErrno}) {
+    const auto leave = [] { EXPECT_TRUE(Log::SetFileWriter(nullptr)); };
+    for (void (*const behave)() : {+throwAnything, +log, +changeErrno, +leave}) {
         s_toDebugger.clear();
         Log::m_ioPipeMask = File | Debugger;
         Log::SetFileWriter(std::make_shared<BadWriter>(behave));
@@ -107,8 +114,127 @@ TEST_F(LogTest, OutputsThatFailHarmNobody)
         EXPECT_EQ(errno, EAGAIN);
         EXPECT_THAT(s_toDebugger, ElementsAre(HasSubstr("text")));
     }
-    Log::SetFileWriter(nullptr);
+    EXPECT_FALSE(Log::SetFileWriter(nullptr));
     Say("nowhere");
+}
+
+TEST_F(LogTest, OutputsThatWereThereBeforeAreGivenBack)
+{
+    Log::m_ioPipeMask = File | Debugger;
+    const auto file = Log::SetFileWriter(nullptr);
+    const Log::DebuggerSink sink = Log::SetDebuggerSink(nullptr);
+    EXPECT_EQ(file, m_writer);
+    EXPECT_EQ(Log::SetDebuggerSink(sink), nullptr);
+    EXPECT_FALSE(Log::SetFileWriter(file));
+    Say("text");
+    EXPECT_THAT(InFile(), HasSubstr("text"));
+    EXPECT_THAT(s_toDebugger, ElementsAre(HasSubstr("text")));
+}
+
+/// Runs a child that was forked here to its end.
+///
+/// @return its exit status, or the number of the signal that ended it; -1 when it hung
+template <typename Action>
+int InChild(Action&& action)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        action();
+        _exit(0);
+    }
+    int status = 0;
+    for (int round = 0; round < 1000; ++round) {
+        if (waitpid(child, &status, WNOHANG) == child) {
+            return WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
+        }
+        usleep(5'000);
+    }
+    kill(child, SIGKILL);
+    waitpid(child, &status, 0);
+    return -1;
+}
+
+TEST_F(LogTest, ChildForkedWhileAThreadLogsCanLog)
+{
+    Log::m_ioPipeMask = File | Debugger;
+    Log::SetDebuggerSink([](const char*) { usleep(1'000); });
+    std::atomic<bool> isOver{false};
+    std::thread logging([&] {
+        while (!isOver) {
+            Say("parent");
+            Log::SetFileWriter(m_writer);
+        }
+    });
+    int hung = 0;
+    for (int round = 0; round < 50; ++round) {
+        hung += InChild([] { Say("child"); }) != 0;
+        if (hung > 0) {
+            break;
+        }
+    }
+    isOver = true;
+    logging.join();
+    EXPECT_EQ(hung, 0);
+}
+
+TEST_F(LogTest, FailedWritesEndNoProcess)
+{
+    // A log file at the limit of its size, a terminal that is gone.
+    EXPECT_EQ(InChild([] {
+                  Log::m_ioPipeMask = File;
+                  const rlimit none{};
+                  setrlimit(RLIMIT_FSIZE, &none);
+                  Say("text");
+              }),
+              0);
+    EXPECT_EQ(InChild([] {
+                  Log::m_ioPipeMask = Console;
+                  int ends[2];
+                  if (pipe(ends) == 0 && dup2(ends[1], STDERR_FILENO) >= 0) {
+                      close(ends[0]);
+                  }
+                  Say("text");
+              }),
+              0);
+}
+
+TEST_F(LogTest, LogFileTakesNoStandardDescriptor)
+{
+    const std::string name = m_folder.File("late");
+    EXPECT_EQ(InChild([&name] {
+                  Log::m_ioPipeMask = Console | File;
+                  close(STDERR_FILENO);
+                  const auto writer = std::make_shared<Core::StdioWriter>(name, true, true);
+                  writer->Open();
+                  Log::SetFileWriter(writer);
+                  Say("once");
+              }),
+              0);
+    EXPECT_EQ(TestSupport::ReadFile(name), "warning [util] File.cpp:12: once\n");
+}
+
+TEST_F(LogTest, ProcessesKeepLongLinesWhole)
+{
+    const std::string name = m_folder.File("common");
+    const auto writer = std::make_shared<Core::StdioWriter>(name, true, true);
+    ASSERT_EQ(writer->Open(), 0U);
+    Log::SetFileWriter(writer);
+    Log::m_ioPipeMask = File;
+    const auto log = [](char mark) {
+        for (int line = 0; line < 500; ++line) {
+            Say(std::string(10'000, mark).c_str());
+        }
+    };
+    std::thread parent([&] { log('a'); });
+    EXPECT_EQ(InChild([&] { log('b'); }), 0);
+    parent.join();
+    std::istringstream lines(TestSupport::ReadFile(name));
+    int whole = 0;
+    for (std::string line; std::getline(lines, line);) {
+        const std::string text = line.substr(std::min(line.rfind(' ') + 1, line.size()));
+        whole += text == std::string(10'000, 'a') || text == std::string(10'000, 'b');
+    }
+    EXPECT_EQ(whole, 1000);
 }
 
 TEST_F(LogTest, ThreadsKeepTheirLinesWhole)

@@ -29,6 +29,11 @@ TEST_F(LogUtilsOnHost, LogFile)
     Log::Print(Log::LevelError, Log::ZoneApplication, 8, "", false, "two\n");
     EXPECT_EQ(TestSupport::ReadFile(fileName), "one\nby another process\ntwo\n");
     EXPECT_EQ(Log::m_ioPipeMask, 1U << Log::PipeFile);
+
+    const std::string before = TestSupport::ReadFile(fileName);
+    LoggerCreateStdioWriter(fileName + std::string("\0more", 5));
+    EXPECT_EQ(TestSupport::ReadFile(fileName), before) << "emptied by a name that begins with its own";
+    EXPECT_EQ(Log::m_ioPipeMask, 0U);
 }
 
 TEST_F(LogUtilsOnHost, LogFileThatCannotBeOpened)
@@ -59,6 +64,26 @@ TEST_F(LogUtilsOnHost, WarningsAreSeenWithEverythingOff)
     EXPECT_EQ(OnConsole([] { ParseCmdArgsLogZone(""); }), "");
     EXPECT_EQ(Log::m_level, Log::LevelAlways);
     EXPECT_EQ(Log::m_zoneMask, 0U);
+}
+
+TEST_F(LogUtilsOnHost, OptionsKnowTheZonesThatTheLoggerNames)
+{
+    Log::m_ioPipeMask = 1U << Log::PipeDebugger;
+    std::uint64_t named = 0;
+    for (std::uint32_t bit = 0; bit < 64; ++bit) {
+        Log::m_zoneMask = std::uint64_t{1} << bit;
+        s_toDebugger.clear();
+        Log::Print(Log::LevelError, static_cast<Log::LogZone>(bit), 1, "", true, "text");
+        const std::string line = s_toDebugger.at(0);
+        const std::string name = line.substr(line.find('[') + 1, line.find(']') - line.find('[') - 1);
+        if (name != "?") {
+            Log::m_zoneMask = 0;
+            ParseCmdArgsLogZone(name);
+            EXPECT_EQ(Log::m_zoneMask, std::uint64_t{1} << bit) << name;
+            named |= std::uint64_t{1} << bit;
+        }
+    }
+    EXPECT_EQ(named, 0x3000FFU);
 }
 
 TEST_F(LogUtilsOnHost, ProgressErasesItself)

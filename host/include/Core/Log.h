@@ -10,7 +10,8 @@ namespace Core {
 
 class StdioWriter;
 
-/// The host's logger. All members are static; any thread may call them.
+/// The host's logger. All members are static; any thread may call them, and so may a child that was forked
+/// while another thread was logging.
 ///
 /// A message is printed when its level is at most `m_level` and the bit of its zone is set in `m_zoneMask`.
 /// It goes to each output whose bit is set in `m_ioPipeMask`.
@@ -53,7 +54,8 @@ public:
 
     /// Prints one message, if level and zone let it through. Throws nothing, leaves `errno` alone, and fits a
     /// message of any length. Where memory is short, the text comes without its origin, or its format instead
-    /// of it. What an output logs while it is given a message is dropped.
+    /// of it. What an output logs while it is given a message is dropped; it may change the outputs. The
+    /// console and the log file get a message in one write each; one that fails raises no signal.
     ///
     /// @param line       source line of the caller
     /// @param file       source file name of the caller
@@ -70,13 +72,17 @@ public:
     static void SetIOPipeBit(LogIOPipe pipe, bool on);
 
     /// What the file output writes to from now on; null for nothing. The file must be open.
-    static void SetFileWriter(std::shared_ptr<StdioWriter> writer);
+    ///
+    /// @return what it wrote to before
+    static std::shared_ptr<StdioWriter> SetFileWriter(std::shared_ptr<StdioWriter> writer);
 
     using DebuggerSink = void (*)(const char* text);
 
     /// What the debugger output writes to from now on; null for the system log, which it starts with. The
     /// logger calls it from one thread at a time.
-    static void SetDebuggerSink(DebuggerSink sink);
+    ///
+    /// @return what it wrote to before; null for the system log
+    static DebuggerSink SetDebuggerSink(DebuggerSink sink);
 
     static std::atomic<std::uint32_t> m_level;
     static std::atomic<std::uint64_t> m_zoneMask;

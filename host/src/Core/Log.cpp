@@ -2,6 +2,7 @@
 
 #include "Core/StdioWriter.h"
 #include "LogOutput.h"
+#include "QuietWrite.h"
 
 #include <cerrno>
 #include <cstddef>
@@ -10,8 +11,9 @@
 #include <cxxabi.h>
 #include <memory>
 #include <mutex>
-#include <new>
+#include <pthread.h>
 #include <syslog.h>
+#include <unistd.h>
 #include <utility>
 
 namespace Core {
@@ -22,29 +24,56 @@ std::atomic<std::uint32_t> Log::m_ioPipeMask{1U << Log::PipeConsole | 1U << Log:
 
 namespace {
 
-void WriteToSystemLog(const char* text)
+/// A lock that does not survive a fork: in the child it is free, whoever held it in the parent.
+class ForkedLock
 {
-    syslog(LOG_USER | LOG_DEBUG, "%s", text);
-}
+public:
+    void lock() { pthread_mutex_lock(&m_mutex); }
+    void unlock() { pthread_mutex_unlock(&m_mutex); }
+    void MakeAnew() { m_mutex = PTHREAD_MUTEX_INITIALIZER; }
 
-/// Where messages end up. One lock over all of them keeps lines whole and in one order.
-struct Outputs
-{
-    std::mutex mutex;
-    std::shared_ptr<StdioWriter> file;
-    Log::DebuggerSink debugger = &WriteToSystemLog;
+private:
+    pthread_mutex_t m_mutex = PTHREAD_MUTEX_INITIALIZER;
 };
 
-Outputs& TheOutputs()
+struct Outputs
 {
-    // Never destroyed: threads may log while the process is being torn down.
-    alignas(Outputs) static std::byte storage[sizeof(Outputs)];
-    static auto* const outputs = new (storage) Outputs;
-    return *outputs;
-}
+    std::shared_ptr<StdioWriter> file;
+    Log::DebuggerSink debugger = nullptr; ///< null: the system log
+};
+
+/// Where messages end up. Never destroyed: threads may log while the process is being torn down.
+union Lasting
+{
+    constexpr Lasting() : outputs() {}
+    Lasting(const Lasting&) = delete;
+    Lasting& operator=(const Lasting&) = delete;
+    ~Lasting() {} // NOLINT(modernize-use-equals-default): that would be deleted
+
+    Outputs outputs;
+};
+
+constinit Lasting s_lasting;
+
+// Two locks, so that an output may change the outputs while it is given a message, and so that a fork waits
+// for no message on its way.
+constinit ForkedLock s_settingsLock; ///< over `s_lasting`, held for the length of a copy
+constinit ForkedLock s_sendingLock; ///< over the outputs at work: messages reach them one at a time, in order
 
 /// Whether this thread is giving a message to an output.
 thread_local bool s_isSending = false;
+
+/// A child has the forking thread alone: a lock that another one held would stay locked for good.
+[[gnu::constructor]] void PrepareForForks()
+{
+    pthread_atfork([] { s_settingsLock.lock(); }, [] { s_settingsLock.unlock(); },
+                   [] {
+                       s_settingsLock.MakeAnew();
+                       if (!s_isSending) { // an output that forks goes on holding the lock
+                           s_sendingLock.MakeAnew();
+                       }
+                   });
+}
 
 constexpr std::pair<Log::LogLevel, const char*> LevelNames[] = {
     {Log::LevelAlways, "message"}, {Log::LevelError, "error"}, {Log::LevelWarning, "warning"},
@@ -112,19 +141,28 @@ void Try(Send&& send)
     }
 }
 
+void WriteToSystemLog(const char* text)
+{
+    const QuietWrite quiet;
+    syslog(LOG_USER | LOG_DEBUG, "%s", text);
+}
+
 void Send(std::uint32_t pipes, const char* text)
 {
     const auto isOn = [pipes](Log::LogIOPipe pipe) { return (pipes >> pipe & 1U) != 0; };
-    Outputs& outputs = TheOutputs();
-    const std::scoped_lock lock(outputs.mutex);
+    const Outputs outputs = [] {
+        const std::scoped_lock lock(s_settingsLock);
+        return s_lasting.outputs;
+    }();
+    const std::scoped_lock lock(s_sendingLock);
     if (isOn(Log::PipeConsole)) {
-        std::fputs(text, stderr);
+        WriteWhole(STDERR_FILENO, text);
     }
     if (isOn(Log::PipeFile) && outputs.file) {
         Try([&] { outputs.file->Write(text); });
     }
     if (isOn(Log::PipeDebugger)) {
-        Try([&] { outputs.debugger(text); });
+        Try([&] { (outputs.debugger ? outputs.debugger : &WriteToSystemLog)(text); });
     }
 }
 
@@ -186,18 +224,17 @@ void Log::SetIOPipeBit(LogIOPipe pipe, bool on)
     SetBit(m_ioPipeMask, pipe, on);
 }
 
-void Log::SetFileWriter(std::shared_ptr<StdioWriter> writer)
+std::shared_ptr<StdioWriter> Log::SetFileWriter(std::shared_ptr<StdioWriter> writer)
 {
-    Outputs& outputs = TheOutputs();
-    const std::scoped_lock lock(outputs.mutex);
-    outputs.file.swap(writer); // The one before is closed by the caller's end of the call, without the lock.
+    const std::scoped_lock lock(s_settingsLock);
+    s_lasting.outputs.file.swap(writer);
+    return writer;
 }
 
-void Log::SetDebuggerSink(DebuggerSink sink)
+Log::DebuggerSink Log::SetDebuggerSink(DebuggerSink sink)
 {
-    Outputs& outputs = TheOutputs();
-    const std::scoped_lock lock(outputs.mutex);
-    outputs.debugger = sink ? sink : &WriteToSystemLog;
+    const std::scoped_lock lock(s_settingsLock);
+    return std::exchange(s_lasting.outputs.debugger, sink);
 }
 
 } // namespace Core

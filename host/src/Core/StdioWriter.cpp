@@ -1,5 +1,10 @@
 #include "Core/StdioWriter.h"
 
+#include "QuietWrite.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace Core {
 
 // By reference, as hosts have always declared it.
@@ -11,16 +16,22 @@ StdioWriter::StdioWriter(const std::string& fileName, bool startAfresh, bool flu
 StdioWriter::~StdioWriter()
 {
     if (m_pFile) {
+        const QuietWrite quiet;
         std::fclose(m_pFile);
     }
 }
 
 std::uint32_t StdioWriter::Write(const char* text)
 {
-    if (!m_pFile || std::fputs(text, m_pFile) < 0) {
+    if (!m_pFile) {
         return 1;
     }
-    return m_flushLines && std::fflush(m_pFile) != 0 ? 1 : 0;
+    if (m_flushLines) {
+        // Past the stream, which would cut a long text into several writes.
+        return WriteWhole(fileno(m_pFile), text) ? 0 : 1;
+    }
+    const QuietWrite quiet;
+    return std::fputs(text, m_pFile) < 0 ? 1 : 0;
 }
 
 std::uint32_t StdioWriter::Open()
@@ -28,8 +39,19 @@ std::uint32_t StdioWriter::Open()
     if (m_pFile) {
         return 0;
     }
-    // "e": a program that the process starts must not inherit the log.
-    m_pFile = std::fopen(m_fileName.c_str(), m_startAfresh ? "we" : "ae");
+    // A path ends at its first zero: what stands before one in the name is another file.
+    if (m_fileName.find('\0') != std::string::npos) {
+        return 1;
+    }
+    const int flags = O_WRONLY | O_CREAT | O_APPEND | (m_startAfresh ? O_TRUNC : 0);
+    const int descriptor = OpenAboveStandard(m_fileName.c_str(), flags);
+    if (descriptor < 0) {
+        return 1;
+    }
+    m_pFile = fdopen(descriptor, "a");
+    if (!m_pFile) {
+        close(descriptor);
+    }
     return m_pFile ? 0 : 1;
 }
 

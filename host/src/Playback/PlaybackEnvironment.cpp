@@ -1,6 +1,7 @@
 #include "Playback/PlaybackEnvironment.h"
 
-#include <mutex>
+#include <atomic>
+#include <memory>
 
 namespace Playback {
 
@@ -8,15 +9,18 @@ PlaybackEnvironment* PlaybackEnvironment::m_pInstance = nullptr;
 
 PlaybackEnvironment& PlaybackEnvironment::Instance()
 {
-    static std::mutex mutex;
-    const std::scoped_lock lock(mutex);
-    if (!m_pInstance) {
-        // Lives until the process ends: its settings are read until then.
-        static PlaybackEnvironment instance;
-        instance.InitDefaultSettings();
-        m_pInstance = &instance;
+    // Without a lock, which a child forked meanwhile would never see released: of threads that come first at
+    // once, one has its instance published. It lives until the process ends: its settings are read until then.
+    const std::atomic_ref published(m_pInstance);
+    PlaybackEnvironment* instance = published.load();
+    if (!instance) {
+        auto made = std::make_unique<PlaybackEnvironment>();
+        made->InitDefaultSettings();
+        if (published.compare_exchange_strong(instance, made.get())) {
+            instance = made.release();
+        }
     }
-    return *m_pInstance;
+    return *instance;
 }
 
 void PlaybackEnvironment::InitDefaultSettings()
