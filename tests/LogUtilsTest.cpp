@@ -108,10 +108,4 @@ TEST_F(LogUtilsTest, ZonesAndIOPipes)
                 &ParseCmdArgsLogIOPipe, Log::m_ioPipeMask, "-logiopipe", "iopipe");
 }
 
-TEST_F(LogUtilsTest, ProgressIsPrintedAndErased)
-{
-    PrintMessageAndBackspaces("100 %d\xC3\xA9%n");
-    EXPECT_THAT(Printed(), ElementsAre("3 text: 100 %d\xC3\xA9%n", "3 text: " + std::string(10, '\b')));
-}
-
 } // namespace

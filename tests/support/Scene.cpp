@@ -23,11 +23,11 @@ void NewFramebuffer()
     glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
 }
 
-Source Texture2D(GLenum format, int level)
+Source Texture2D(GLenum format, int level, Extent size)
 {
-    return {"2D texture, level " + std::to_string(level), SourceWidth, SourceHeight, [=](GLenum point) {
+    return {"2D texture, level " + std::to_string(level), size.width, size.height, [=](GLenum point) {
                 const GLuint texture = NewTexture(GL_TEXTURE_2D);
-                glTexStorage2D(GL_TEXTURE_2D, level + 1, format, SourceWidth << level, SourceHeight << level);
+                glTexStorage2D(GL_TEXTURE_2D, level + 1, format, size.width << level, size.height << level);
                 glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_2D, texture, level);
             }};
 }

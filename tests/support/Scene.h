@@ -20,13 +20,19 @@ struct Source
 constexpr int SourceWidth = 64;
 constexpr int SourceHeight = 48;
 
+struct Extent
+{
+    int width = SourceWidth;
+    int height = SourceHeight;
+};
+
 /// @return a new texture, bound to `target`
 GLuint NewTexture(GLenum target);
 
 /// Makes a framebuffer object and binds it for drawing and reading.
 void NewFramebuffer();
 
-Source Texture2D(GLenum format, int level);
+Source Texture2D(GLenum format, int level, Extent size = {});
 Source CubeFace(GLenum format);
 
 /// @param target  `GL_TEXTURE_3D` or `GL_TEXTURE_2D_ARRAY`

@@ -79,6 +79,16 @@ struct Recorded<Of, Position, Result (*)(Arguments...)>
     }
 };
 
+// The library and the host agree on where each function is.
+#define UTIL_GL_POSITION(position, name, type)                                                               \
+    static_assert(std::string_view("gl" #name) == Core::GLESNames[position]);
+#define UTIL_EGL_POSITION(position, name, type)                                                              \
+    static_assert(std::string_view("egl" #name) == Core::EGLNames[position]);
+UTIL_GL_ENTRY_POINTS(UTIL_GL_POSITION)
+UTIL_EGL_ENTRY_POINTS(UTIL_EGL_POSITION)
+#undef UTIL_GL_POSITION
+#undef UTIL_EGL_POSITION
+
 template <Table Of>
 const auto& Recorders()
 {
