@@ -49,7 +49,7 @@ public:
     /// @return true with both stored; false for a null pointer, a size not taken, a source in the internal
     ///         buffer, or no memory
     virtual bool Encode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t** dst,
-                        std::uint32_t* dstSize) = 0;
+                        std::uint32_t* dstSize);
 
     /// Decompresses one block into the internal buffer, by the caller-buffer form below, and stays inside it.
     /// It does not grow: its capacity is that given at construction or the worst case of the largest block
@@ -73,7 +73,7 @@ public:
     /// @return false for a null pointer, an empty source, a source at the start of the internal buffer, or no
     ///         memory; what a damaged block gives is up to the compressor
     virtual bool Decode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
-                        std::uint32_t* dstSize) = 0;
+                        std::uint32_t* dstSize);
 
     /// @return the quality given at construction, or what the compressor has put in its place
     [[nodiscard]] virtual CompressorQuality GetQuality() const;
@@ -89,27 +89,17 @@ public:
     /// @return true for a block that is complete and intact, as far as the codec can tell, and fits; each
     ///         compressor says what its codec checks
     virtual bool Decode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
-                        std::uint32_t capacity, std::uint32_t* decodedSize) = 0;
+                        std::uint32_t capacity, std::uint32_t* decodedSize);
 
 protected:
     /// Allocates the internal buffer; when there is no memory for it, its capacity is 0.
     Compressor(CompressorQuality quality, std::uint32_t bufferSize);
 
-    /// Logs that arguments are invalid. @return false
+    // Each logs why a call fails. @return false
     static bool RefuseArguments();
-
-    /// Whether a block at `src` may be worked on with `dst` as destination; logs when not. It may not when it
-    /// starts where the internal buffer does, nor when it lies in the buffer that is written to.
-    [[nodiscard]] bool AcceptsSource(const std::uint8_t* src, const std::uint8_t* dst) const
-    {
-        return (src != m_buffer && !(IsInBuffer(src) && IsInBuffer(dst))) || RefuseOwnBuffer();
-    }
-
-    /// Bytes from `dst` to the end of the internal buffer; `SIZE_MAX` for a pointer outside it.
-    [[nodiscard]] std::size_t RoomAt(const std::uint8_t* dst) const
-    {
-        return IsInBuffer(dst) ? static_cast<std::size_t>(m_buffer + m_bufferSize - dst) : SIZE_MAX;
-    }
+    static bool RefuseDamage(std::uint32_t srcSize);
+    static bool RefuseCapacity(std::size_t capacity);
+    static bool Fail(const char* operation, const char* reason);
 
     /// Grows the internal buffer to exactly `size` bytes if it is smaller. The old array lives until the new
     /// one is there.
@@ -123,14 +113,27 @@ protected:
     std::uint32_t m_bufferSize;
 
 private:
-    static bool RefuseOwnBuffer();
+    // What a codec does itself. The calls above have checked the arguments; out-parameters are set only where
+    // the result is true.
 
-    [[nodiscard]] bool IsInBuffer(const std::uint8_t* pointer) const
-    {
-        // The start counts even when the capacity is 0: there is no room at it.
-        return reinterpret_cast<std::uintptr_t>(pointer) - reinterpret_cast<std::uintptr_t>(m_buffer) <
-               (m_bufferSize > 0 ? m_bufferSize : 1);
-    }
+    /// Compresses a block into the internal buffer, which it grows first.
+    virtual bool EncodeBlock(const std::uint8_t* src, std::uint32_t srcSize, std::uint32_t* dstSize) = 0;
+
+    /// Decompresses for the form that is not told a capacity.
+    ///
+    /// @param room  bytes from `dst` to the end of the internal buffer; `SIZE_MAX` outside of it
+    virtual bool DecodeTrusted(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
+                               std::size_t room, std::uint32_t* dstSize) = 0;
+
+    /// Decompresses for the bounded form.
+    virtual bool DecodeBounded(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
+                               std::uint32_t capacity, std::uint32_t* decodedSize) = 0;
+
+    [[nodiscard]] bool AcceptsBlock(const std::uint8_t* src, std::uint32_t srcSize, const std::uint8_t* dst,
+                                    const std::uint32_t* dstSize) const;
+    [[nodiscard]] bool AcceptsSource(const std::uint8_t* src, const std::uint8_t* dst) const;
+    [[nodiscard]] bool IsInBuffer(const std::uint8_t* pointer) const;
+    [[nodiscard]] std::size_t RoomAt(const std::uint8_t* dst) const;
 };
 
 } // namespace Util

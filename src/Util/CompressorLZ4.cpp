@@ -58,12 +58,11 @@ bool LZ4Compressor::Encode(const std::uint8_t* src, std::uint32_t srcSize, std::
         UTIL_LOG(Core::Log::LevelError, "Invald arguments, LZ4 maximum raw data buffer size is %d", MaxSize);
         return false;
     }
-    if (!src || !dst || !dstSize) {
-        return RefuseArguments();
-    }
-    if (!AcceptsSource(src, m_buffer)) {
-        return false;
-    }
+    return Compressor::Encode(src, srcSize, dst, dstSize);
+}
+
+bool LZ4Compressor::EncodeBlock(const std::uint8_t* src, std::uint32_t srcSize, std::uint32_t* dstSize)
+{
     const int rawSize = static_cast<int>(srcSize);
     const int bound = LZ4_compressBound(rawSize); // 0 above LZ4's own limit, and then nothing is compressed
     if (!Reserve(static_cast<std::uint32_t>(bound), 0)) {
@@ -74,36 +73,22 @@ bool LZ4Compressor::Encode(const std::uint8_t* src, std::uint32_t srcSize, std::
         return false;
     }
     *dstSize = static_cast<std::uint32_t>(size);
-    *dst = m_buffer;
     return true;
 }
 
-bool LZ4Compressor::Decode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
-                           std::uint32_t* dstSize)
+bool LZ4Compressor::DecodeTrusted(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
+                                  std::size_t room, std::uint32_t* dstSize)
 {
-    if (!src || !dst || srcSize == 0 || !dstSize) {
-        return RefuseArguments();
-    }
-    if (!AcceptsSource(src, dst)) {
-        return false;
-    }
     const std::uint32_t rawSize = *dstSize;
-    const bool fits = rawSize <= MaxSize && rawSize <= RoomAt(dst);
+    const bool fits = rawSize <= MaxSize && rawSize <= room;
     const int result = fits ? Decompress(src, srcSize, dst, rawSize) : -1;
     return (fits && result == static_cast<int>(rawSize)) || RefuseBlock(result, srcSize);
 }
 
-bool LZ4Compressor::Decode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
-                           std::uint32_t capacity, std::uint32_t* decodedSize)
+bool LZ4Compressor::DecodeBounded(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
+                                  std::uint32_t capacity, std::uint32_t* decodedSize)
 {
-    if (!src || !dst || srcSize == 0 || !decodedSize) {
-        return RefuseArguments();
-    }
-    if (!AcceptsSource(src, dst)) {
-        return false;
-    }
-    const auto room = static_cast<std::uint32_t>(std::min<std::size_t>(capacity, RoomAt(dst)));
-    const int result = Decompress(src, srcSize, dst, room);
+    const int result = Decompress(src, srcSize, dst, capacity);
     if (result < 0) {
         return RefuseBlock(result, srcSize);
     }

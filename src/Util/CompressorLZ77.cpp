@@ -1,7 +1,5 @@
 #include "Util/CompressorLZ77.h"
 
-#include "Util/Logging.h"
-
 #include <algorithm>
 #include <limits>
 
@@ -49,25 +47,22 @@ std::uint32_t LZ77Compressor::ChunkSize() const
     return m_chunkSize < limit ? m_chunkSize : std::numeric_limits<std::uint32_t>::max();
 }
 
-bool LZ77Compressor::Encode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t** dst,
-                            std::uint32_t* dstSize)
+bool LZ77Compressor::EncodeBlock(const std::uint8_t* src, std::uint32_t srcSize, std::uint32_t* dstSize)
 {
-    if (!src || !dst || !dstSize || m_chunkSize == 0) {
+    if (m_chunkSize == 0) {
         return RefuseArguments();
     }
-    if (!AcceptsSource(src, m_buffer) || !Reserve(OutputSize(srcSize), 0)) {
+    if (!Reserve(OutputSize(srcSize), 0)) {
         return false;
     }
     m_stream = {};
     if (const int code = deflateInit(&m_stream, GetLZ77Quality()); code != Z_OK) {
-        UTIL_LOG(Core::Log::LevelError, "Compression could not be started: %s.", zError(code));
-        return false;
+        return Fail("Compression", zError(code));
     }
     const bool encoded = Deflate(src, srcSize);
     deflateEnd(&m_stream);
     if (encoded) {
         *dstSize = static_cast<std::uint32_t>(m_stream.total_out);
-        *dst = m_buffer;
     }
     return encoded;
 }
@@ -96,15 +91,14 @@ bool LZ77Compressor::Deflate(const std::uint8_t* src, std::uint32_t srcSize)
     return true;
 }
 
-bool LZ77Compressor::Decode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
-                            std::uint32_t* dstSize)
+bool LZ77Compressor::DecodeTrusted(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
+                                   std::size_t room, std::uint32_t* dstSize)
 {
-    return DecodeWithin(src, srcSize, dst, std::numeric_limits<std::size_t>::max(), dstSize,
-                        Demand::Anything);
+    return DecodeWithin(src, srcSize, dst, room, dstSize, Demand::Anything);
 }
 
-bool LZ77Compressor::Decode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
-                            std::uint32_t capacity, std::uint32_t* decodedSize)
+bool LZ77Compressor::DecodeBounded(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
+                                   std::uint32_t capacity, std::uint32_t* decodedSize)
 {
     return DecodeWithin(src, srcSize, dst, capacity, decodedSize, Demand::IntactBlock);
 }
@@ -112,28 +106,20 @@ bool LZ77Compressor::Decode(const std::uint8_t* src, std::uint32_t srcSize, std:
 bool LZ77Compressor::DecodeWithin(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
                                   std::size_t capacity, std::uint32_t* decodedSize, Demand demand)
 {
-    if (!src || !dst || srcSize == 0 || !decodedSize || m_chunkSize == 0) {
+    if (m_chunkSize == 0) {
         return RefuseArguments();
     }
-    if (!AcceptsSource(src, dst)) {
-        return false;
-    }
-    capacity = std::min(capacity, RoomAt(dst));
     const int code = Inflate(src, srcSize, dst, capacity);
     const int endCode = inflateEnd(&m_stream);
     if (code == Z_MEM_ERROR || endCode != Z_OK) {
-        UTIL_LOG(Core::Log::LevelError, "Decompression failed: %s.", zError(code));
-        return false;
+        return Fail("Decompression", zError(code));
     }
     // Only want of room makes inflate leave input, and of a good block at least the checksum is left then.
     if (code == Z_BUF_ERROR && m_stream.total_in < srcSize) {
-        UTIL_LOG(Core::Log::LevelError, "Decompressed block does not fit %zu bytes, bailing out.", capacity);
-        return false;
+        return RefuseCapacity(capacity);
     }
     if (demand == Demand::IntactBlock && code != Z_STREAM_END) {
-        UTIL_LOG(Core::Log::LevelError, "Compressed block of %u bytes is cut or damaged, bailing out.",
-                 srcSize);
-        return false;
+        return RefuseDamage(srcSize);
     }
     *decodedSize = static_cast<std::uint32_t>(m_stream.total_out);
     return true;

@@ -8,6 +8,15 @@ namespace Util {
 
 /// Compresses into one zlib stream a block: RFC 1950 header, deflate data, Adler-32 of the raw bytes. Any
 /// inflater reads it.
+///
+/// `Encode` takes blocks of 0 bytes and more. The internal buffer grows to `srcSize` + 512 + `srcSize` / 16
+/// bytes, which must fit 32 bits, and again for a block that needs more, which those flushed after every few
+/// bytes do.
+///
+/// Each `Decode` only writes `*dstSize`, and does not look at bytes behind the end of the stream:
+/// - Without a capacity it is **true for a cut or damaged block too**, with the bytes that came out before
+///   the damage (the low 32 bits of their number).
+/// - The bounded form is true when the end of the stream was reached and its Adler-32 is right.
 class UTIL_EXPORT LZ77Compressor : public Compressor
 {
 public:
@@ -24,33 +33,18 @@ public:
     ///         otherwise -1, which is zlib's default
     [[nodiscard]] int GetLZ77Quality() const;
 
-    using Compressor::Decode;
-
-    /// As in `Compressor`. The internal buffer grows to `srcSize` + 512 + `srcSize` / 16 bytes, and again for
-    /// a block that needs more, which those flushed after every few bytes do.
-    ///
-    /// @param srcSize  at least 0; the size that the buffer needs must fit 32 bits
-    bool Encode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t** dst,
-                std::uint32_t* dstSize) override;
-
-    /// As in `Compressor`. **True for a cut or damaged block too**, with the bytes that came out before the
-    /// damage.
-    ///
-    /// @param dstSize  out only: bytes written to `dst` (the low 32 bits of their number)
-    bool Decode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
-                std::uint32_t* dstSize) override;
-
-    /// As in `Compressor`. True only when the end of the stream was reached and its Adler-32 is right. Bytes
-    /// behind the end of the stream are not looked at.
-    bool Decode(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst, std::uint32_t capacity,
-                std::uint32_t* decodedSize) override;
-
 private:
     enum class Demand
     {
         Anything,
         IntactBlock,
     };
+
+    bool EncodeBlock(const std::uint8_t* src, std::uint32_t srcSize, std::uint32_t* dstSize) override;
+    bool DecodeTrusted(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst, std::size_t room,
+                       std::uint32_t* dstSize) override;
+    bool DecodeBounded(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
+                       std::uint32_t capacity, std::uint32_t* decodedSize) override;
 
     [[nodiscard]] std::uint32_t ChunkSize() const;
     bool Deflate(const std::uint8_t* src, std::uint32_t srcSize);
