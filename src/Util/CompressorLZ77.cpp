@@ -135,8 +135,8 @@ int LZ77Compressor::Inflate(const std::uint8_t* src, std::uint32_t srcSize, std:
     m_stream.next_in = Input(src);
     m_stream.next_out = dst;
     while (code == Z_OK) {
-        m_stream.avail_out = static_cast<uInt>(std::min(chunk, capacity - m_stream.total_out));
-        m_stream.avail_in = static_cast<uInt>(std::min(chunk, srcSize - m_stream.total_in));
+        m_stream.avail_out = static_cast<uInt>(std::min<std::size_t>(chunk, capacity - m_stream.total_out));
+        m_stream.avail_in = static_cast<uInt>(std::min<std::size_t>(chunk, srcSize - m_stream.total_in));
         code = inflate(&m_stream, Z_SYNC_FLUSH);
     }
     return code;
