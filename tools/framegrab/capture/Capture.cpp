@@ -129,18 +129,6 @@ private:
     SharedCounters& m_counters;
 };
 
-/// One attachment or buffer of the framebuffer bound for drawing, on its way into a file.
-struct Picture
-{
-    std::uint64_t frame = 0;
-    std::uint32_t target = 0; ///< as in `RecordFields`
-    std::uint32_t buffer = 0; ///< index in `Buffers`
-    std::string name;         ///< of the file, without what names the buffer
-    std::string suffix;
-    std::string format; ///< of the buffer
-    bool hasThumbnail = true;
-};
-
 /// A process under framegrab.
 class Process
 {
@@ -170,11 +158,11 @@ private:
     bool CaptureFrame(const CaptureContext& context, EGLDisplay display, EGLSurface surface,
                       GLenum& takenError);
     bool CanCapture(const Driver& driver, EGLDisplay display, EGLSurface surface);
-    bool CaptureBuffer(const Driver& driver, std::uint32_t buffer);
+    bool CaptureBuffer(const Driver& driver, Buffer buffer);
     template <typename TakeFullSize>
-    bool WritePicture(const Driver& driver, const Picture& picture, TakeFullSize takeFullSize);
+    bool WritePicture(const Driver& driver, Picture picture, bool hasThumbnail, TakeFullSize takeFullSize);
     bool CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& takenError);
-    std::string FileName(std::uint64_t frame);
+    Picture NewPicture(std::uint64_t frame);
     bool CountSwap();
     CaptureAnswer Answer() const;
     void Tell(RecordKind kind, const RecordFields& fields);
@@ -237,7 +225,9 @@ CaptureAnswer Process::BeforeSwap(const CaptureContext& context, EGLDisplay disp
         } catch (const std::exception& error) {
             SayOnce(std::string("a frame was not captured: ") + error.what());
         }
-        Tell(RecordKind::FrameDone, {.frame = frame, .status = isWhole ? 0U : 1U});
+        Picture done = NewPicture(frame);
+        done.status = isWhole ? 0 : 1;
+        Tell(RecordKind::FrameDone, {.picture = &done});
     }
     if (!m_settings.frames.IsLast(frame)) {
         return answer;
@@ -333,7 +323,7 @@ bool Process::CaptureFrame(const CaptureContext& context, EGLDisplay display, EG
     const SurfaceBinding binding(driver);
 
     bool isWhole = true;
-    for (const std::uint32_t buffer : m_settings.buffers) {
+    for (const Buffer buffer : m_settings.buffers) {
         isWhole = CaptureBuffer(driver, buffer) && isWhole;
     }
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
@@ -366,49 +356,44 @@ bool Process::CanCapture(const Driver& driver, EGLDisplay display, EGLSurface su
     return true;
 }
 
-bool Process::CaptureBuffer(const Driver& driver, std::uint32_t buffer)
+bool Process::CaptureBuffer(const Driver& driver, Buffer buffer)
 {
-    const BufferKind& kind = Buffers[buffer];
+    const BufferKind& kind = KindOf(buffer);
     const std::string format =
         FormatOf(kind, [&](const Component& component) { return SurfaceBits(driver, component); });
     if (format.empty()) {
         SayOnce(std::string("the surface has no ") + kind.name + " buffer");
         return true;
     }
-    const Picture picture{.frame = m_frame,
-                          .buffer = buffer,
-                          .name = FileName(m_frame),
-                          .suffix = kind.suffix,
-                          .format = format};
-    return WritePicture(driver, picture, [&](Util::GLScreenshotHandler& handler, const std::string& path) {
-        return handler.TakeScreenshot(path, kind.mask);
+    Picture picture = NewPicture(m_frame);
+    picture.buffer = buffer;
+    picture.format = decltype(picture.format)(format);
+    return WritePicture(driver, picture, true, [&](Util::GLScreenshotHandler& handler) {
+        return handler.TakeScreenshot(m_settings.output + "/" + FrameName(picture), kind.mask);
     });
 }
 
 template <typename TakeFullSize>
-bool Process::WritePicture(const Driver& driver, const Picture& picture, TakeFullSize takeFullSize)
+bool Process::WritePicture(const Driver& driver, Picture picture, bool hasThumbnail,
+                           TakeFullSize takeFullSize)
 {
     const ImageKind& image = ImageKinds[m_settings.imageKind];
-    const std::string path = m_settings.output + "/" + picture.name;
-    const bool isThumbnailWanted = m_settings.thumbnailWidth != 0 && picture.hasThumbnail;
     Util::GLScreenshotHandler handler(image.format);
     bool isWhole = true;
-    const auto tell = [&](const std::string& suffix, std::uint32_t status) {
-        const std::string text = picture.name + suffix + "." + image.name + "\t" + picture.format;
-        Tell(RecordKind::File, {.frame = picture.frame,
-                                .target = picture.target,
-                                .buffer = picture.buffer,
-                                .status = status,
-                                .text = text.c_str()});
+    const auto tell = [&](std::uint32_t status) {
+        picture.status = status;
+        const std::string name = FileStem(picture) + "." + image.name;
+        Tell(RecordKind::File, {.picture = &picture, .text = name.c_str()});
         isWhole = status == 0 && isWhole;
     };
+    const bool isThumbnailWanted = m_settings.thumbnailWidth != 0 && hasThumbnail;
     if (!m_settings.thumbnailOnly || !isThumbnailWanted) {
-        tell(picture.suffix, takeFullSize(handler, path));
+        tell(takeFullSize(handler));
     }
     if (isThumbnailWanted) {
-        const std::string suffix = picture.suffix + std::string(ThumbnailSuffix);
-        tell(suffix, TakeThumbnail(driver, handler, picture.buffer, path + suffix, m_settings.thumbnailWidth,
-                                   m_settings.thumbnailHeight));
+        picture.isThumbnail = true;
+        tell(TakeThumbnail(driver, handler, picture.buffer, m_settings.output + "/" + FileStem(picture),
+                           m_settings.thumbnailWidth, m_settings.thumbnailHeight));
     }
     return isWhole;
 }
@@ -426,22 +411,21 @@ bool Process::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& t
     const Driver::Scope scope(driver, takenError);
     const TargetRead read(driver);
 
-    char number[32];
-    std::snprintf(number, sizeof(number), "_target%02u", target);
     std::set<std::string> leftOut;
     bool isWhole = true;
     for (const TargetAttachment& attachment : FindTargetAttachments(driver, m_settings.buffers, leftOut)) {
-        const Picture picture{.frame = frame,
-                              .target = target,
-                              .buffer = attachment.buffer,
-                              .name = FileName(frame) + number,
-                              .suffix = attachment.suffix,
-                              .format = attachment.format,
-                              .hasThumbnail = attachment.hasThumbnail};
-        const auto take = [&](Util::GLScreenshotHandler& handler, const std::string& path) {
-            return handler.TakeScreenshotFBO(path, attachment.point);
+        Picture picture = NewPicture(frame);
+        picture.target = target;
+        picture.buffer = attachment.buffer;
+        picture.attachment = attachment.number;
+        picture.format = decltype(picture.format)(attachment.format);
+        const auto take = [&](Util::GLScreenshotHandler& handler) {
+            char number[32];
+            std::snprintf(number, sizeof(number), "_target%02u", target);
+            return handler.TakeScreenshotFBO(m_settings.output + "/" + FrameName(picture) + number,
+                                             attachment.point);
         };
-        isWhole = WritePicture(driver, picture, take) && isWhole;
+        isWhole = WritePicture(driver, picture, attachment.hasThumbnail, take) && isWhole;
     }
     for (const std::string& reason : leftOut) {
         SayOnce(reason);
@@ -452,14 +436,15 @@ bool Process::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& t
     return isWhole;
 }
 
-std::string Process::FileName(std::uint64_t frame)
+Picture Process::NewPicture(std::uint64_t frame)
 {
     if (m_number == 0) {
         m_number = ++m_pCounters->capturingProcesses;
     }
-    char name[64];
-    std::snprintf(name, sizeof(name), "frame%06llu", static_cast<unsigned long long>(frame));
-    return m_number == 1 ? name : name + ("-p" + std::to_string(m_number));
+    Picture picture;
+    picture.frame = frame;
+    picture.process = m_number;
+    return picture;
 }
 
 void Process::Tell(RecordKind kind, const RecordFields& fields)

@@ -1,7 +1,5 @@
 #include "capture/Targets.h"
 
-#include "shared/Session.h"
-
 #include <algorithm>
 #include <span>
 
@@ -153,34 +151,32 @@ bool IsDoneWithTarget(const Driver& driver, const TargetEvent& event)
     return true;
 }
 
-std::vector<TargetAttachment> FindTargetAttachments(const Driver& driver,
-                                                    const std::vector<std::uint32_t>& buffers,
+std::vector<TargetAttachment> FindTargetAttachments(const Driver& driver, const std::vector<Buffer>& buffers,
                                                     std::set<std::string>& leftOut)
 {
     std::vector<TargetAttachment> found;
-    const auto look = [&](GLenum point, std::uint32_t buffer, const std::string& suffix) {
+    const auto look = [&](const BufferKind& kind, GLenum point) {
         if (ObjectType(driver, point) == GL_NONE) {
             return;
         }
-        if (std::string reason = WhyNot(driver, point, Buffers[buffer].name); !reason.empty()) {
+        if (std::string reason = WhyNot(driver, point, kind.name); !reason.empty()) {
             leftOut.insert(std::move(reason));
         } else {
             found.push_back({.point = point,
-                             .buffer = buffer,
-                             .suffix = suffix,
-                             .format = AttachmentFormat(driver, point, Buffers[buffer]),
-                             .hasThumbnail = point == GL_COLOR_ATTACHMENT0 || point == GL_DEPTH_ATTACHMENT ||
-                                             point == GL_STENCIL_ATTACHMENT});
+                             .buffer = kind.buffer,
+                             .number = static_cast<std::uint8_t>(point - kind.attachment),
+                             .format = AttachmentFormat(driver, point, kind),
+                             .hasThumbnail = point == kind.attachment});
         }
     };
-    for (const std::uint32_t buffer : buffers) {
-        if (Buffers[buffer].mask == GL_COLOR_BUFFER_BIT) {
-            for (const GLenum point : ColorPoints(driver)) {
-                look(point, buffer, "_color" + std::to_string(point - GL_COLOR_ATTACHMENT0));
-            }
-        } else {
-            const bool isDepth = Buffers[buffer].mask == GL_DEPTH_BUFFER_BIT;
-            look(isDepth ? GL_DEPTH_ATTACHMENT : GL_STENCIL_ATTACHMENT, buffer, Buffers[buffer].suffix);
+    for (const Buffer buffer : buffers) {
+        const BufferKind& kind = KindOf(buffer);
+        if (buffer != Buffer::Color) {
+            look(kind, kind.attachment);
+            continue;
+        }
+        for (const GLenum point : ColorPoints(driver)) {
+            look(kind, point);
         }
     }
     return found;

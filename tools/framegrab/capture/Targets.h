@@ -2,6 +2,7 @@
 
 #include "capture/Driver.h"
 #include "shared/CaptureInterface.h"
+#include "shared/Picture.h"
 
 #include <cstdint>
 #include <set>
@@ -21,17 +22,16 @@ bool IsDoneWithTarget(const Driver& driver, const TargetEvent& event);
 /// One attachment that a picture can show.
 struct TargetAttachment
 {
-    GLenum point;         ///< `GL_COLOR_ATTACHMENT0` + i, `GL_DEPTH_ATTACHMENT` or `GL_STENCIL_ATTACHMENT`
-    std::uint32_t buffer; ///< index in `Buffers`
-    std::string suffix;   ///< "_color0", "_depth" or "_stencil"
-    std::string format;   ///< e.g. "R8G8B8A8"
-    bool hasThumbnail;    ///< of the colours, the first attachment alone can be scaled
+    GLenum point; ///< `GL_COLOR_ATTACHMENT0` + i, `GL_DEPTH_ATTACHMENT` or `GL_STENCIL_ATTACHMENT`
+    Buffer buffer;
+    std::uint8_t number; ///< of the colour
+    std::string format;  ///< e.g. "R8G8B8A8"
+    bool hasThumbnail;   ///< of the colours, the first attachment alone can be scaled
 };
 
-/// @param buffers   which to look for; indices in `Buffers`
-/// @param leftOut   receives why an attachment is not among the result although it is there
-std::vector<TargetAttachment> FindTargetAttachments(const Driver& driver,
-                                                    const std::vector<std::uint32_t>& buffers,
+/// @param buffers  which to look for
+/// @param leftOut  receives why an attachment is not among the result although it is there
+std::vector<TargetAttachment> FindTargetAttachments(const Driver& driver, const std::vector<Buffer>& buffers,
                                                     std::set<std::string>& leftOut);
 
 /// Binds the framebuffer object for reading as well, until the end of the scope.

@@ -1,7 +1,5 @@
 #include "capture/Thumbnail.h"
 
-#include "shared/Session.h"
-
 #include <array>
 
 namespace Framegrab {
@@ -46,12 +44,12 @@ constexpr std::array<Operation, Buffers.size()> Operations{
 
 } // namespace
 
-std::uint32_t TakeThumbnail(const Driver& driver, Handler& handler, std::uint32_t buffer,
-                            const std::string& path, std::uint32_t maxWidth, std::uint32_t maxHeight)
+std::uint32_t TakeThumbnail(const Driver& driver, Handler& handler, Buffer buffer, const std::string& path,
+                            std::uint32_t maxWidth, std::uint32_t maxHeight)
 {
     const PackLayout layout(driver);
-    return (handler.*Operations[buffer])(path, static_cast<std::int32_t>(maxWidth),
-                                         static_cast<std::int32_t>(maxHeight));
+    return (handler.*Operations[static_cast<std::size_t>(buffer)])(path, static_cast<std::int32_t>(maxWidth),
+                                                                   static_cast<std::int32_t>(maxHeight));
 }
 
 } // namespace Framegrab

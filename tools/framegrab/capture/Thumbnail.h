@@ -2,6 +2,7 @@
 
 #include "Util/GLScreenshotHandler.h"
 #include "capture/Driver.h"
+#include "shared/Picture.h"
 
 #include <cstdint>
 #include <string>
@@ -12,10 +13,9 @@ namespace Framegrab {
 ///
 /// Unlike the handler's operations, leaves the pack layout of pixels alone.
 ///
-/// @param buffer  index in `Buffers`
-/// @param path    without extension
+/// @param path  without extension
 /// @return status of the handler's operation
-std::uint32_t TakeThumbnail(const Driver& driver, Util::GLScreenshotHandler& handler, std::uint32_t buffer,
+std::uint32_t TakeThumbnail(const Driver& driver, Util::GLScreenshotHandler& handler, Buffer buffer,
                             const std::string& path, std::uint32_t maxWidth, std::uint32_t maxHeight);
 
 } // namespace Framegrab

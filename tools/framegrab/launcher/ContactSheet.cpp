@@ -161,38 +161,30 @@ bool CanBeReplaced(const std::string& path)
 
 } // namespace
 
-void ContactSheet::Add(std::uint64_t frame, std::string_view name, const std::string& format,
-                       const ImageFile& image)
+void ContactSheet::Add(const Picture& picture, const std::string& name, const ImageFile& image)
 {
-    std::string_view stem = name.substr(0, name.rfind('.'));
-    const bool isThumbnail = stem.ends_with(ThumbnailSuffix);
-    if (isThumbnail) {
-        stem.remove_suffix(ThumbnailSuffix.size());
-    }
-    const std::size_t rowEnd = std::min(stem.find('_'), stem.size());
-    Row& row = RowOf(stem.substr(0, rowEnd), frame);
-    const std::size_t column = ColumnOf(rowEnd < stem.size() ? stem.substr(rowEnd + 1) : "color", row);
+    Row& row = RowOf(picture);
+    const std::size_t column = ColumnOf(ImageName(picture), row);
 
     auto cell = std::find_if(row.cells.begin(), row.cells.end(),
                              [&](const Cell& other) { return other.column == column; });
     if (cell == row.cells.end()) {
-        cell =
-            row.cells.insert(cell, Cell{.column = column, .format = format, .picture = {}, .thumbnail = {}});
+        cell = row.cells.insert(
+            cell,
+            Cell{.column = column, .format = picture.format.ToString(), .picture = {}, .thumbnail = {}});
     }
-    (isThumbnail ? cell->thumbnail : cell->picture) = {std::string(name), image};
+    (picture.isThumbnail ? cell->thumbnail : cell->picture) = File{name, image};
 }
 
-ContactSheet::Row& ContactSheet::RowOf(std::string_view name, std::uint64_t frame)
+ContactSheet::Row& ContactSheet::RowOf(const Picture& picture)
 {
+    std::string name = FrameName(picture);
     const auto [known, isNew] = m_rowIndices.emplace(name, m_rows.size());
     if (!isNew) {
         return m_rows[known->second];
     }
-    const std::size_t process = name.find("-p");
-    m_rows.push_back({.name = std::string(name),
-                      .frame = frame,
-                      .process = std::string(process < name.size() ? name.substr(process + 2) : ""),
-                      .cells = {}});
+    m_rows.push_back(
+        {.name = std::move(name), .frame = picture.frame, .process = picture.process, .cells = {}});
     return m_rows.back();
 }
 
@@ -252,10 +244,10 @@ std::string ContactSheet::Html() const
 std::string ContactSheet::HtmlOf(const Row& row) const
 {
     const std::string id = Escaped(row.name);
-    std::string html = R"(<tr id=")" + id + R"("><th scope="row"><a href="#)" + Encoded(row.name) + R"(">)" +
-                       std::to_string(row.frame) + "</a>" +
-                       (row.process.empty() ? "" : " <small>process " + Escaped(row.process) + "</small>") +
-                       "</th>\n";
+    std::string html =
+        R"(<tr id=")" + id + R"("><th scope="row"><a href="#)" + Encoded(row.name) + R"(">)" +
+        std::to_string(row.frame) + "</a>" +
+        (row.process == 1 ? "" : " <small>process " + std::to_string(row.process) + "</small>") + "</th>\n";
     for (const std::size_t column : m_order) {
         const auto cell = std::find_if(row.cells.begin(), row.cells.end(),
                                        [&](const Cell& other) { return other.column == column; });
@@ -274,7 +266,7 @@ std::string ContactSheet::HtmlOf(const Row& row, const Cell& cell) const
     return R"(<a href=")" + Encoded(target.name) + R"("><img src=")" + Encoded(shown.name) + R"(" width=")" +
            std::to_string(shown.image.width) + R"(" height=")" + std::to_string(shown.image.height) +
            R"(" alt="Frame )" + std::to_string(row.frame) +
-           (row.process.empty() ? "" : " of process " + Escaped(row.process)) + ", " + label +
+           (row.process == 1 ? "" : " of process " + std::to_string(row.process)) + ", " + label +
            R"(" loading="lazy" decoding="async"></a><p><b>)" + label + "</b> " +
            std::to_string(target.image.width) + " × " + std::to_string(target.image.height) +
            (cell.format.empty() ? "" : ", " + Escaped(cell.format)) + ", " + Escaped(Upper(extension)) +

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "launcher/ImageFile.h"
+#include "shared/Picture.h"
 
 #include <cstdint>
 #include <map>
@@ -23,12 +24,10 @@ public:
     /// @param program  name of the program
     explicit ContactSheet(std::string program) : m_program(std::move(program)) {}
 
-    /// Adds a file. A thumbnail is shown for the full-size picture of the same name, whichever comes first.
+    /// Adds a file. A thumbnail is shown for the full-size picture of the same image, whichever comes first.
     ///
-    /// @param name    in the folder of the page: row, "_" and column, `ThumbnailSuffix` for a thumbnail, and
-    ///                extension, e.g. "frame000060-p2_depth_thumbnail.png". Without a column it is "color".
-    /// @param format  of the buffer; may be empty
-    void Add(std::uint64_t frame, std::string_view name, const std::string& format, const ImageFile& image);
+    /// @param name  in the folder of the page
+    void Add(const Picture& picture, const std::string& name, const ImageFile& image);
 
     /// Sets what the page says above the pictures.
     void SetNote(std::string note) { m_note = std::move(note); }
@@ -54,7 +53,7 @@ private:
     struct Cell
     {
         std::size_t column = 0;
-        std::string format;
+        std::string format; ///< of the buffer; may be empty
         File picture;
         File thumbnail;
     };
@@ -63,11 +62,11 @@ private:
     {
         std::string name; ///< what the names of its files begin with
         std::uint64_t frame = 0;
-        std::string process; ///< "2" for the second one that shows frames; empty for the first
+        std::uint32_t process = 1; ///< among those that show frames
         std::vector<Cell> cells;
     };
 
-    Row& RowOf(std::string_view name, std::uint64_t frame);
+    Row& RowOf(const Picture& picture);
     std::size_t ColumnOf(std::string_view name, const Row& row);
     [[nodiscard]] std::string Summary() const;
     [[nodiscard]] std::string HtmlOf(const Row& row) const;

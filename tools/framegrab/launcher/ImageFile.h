@@ -2,12 +2,8 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 namespace Framegrab {
-
-/// What a thumbnail's file name gets after the name of its full-size picture.
-inline constexpr std::string_view ThumbnailSuffix = "_thumbnail";
 
 /// What a picture file on the disk says of itself.
 struct ImageFile

@@ -117,10 +117,10 @@ bool ReadFrames(const std::string& value, Options& options, std::string& error)
 
 bool ReadBuffers(const std::string& value, Options& options, std::string& error)
 {
-    std::vector<std::uint32_t>& buffers = options.settings.buffers;
+    std::vector<Buffer>& buffers = options.settings.buffers;
     buffers.clear();
     return ReadWords(BufferNames, value, ",", error, [&](std::size_t index) {
-        const auto buffer = static_cast<std::uint32_t>(index);
+        const Buffer buffer = Buffers[index].buffer;
         if (std::find(buffers.begin(), buffers.end(), buffer) == buffers.end()) {
             buffers.push_back(buffer);
         }
@@ -422,7 +422,7 @@ bool ParseOptions(const std::vector<std::string>& arguments, Options& options, s
 
     Options result;
     result.settings.frames.Add(1);
-    result.settings.buffers = {0};
+    result.settings.buffers = {Buffer::Color};
     std::size_t remaining = 0;
     if (!ReadOptions(words, result, remaining, error)) {
         return false;

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <string_view>
 
 namespace Framegrab {
 
@@ -31,9 +30,9 @@ void Report::Take(const Record& record)
         TakeFile(record);
         break;
     case RecordKind::FrameDone:
-        m_framesDone.Add(record.frame);
-        if (record.status == 0) {
-            m_framesWhole.Add(record.frame);
+        m_framesDone.Add(record.picture.frame);
+        if (record.picture.status == 0) {
+            m_framesWhole.Add(record.picture.frame);
         }
         break;
     case RecordKind::Message:
@@ -47,27 +46,16 @@ void Report::Take(const Record& record)
 
 void Report::TakeFile(const Record& record)
 {
-    const std::size_t nameEnd = std::min(record.text.find('\t'), record.text.size());
-    const std::string name = record.text.substr(0, nameEnd);
-    if (record.status != 0) {
-        std::string_view stem = std::string_view(name).substr(0, name.rfind('.'));
-        const bool isThumbnail = stem.ends_with(ThumbnailSuffix);
-        stem.remove_suffix(isThumbnail ? ThumbnailSuffix.size() : 0);
-        // A target may have several colours; the name of the file tells which.
-        const std::string buffer(record.target == 0 ? Buffers[record.buffer].name
-                                                    : stem.substr(stem.rfind('_') + 1));
-        const std::string target = record.target == 0 ? "" : ", target " + std::to_string(record.target);
-        Say("frame " + std::to_string(record.frame) + target + ": the " +
-            (isThumbnail ? "thumbnail of the " : "") + buffer + " buffer was not captured whole (status " +
-            std::to_string(record.status) + ")");
+    const Picture& picture = record.picture;
+    if (picture.status != 0) {
+        const std::string target = picture.target == 0 ? "" : ", target " + std::to_string(picture.target);
+        Say("frame " + std::to_string(picture.frame) + target + ": the " +
+            (picture.isThumbnail ? "thumbnail of the " : "") + BufferName(picture) +
+            " buffer was not captured whole (status " + std::to_string(picture.status) + ")");
         return;
     }
-    m_files.push_back({.frame = record.frame,
-                       .buffer = record.buffer,
-                       .name = name,
-                       .path = m_output + "/" + name,
-                       .format = record.text.substr(std::min(nameEnd + 1, record.text.size())),
-                       .image = {}});
+    m_files.push_back(
+        {.picture = picture, .name = record.text, .path = m_output + "/" + record.text, .image = {}});
     ReadImageFile(m_files.back().path, m_files.back().image);
 }
 
@@ -101,7 +89,7 @@ bool Report::Finish(const std::string& program, const SharedCounters& counters)
         if (!ReadImageFile(file.path, file.image)) {
             file.image = {};
             Say(file.path + " is missing or is not a picture any more");
-            broken.Add(file.frame);
+            broken.Add(file.picture.frame);
         }
     }
     std::erase_if(m_files, [](const File& file) { return file.image.bytes == 0; });
@@ -143,7 +131,7 @@ void Report::WriteSheet(const std::string& program, const FrameList& missing) co
     }
     ContactSheet sheet(program);
     for (const File& file : m_files) {
-        sheet.Add(file.frame, file.name, file.format, file.image);
+        sheet.Add(file.picture, file.name, file.image);
     }
     if (!missing.IsEmpty()) {
         sheet.SetNote("Not captured whole: frames " + missing.ToString());

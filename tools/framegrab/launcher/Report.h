@@ -39,11 +39,9 @@ public:
 private:
     struct File
     {
-        std::uint64_t frame = 0;
-        std::uint32_t buffer = 0; ///< index in `Buffers`
-        std::string name;         ///< in the output folder
+        Picture picture;
+        std::string name; ///< in the output folder
         std::string path;
-        std::string format; ///< of the buffer
         ImageFile image;
     };
 

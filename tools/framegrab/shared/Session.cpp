@@ -1,8 +1,7 @@
 #include "shared/Session.h"
 
-#include <cinttypes>
-#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
@@ -50,23 +49,6 @@ private:
     bool m_isWhole = true;
 };
 
-bool ParseRecord(const std::string& text, Record& record)
-{
-    char kind = 0;
-    long process = 0;
-    int textStart = -1;
-    if (std::sscanf(text.c_str(), "%c\t%ld\t%" SCNu64 "\t%" SCNu32 "\t%" SCNu32 "\t%" SCNu32 "%n", &kind,
-                    &process, &record.frame, &record.target, &record.buffer, &record.status,
-                    &textStart) != 6 ||
-        textStart < 0 || text[static_cast<std::size_t>(textStart)] != '\t') {
-        return false;
-    }
-    record.kind = static_cast<RecordKind>(kind);
-    record.process = static_cast<pid_t>(process);
-    record.text = text.substr(static_cast<std::size_t>(textStart) + 1);
-    return record.buffer < Buffers.size();
-}
-
 } // namespace
 
 bool WriteSettings(const std::string& folder, const Settings& settings)
@@ -86,8 +68,8 @@ bool WriteSettings(const std::string& folder, const Settings& settings)
     add(std::to_string(settings.log.zones));
     add(std::to_string(settings.log.pipes));
     add(std::to_string(settings.buffers.size()));
-    for (const std::uint32_t buffer : settings.buffers) {
-        add(std::to_string(buffer));
+    for (const Buffer buffer : settings.buffers) {
+        add(std::to_string(static_cast<unsigned>(buffer)));
     }
     std::ofstream file(folder + "/settings", std::ios::binary);
     file << text << std::flush;
@@ -115,8 +97,8 @@ bool ReadSettings(const std::string& folder, Settings& settings)
     settings.log.zones = fields.NextNumber();
     settings.log.pipes = static_cast<std::uint32_t>(fields.NextNumber());
     settings.buffers.resize(fields.NextIndex(Buffers.size() + 1));
-    for (std::uint32_t& buffer : settings.buffers) {
-        buffer = fields.NextIndex(Buffers.size());
+    for (Buffer& buffer : settings.buffers) {
+        buffer = static_cast<Buffer>(fields.NextIndex(Buffers.size()));
     }
     return fields.IsWhole();
 }
@@ -159,11 +141,21 @@ std::vector<Record> RecordReader::ReadNew()
 
     std::vector<Record> records;
     std::size_t start = 0;
-    for (std::size_t end = 0; (end = m_rest.find('\0', start)) != std::string::npos; start = end + 1) {
-        Record record;
-        if (ParseRecord(m_rest.substr(start, end - start), record)) {
-            records.push_back(std::move(record));
+    for (RecordHead head; m_rest.size() - start >= sizeof(head);) {
+        std::memcpy(&head, m_rest.data() + start, sizeof(head));
+        const std::size_t pictureStart = start + sizeof(head);
+        const std::size_t textStart = pictureStart + (head.hasPicture ? sizeof(Picture) : 0);
+        if (textStart + head.textSize > m_rest.size()) {
+            break;
         }
+        Picture picture;
+        if (head.hasPicture) {
+            std::memcpy(&picture, m_rest.data() + pictureStart, sizeof(picture));
+        }
+        if (IsSound(picture)) {
+            records.push_back({head.kind, head.process, picture, m_rest.substr(textStart, head.textSize)});
+        }
+        start = textStart + head.textSize;
     }
     m_rest.erase(0, start);
     return records;

@@ -4,68 +4,17 @@
 #include "launcher/ImageFile.h"
 #include "shared/FrameList.h"
 #include "shared/LogSettings.h"
+#include "shared/Picture.h"
 #include "shared/SessionRecords.h"
-
-#include <EGL/egl.h>
-#include <GLES3/gl3.h>
 
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <span>
 #include <string>
-#include <string_view>
 #include <sys/types.h>
 #include <vector>
 
 namespace Framegrab {
-
-/// A component of a pixel: its letter in the name of a format, and what asks for the bits that it has.
-struct Component
-{
-    char letter;
-    GLenum surfaceBits;    ///< in the window surface
-    GLenum attachmentBits; ///< in an attachment of a framebuffer object
-};
-
-inline constexpr std::array<Component, 4> ColorComponents{{
-    {'R', GL_RED_BITS, GL_FRAMEBUFFER_ATTACHMENT_RED_SIZE},
-    {'G', GL_GREEN_BITS, GL_FRAMEBUFFER_ATTACHMENT_GREEN_SIZE},
-    {'B', GL_BLUE_BITS, GL_FRAMEBUFFER_ATTACHMENT_BLUE_SIZE},
-    {'A', GL_ALPHA_BITS, GL_FRAMEBUFFER_ATTACHMENT_ALPHA_SIZE},
-}};
-inline constexpr std::array<Component, 1> DepthComponents{
-    {{'D', GL_DEPTH_BITS, GL_FRAMEBUFFER_ATTACHMENT_DEPTH_SIZE}}};
-inline constexpr std::array<Component, 1> StencilComponents{
-    {{'S', GL_STENCIL_BITS, GL_FRAMEBUFFER_ATTACHMENT_STENCIL_SIZE}}};
-
-/// A buffer of a window surface that can be captured.
-struct BufferKind
-{
-    const char* name; ///< on the command line and in messages
-    std::uint32_t mask;
-    const char* suffix; ///< what a file's name gets after the frame
-    std::span<const Component> components;
-};
-
-inline constexpr std::array<BufferKind, 3> Buffers{{
-    {"color", GL_COLOR_BUFFER_BIT, "", ColorComponents},
-    {"depth", GL_DEPTH_BUFFER_BIT, "_depth", DepthComponents},
-    {"stencil", GL_STENCIL_BUFFER_BIT, "_stencil", StencilComponents},
-}};
-
-/// @param bitsOf  gives the bits of a component
-/// @return the format of a buffer, e.g. "R8G8B8A8" or "D24"; empty when no component has any bits
-template <typename BitsOf>
-std::string FormatOf(const BufferKind& kind, BitsOf bitsOf)
-{
-    std::string format;
-    for (const Component& component : kind.components) {
-        const int bits = bitsOf(component);
-        format += bits > 0 ? component.letter + std::to_string(bits) : "";
-    }
-    return format;
-}
 
 struct ImageKind
 {
@@ -93,10 +42,10 @@ inline constexpr std::array<EncodingKind, 2> EncodingKinds{{
 struct Settings
 {
     FrameList frames;
-    std::vector<std::uint32_t> buffers; ///< indices in `Buffers`, in the order in which to take them
-    std::uint32_t imageKind = 0;        ///< index in `ImageKinds`
-    std::uint32_t pngKind = 0;          ///< index in `EncodingKinds`
-    std::string output; ///< folder for the pictures; absolute, since a program may change its own
+    std::vector<Buffer> buffers; ///< in the order in which to take them
+    std::uint32_t imageKind = 0; ///< index in `ImageKinds`
+    std::uint32_t pngKind = 0;   ///< index in `EncodingKinds`
+    std::string output;          ///< folder for the pictures; absolute, since a program may change its own
     bool opaque = false;
     std::uint32_t thumbnailWidth = 0; ///< of the box that thumbnails fit, in pixels; 0: none are wanted
     std::uint32_t thumbnailHeight = 0;
@@ -111,10 +60,7 @@ struct Record
 {
     RecordKind kind{};
     pid_t process = 0;
-    std::uint64_t frame = 0;
-    std::uint32_t target = 0;
-    std::uint32_t buffer = 0;
-    std::uint32_t status = 0;
+    Picture picture;
     std::string text;
 };
 

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "shared/Picture.h"
+
 #include <cstdint>
+#include <sys/types.h>
 
 /// What a process under framegrab tells the launcher: records at the end of one file in the session's folder.
 /// Part of the hook library, so it needs nothing but the C library.
@@ -14,21 +17,26 @@ enum class RecordKind : char
 {
     HooksLoaded = 'L', ///< a process began with the hooks in it
     FirstSwap = 'P',   ///< a process swapped for the first time
-    File =
-        'F', ///< one buffer of a frame or a target was taken; `text` is the file's name in the output folder
-             ///< and, after a tab, the buffer's format
-    FrameDone = 'D', ///< all of a frame was dealt with; status 0: each is in a file or does not exist
-    Message = 'M',   ///< `text` is for the user
-    Log = 'G',       ///< `text` is a line of the log that goes to the console
+    File = 'F',        ///< `picture` was taken; `text` is the file's name in the output folder
+    FrameDone =
+        'D',       ///< all of `picture`'s frame was dealt with; status 0: each is in a file or does not exist
+    Message = 'M', ///< `text` is for the user
+    Log = 'G',     ///< `text` is a line of the log that goes to the console
 };
 
 struct RecordFields
 {
-    std::uint64_t frame = 0;
-    std::uint32_t target = 0; ///< of the frame, from 1; 0 for the frame itself
-    std::uint32_t buffer = 0; ///< index in `Buffers`
-    std::uint32_t status = 0;
+    const Picture* picture = nullptr;
     const char* text = ""; ///< cut after 4,000 bytes
+};
+
+/// What a record in the file begins with; its picture and its text follow.
+struct RecordHead
+{
+    RecordKind kind{};
+    bool hasPicture = false;
+    std::uint16_t textSize = 0; ///< in bytes
+    pid_t process = 0;
 };
 
 /// Appends one record to the session's file.
