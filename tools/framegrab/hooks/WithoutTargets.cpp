@@ -1,0 +1,15 @@
+#include "hooks/Lookup.h"
+#include "hooks/Targets.h"
+
+namespace Framegrab {
+
+std::span<const HookedFunction> TargetFunctions() noexcept
+{
+    return {};
+}
+
+void CaptureTargetBeforeSwap() noexcept {}
+
+void LearnWhetherTargetsAreWanted(const CaptureAnswer&) noexcept {}
+
+} // namespace Framegrab
