@@ -125,12 +125,16 @@ Attachment DescribeAttachment(GLenum point, std::span<const ImageQuery> queries,
     return attachment;
 }
 
-void QuerySurfaceSize(GLint* width, GLint* height)
+Size QuerySurfaceSize()
 {
+    Size size{};
     const EGLDisplay display = EGL::GetCurrentDisplay();
     const EGLSurface surface = EGL::GetCurrentSurface(EGL_DRAW);
-    EGL::QuerySurface(display, surface, EGL_WIDTH, width);
-    EGL::QuerySurface(display, surface, EGL_HEIGHT, height);
+    if (surface != EGL_NO_SURFACE) {
+        EGL::QuerySurface(display, surface, EGL_WIDTH, &size.width);
+        EGL::QuerySurface(display, surface, EGL_HEIGHT, &size.height);
+    }
+    return size;
 }
 
 bool CanDescribeAttachments()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Util/GLCopy.h"
 #include "Util/GLDispatch.h"
 
 #include <cstdint>
@@ -69,7 +70,7 @@ enum class Views
 Attachment DescribeAttachment(GLenum point, std::span<const ImageQuery> queries, Views views);
 
 /// Size of the surface current for drawing; 0 x 0 where there is none.
-void QuerySurfaceSize(GLint* width, GLint* height);
+Size QuerySurfaceSize();
 
 /// @return whether the host has what `DescribeAttachment` calls
 bool CanDescribeAttachments();

@@ -1,6 +1,5 @@
 #include "Util/GLScreenshotHandler.h"
 
-#include "Playback/PlaybackEnvironment.h"
 #include "Util/GLUtils.h"
 #include "Util/Logging.h"
 #include "Util/PixelBuffer.h"
@@ -19,13 +18,6 @@ constexpr std::uint32_t BlockBytes = 512 * 1024;
 constexpr std::uint32_t OutputPitch = 4;
 constexpr std::uint32_t BlockPixels = BlockBytes / OutputPitch;
 
-bool ScreenshotsAreOpaque()
-{
-    using Playback::PlaybackEnvironment;
-    return PlaybackEnvironment::m_pInstance ? PlaybackEnvironment::m_pInstance->m_opaqueScreenshots
-                                            : PlaybackEnvironment::Instance().m_opaqueScreenshots;
-}
-
 void LogNotCreated(const std::string& fileName)
 {
     UTIL_LOG(Core::Log::LevelError, "Screenshot failed: Could not create image file %s", fileName.c_str());
@@ -41,31 +33,45 @@ std::uint32_t GLScreenshotHandler::WriteScreenshot(const std::string& fileName, 
                                                    std::uint32_t height, const std::uint8_t* pixels,
                                                    std::uint32_t format, std::uint32_t type)
 try {
-    const bool makeOpaque = ScreenshotsAreOpaque();
+    CapturedImage image{.fileName = fileName,
+                        .width = width,
+                        .height = height,
+                        .format = format,
+                        .type = type,
+                        .pixels = pixels};
+    image.NoteSettings();
+    return WriteScreenshot(image);
+} catch (const std::bad_alloc&) {
+    return StatusFailure; // no memory for a name
+}
+
+std::uint32_t GLScreenshotHandler::WriteScreenshot(const CapturedImage& image)
+try {
     const bool isPng = m_imageFormat == FormatPNG;
     if (!isPng && m_imageFormat != FormatBMP) {
         UTIL_LOG(Core::Log::LevelError, "Screenshot failed: Unrecognized image file format %d",
                  static_cast<int>(m_imageFormat));
-        LogNotCreated(fileName);
+        LogNotCreated(image.fileName);
         return StatusUnsupportedFormat;
     }
 
-    const std::string path = fileName + (isPng ? ".png" : ".bmp");
-    const bool isEmpty = width == 0 || height == 0;
-    if (GetPitch(format, type) == 0 || (!pixels && !isEmpty)) {
+    const std::string path = image.fileName + (isPng ? ".png" : ".bmp");
+    const bool isEmpty = image.width == 0 || image.height == 0;
+    if (GetPitch(image.format, image.type) == 0 || (!image.pixels && !isEmpty)) {
         LogNotCreated(path);
         return StatusFailure;
     }
 
-    std::uint32_t status =
-        isPng ? CreatePNGFile(path, width, height, true) : CreateBMPFile(path, width, height);
+    std::uint32_t status = isPng ? CreatePNGFile(path, image.width, image.height, true, image.encoding)
+                                 : CreateBMPFile(path, image.width, image.height);
     if (status != StatusSuccess) {
         LogNotCreated(path);
         return status;
     }
 
     // GL and BMP store the bottom row first, PNG the top row.
-    status = WriteAsBGRA(pixels, width, height, format, type, isPng, makeOpaque);
+    status =
+        WriteAsBGRA(image.pixels, image.width, image.height, image.format, image.type, isPng, image.opaque);
     const bool isClosed = CloseFile() == StatusSuccess;
     if (status == StatusSuccess && (!isClosed || (isPng && s_pngFailed))) {
         status = StatusFailure;

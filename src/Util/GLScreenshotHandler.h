@@ -1,19 +1,33 @@
 #pragma once
 
+#include "Util/CapturedImage.h"
 #include "Util/Export.h"
 #include "Util/ScreenshotWriter.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace Util {
 
 /// Takes screenshots of the framebuffer that is bound for drawing and writes them as BMP or PNG files.
 ///
+/// Two ways to use it. By itself it writes each picture on the calling thread before a capture returns. With a
+/// sink (`SetSink`) it only reads: each picture goes to the sink, whose status stands where that of
+/// `WriteScreenshot` would, and another handler, on any thread, writes it with `WriteScreenshot`. A host that
+/// wants pictures without files needs no handler at all: see GLReadback.h. The library itself starts no thread.
+///
+/// The handler keeps the memory that it reads into for its next capture; see `ReleaseMemory`.
+///
 /// Every capture runs on the thread on which the OpenGL ES context is current, reaches GL and EGL through the
 /// host's dispatch tables alone, and needs OpenGL ES 3.0; framebuffer objects and thumbnails need 3.1. GL
-/// state is as before when a call returns, except where an operation says so, and no GL object remains. A
-/// capture whose entry points are not all there returns 1 and makes no GL call.
+/// state is as before when a call returns, except where an operation says so, and no GL object remains; a GL
+/// error that was pending is consumed. A capture whose entry points are not all there returns 1 and makes no
+/// GL call. The host's `m_opaqueScreenshots` makes every alpha of a picture 255.
+///
+/// A picture that the driver does not deliver (an incomplete framebuffer object, a lost context) is black, with
+/// a warning in the log, and what the source is too small for is black.
 ///
 /// Pixels between the operations are laid out as `glReadPixels` returns them: bottom row first, rows of width
 /// x `GetPitch(format, type)` bytes without padding.
@@ -33,6 +47,16 @@ public:
     ///                     every screenshot fails with 8
     explicit GLScreenshotHandler(ImageFormat imageFormat);
     ~GLScreenshotHandler() override;
+
+    /// Lets all captures of this handler go to a sink instead of a file.
+    ///
+    /// @param sink  must live as long as it is set; null: pictures are written, as at the start
+    void SetSink(ImageSink* sink);
+
+    /// Gives back the memory that is kept from one capture to the next: as much as the largest picture so far,
+    /// 8 MiB for 1920 x 1080 and four times that for floats. The next capture gets it anew, which costs about as
+    /// much time as reading the picture does: pages that the process has not used yet are slow.
+    void ReleaseMemory();
 
     /// Captures what is bound for drawing: the window surface, or the attachments of a framebuffer object.
     ///
@@ -68,8 +92,6 @@ public:
     /// @param attachment  `GL_COLOR_ATTACHMENT0` + i, `GL_DEPTH_ATTACHMENT` or `GL_STENCIL_ATTACHMENT`
     /// @return 0; 1 when nothing is attached, the object is gone, or its format cannot be shown (integer
     ///         colours), or the driver refuses to resolve its samples; the status of `WriteScreenshot`
-    /// @note GL errors that were pending are consumed. A read that the driver refuses (an incomplete
-    ///       framebuffer object, say) gives a black picture and a warning.
     std::uint32_t TakeScreenshotFBO(const std::string& fileName, std::uint32_t attachment);
 
     /// Reads a colour buffer of the framebuffer bound for reading and writes it.
@@ -77,7 +99,7 @@ public:
     /// @param readBuffer      `GL_BACK` or `GL_COLOR_ATTACHMENT0` + i
     /// @param internalFormat  of the buffer; chooses the transfer format, see `GetReadPixelFormatType`
     /// @return 0; 1 when a size is below 1, the format cannot be shown or there is no memory; the status of
-    ///         `WriteScreenshot`. A read that the driver refuses gives a black picture.
+    ///         `WriteScreenshot`
     std::uint32_t WriteColorBuffer(const std::string& fileName, std::int32_t readBuffer, std::int32_t width,
                                    std::int32_t height, std::int32_t internalFormat);
 
@@ -105,7 +127,6 @@ public:
     ///                             `GetDepthStencilFormatType` gives it
     /// @param stencil              false: depth; true: stencil, which needs OpenGL ES 3.1
     /// @return 0, also when an entry point is missing and nothing was done; 6 when `pixels` is null
-    /// @note GL errors that were pending are consumed.
     std::int32_t GetDepthStencilBuffer(std::uint32_t srcWidth, std::uint32_t srcHeight,
                                        std::uint32_t dstWidth, std::uint32_t dstHeight, std::uint8_t* pixels,
                                        std::uint32_t internalFormat, std::uint32_t format, std::uint32_t type,
@@ -126,7 +147,7 @@ public:
     /// @return 0; 1 for a negative side, a size that no memory holds or a source that cannot be read (integer
     ///         colours); 3 when the source has width or height 0 or there is none; the status of
     ///         `WriteScreenshot`
-    /// @note Pack row length and skips are 0 afterwards. GL errors that were pending are consumed.
+    /// @note Pack row length and skips are 0 afterwards.
     std::uint32_t TakeScreenshotThumbnail(const std::string& fileName, std::int32_t maxWidth,
                                           std::int32_t maxHeight);
 
@@ -154,6 +175,9 @@ public:
     std::uint32_t WriteScreenshot(const std::string& fileName, std::uint32_t width, std::uint32_t height,
                                   const std::uint8_t* pixels, std::uint32_t format, std::uint32_t type);
 
+    /// As the other, with the settings that were in force when the picture was read.
+    std::uint32_t WriteScreenshot(const CapturedImage& image);
+
     /// Converts pixels to B, G, R, A bytes and appends them to the open file.
     ///
     /// @param flipVertical  top row first instead of bottom row first
@@ -166,13 +190,25 @@ public:
     static constexpr std::uint32_t MakeOpaque(std::uint32_t pixel) { return pixel | 0xFF000000U; }
 
 private:
-    std::uint32_t WriteMultisampledColorBuffer(const std::string& fileName, std::uint32_t readBuffer,
-                                               std::int32_t width, std::int32_t height,
-                                               std::int32_t internalFormat);
-    std::uint32_t TakeScreenshotThumbnailDepthStencil(const std::string& fileName, std::int32_t maxWidth,
-                                                      std::int32_t maxHeight, bool isStencil);
+    /// What there is without a sink of the host's: writes each picture with the handler.
+    class WritingSink final : public ImageSink
+    {
+    public:
+        explicit WritingSink(GLScreenshotHandler& handler) : m_handler(handler) {}
+
+        std::uint32_t Take(const CapturedImage& image) override { return m_handler.WriteScreenshot(image); }
+        UTIL_INTERNAL std::uint8_t* Lend(std::size_t bytes) override;
+        UTIL_INTERNAL void ReleaseMemory();
+
+    private:
+        GLScreenshotHandler& m_handler;
+        std::unique_ptr<std::uint8_t[]> m_memory;
+        std::size_t m_size = 0;
+    };
 
     const ImageFormat m_imageFormat;
+    WritingSink m_writing{*this};
+    ImageSink* m_pSink = &m_writing;
 };
 
 } // namespace Util

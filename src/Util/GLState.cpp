@@ -11,6 +11,41 @@ GLint GetInteger(GLenum name, GLint preset)
     return value;
 }
 
+GLenum TakeError()
+{
+    return GL::GetError.IsMissing() ? GLenum{GL_NO_ERROR} : GL::GetError();
+}
+
+bool CanReportErrors()
+{
+    if (GL::GetError.IsMissing()) {
+        return false;
+    }
+    const GLint flags = GetInteger(GL_CONTEXT_FLAGS);
+    TakeError(); // a context that knows no flags
+    return (flags & GL_CONTEXT_FLAG_NO_ERROR_BIT_KHR) == 0;
+}
+
+QuietErrors::QuietErrors()
+{
+    // A context without debug output answers the query with an error, which is taken away with the others.
+    if (HasEntryPoints(GL::IsEnabled, GL::Disable, GL::Enable)) {
+        m_turnsOn = GL::IsEnabled(GL_DEBUG_OUTPUT) == GL_TRUE;
+    }
+    if (m_turnsOn) {
+        GL::Disable(GL_DEBUG_OUTPUT);
+    }
+    TakeError();
+}
+
+QuietErrors::~QuietErrors()
+{
+    if (m_turnsOn) {
+        GL::Enable(GL_DEBUG_OUTPUT);
+    }
+    TakeError();
+}
+
 bool HasExtension(std::string_view name)
 {
     const auto* const names = GL::GetString.IsMissing() ? nullptr : GL::GetString(GL_EXTENSIONS);

@@ -45,17 +45,29 @@ private:
     std::array<bool, Count> m_wasEnabled{};
 };
 
+/// @return the error that GL holds, which it then holds no more; `GL_NO_ERROR` without `glGetError`
+GLenum TakeError();
+
+/// @return false where GL tells of no error whatever happens: in a context of `GL_KHR_no_error`, or where the
+///         host has no `glGetError`
+/// @note An error that is pending is consumed. Contexts tell of it from OpenGL ES 3.2 on; an earlier one may be
+///       of that kind all the same.
+bool CanReportErrors();
+
 /// Keeps errors that are raised in its scope, some of them on purpose, from the application: from its debug
 /// callback, which may well abort on one, and from its `glGetError`. Those that were pending are consumed.
 ///
-/// A context without debug output answers the query with `GL_INVALID_ENUM`, consumed as well.
-class QuietErrors : DisabledCapabilities<1>
+/// Does nothing where the host lacks an entry point for it.
+class QuietErrors
 {
 public:
-    QuietErrors() : DisabledCapabilities<1>({GL_DEBUG_OUTPUT}) { GL::GetError(); }
+    QuietErrors();
     QuietErrors(const QuietErrors&) = delete;
     QuietErrors& operator=(const QuietErrors&) = delete;
-    ~QuietErrors() { GL::GetError(); }
+    ~QuietErrors();
+
+private:
+    bool m_turnsOn = false;
 };
 
 /// @return whether the context has an extension, e.g. `"GL_EXT_clip_control"`

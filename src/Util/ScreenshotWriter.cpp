@@ -27,8 +27,6 @@ constexpr FourCC DX10FourCC{'D', 'X', '1', '0'};
 /// A signal handler may touch atomics only while they are free of locks.
 static_assert(std::atomic<bool>::is_always_lock_free);
 
-std::atomic<ScreenshotWriter::PNGEncoding> s_pngEncoding{ScreenshotWriter::PNGSmall};
-
 /// The handler has seen a `SIGABRT` that is not in the log yet.
 std::atomic<bool> s_abortIsUnlogged{false};
 
@@ -76,7 +74,7 @@ struct PngHeader
     std::uint32_t width;
     std::uint32_t height;
     bool rgba;
-    ScreenshotWriter::PNGEncoding encoding;
+    PNGEncoding encoding;
 };
 
 bool WritePngInfo(png_structp png, png_infop info, FILE* file, const PngHeader& header)
@@ -90,7 +88,7 @@ bool WritePngInfo(png_structp png, png_infop info, FILE* file, const PngHeader& 
     png_set_IHDR(png, info, header.width, header.height, 8,
                  header.rgba ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    if (header.encoding == ScreenshotWriter::PNGFast) {
+    if (header.encoding == PNGFast) {
         // What libpng itself can do for speed; it counts where ISA-L does not compress the image.
         png_set_compression_level(png, 1);
         png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_UP);
@@ -121,16 +119,6 @@ bool WritePngImage(png_structp png, png_bytepp rows)
 }
 
 } // namespace
-
-void ScreenshotWriter::SetPNGEncoding(PNGEncoding encoding)
-{
-    s_pngEncoding = encoding == PNGFast ? PNGFast : PNGSmall;
-}
-
-ScreenshotWriter::PNGEncoding ScreenshotWriter::GetPNGEncoding()
-{
-    return s_pngEncoding;
-}
 
 ScreenshotWriter::~ScreenshotWriter()
 {
@@ -164,10 +152,17 @@ std::uint32_t ScreenshotWriter::CreateBMPFile(const std::string& fileName, std::
 std::uint32_t ScreenshotWriter::CreatePNGFile(const std::string& fileName, std::uint32_t width,
                                               std::uint32_t height, bool rgba)
 {
+    return CreatePNGFile(fileName, width, height, rgba, GetPNGEncoding());
+}
+
+std::uint32_t ScreenshotWriter::CreatePNGFile(const std::string& fileName, std::uint32_t width,
+                                              std::uint32_t height, bool rgba, PNGEncoding encoding)
+{
     std::uint32_t status = OpenFile(fileName);
     if (status == StatusSuccess) {
         s_pngFailed = false;
-        status = FinishHeader(WritePNGHeader(width, height, rgba), rgba ? FormatPNG : FormatPNGGray);
+        status =
+            FinishHeader(WritePNGHeader(width, height, rgba, encoding), rgba ? FormatPNG : FormatPNGGray);
     }
     if (status == StatusSuccess) {
         InstallAbortHandler();
@@ -272,6 +267,12 @@ std::uint32_t ScreenshotWriter::WriteBMPHeader(std::uint32_t width, std::uint32_
 
 std::uint32_t ScreenshotWriter::WritePNGHeader(std::uint32_t width, std::uint32_t height, bool rgba)
 {
+    return WritePNGHeader(width, height, rgba, GetPNGEncoding());
+}
+
+std::uint32_t ScreenshotWriter::WritePNGHeader(std::uint32_t width, std::uint32_t height, bool rgba,
+                                               PNGEncoding encoding)
+{
     if (!m_pFile) {
         return StatusNotOpen;
     }
@@ -285,7 +286,6 @@ std::uint32_t ScreenshotWriter::WritePNGHeader(std::uint32_t width, std::uint32_
         png_destroy_write_struct(&png, nullptr);
         return StatusFailure;
     }
-    const PNGEncoding encoding = GetPNGEncoding();
     if (!WritePngInfo(png, info, m_pFile, {width, height, rgba, encoding})) {
         LogPngFailure();
         s_pngFailed = true;

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "Util/Export.h"
+#include "Util/PNGEncoding.h"
+#include "Util/StatusCode.h"
 
 #include <atomic>
 #include <csignal>
@@ -36,34 +38,17 @@ public:
         FormatPNGGray = 5, ///< 8-bit greyscale; 4 is reserved
     };
 
-    /// What the operations of this class and of `GLScreenshotHandler` return.
-    enum Status : std::uint32_t
-    {
-        StatusSuccess = 0,
-        StatusFailure = 1,     ///< missing entry point, nothing to capture, bad size or layout, file not
-                               ///< opened or not written whole, libpng failure, no memory
-        StatusEmptySource = 3, ///< thumbnails: the source has width or height 0
-        StatusNoComponent = 4, ///< thumbnails: the source has no depth, or no stencil, bits
-        StatusImageFull = 6,   ///< more PNG bytes than the image holds; read-back: null buffer
-        StatusUnsupportedFormat = 8, ///< the handler's image kind is neither BMP nor PNG
-        StatusNotOpen = 9,           ///< no file is open
-    };
+    /// @name Encoding of PNG files, under this class's name for it
+    /// @{
 
-    /// How the images of PNG files are compressed.
-    enum PNGEncoding : std::uint32_t
-    {
-        PNGSmall = 0, ///< libpng's defaults
-        PNGFast = 1,  ///< an order of magnitude faster, files a quarter larger; the pixels are the same
-    };
+    using PNGEncoding = Util::PNGEncoding;
+    static constexpr PNGEncoding PNGSmall = Util::PNGSmall;
+    static constexpr PNGEncoding PNGFast = Util::PNGFast;
 
-    /// Chooses the encoding of all PNG files of the process that are created from now on. `PNGSmall` until
-    /// then.
-    ///
-    /// @param encoding  any value but `PNGFast` is taken as `PNGSmall`
-    /// @note Any thread. `PNGFast` compresses with ISA-L; built without it, with zlib at its fastest level.
-    static void SetPNGEncoding(PNGEncoding encoding);
+    static void SetPNGEncoding(PNGEncoding encoding) { Util::SetPNGEncoding(encoding); }
+    static PNGEncoding GetPNGEncoding() { return Util::GetPNGEncoding(); }
 
-    static PNGEncoding GetPNGEncoding();
+    /// @}
 
     ScreenshotWriter() = default;
     ScreenshotWriter(const ScreenshotWriter&) = delete;
@@ -99,6 +84,10 @@ public:
     ///         for the image, which is logged and leaves no file open
     std::uint32_t CreatePNGFile(const std::string& fileName, std::uint32_t width, std::uint32_t height,
                                 bool rgba);
+
+    /// As the other, whatever the encoding in force is.
+    std::uint32_t CreatePNGFile(const std::string& fileName, std::uint32_t width, std::uint32_t height,
+                                bool rgba, PNGEncoding encoding);
 
     /// Begins a DDS file: magic, 124-byte DDS_HEADER, 20-byte DDS_HEADER_DXT10. Deliver the surface's bytes.
     ///
@@ -138,6 +127,7 @@ public:
     /// Writes signature and IHDR and sets up the encoder and the image buffer.
     /// @return 0; 1 when libpng fails or memory is short, with nothing kept; 9 when no file is open
     std::uint32_t WritePNGHeader(std::uint32_t width, std::uint32_t height, bool rgba);
+    std::uint32_t WritePNGHeader(std::uint32_t width, std::uint32_t height, bool rgba, PNGEncoding encoding);
 
     /// @return 0, or the status of the first write that failed
     std::uint32_t WriteDDSHeader(std::uint32_t width, std::uint32_t height, std::uint32_t depth,

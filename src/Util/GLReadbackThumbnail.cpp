@@ -2,10 +2,11 @@
 #include "Util/GLCopy.h"
 #include "Util/GLDepthStencil.h"
 #include "Util/GLDispatch.h"
-#include "Util/GLScreenshotHandler.h"
+#include "Util/GLReadback.h"
 #include "Util/GLState.h"
 #include "Util/GLUtils.h"
-#include "Util/PixelBuffer.h"
+#include "Util/Picture.h"
+#include "Util/StatusCode.h"
 
 #include <array>
 #include <cmath>
@@ -157,7 +158,9 @@ ColorSource DescribeColorSource()
     const GLint sampleBuffers = GetInteger(GL_SAMPLE_BUFFERS);
     GLint defaultSamples = 0;
     if (source.framebuffer == 0) {
-        QuerySurfaceSize(&source.image.width, &source.image.height);
+        const Size size = QuerySurfaceSize();
+        source.image.width = size.width;
+        source.image.height = size.height;
         source.image.redSize = GetInteger(GL_RED_BITS);
         source.image.greenSize = GetInteger(GL_GREEN_BITS);
         source.image.blueSize = GetInteger(GL_BLUE_BITS);
@@ -260,14 +263,64 @@ bool CanTakeThumbnail()
            CanQuerySurface() && CanDescribeAttachments();
 }
 
+std::uint32_t ReadThumbnailOf(Component component, ImageSink& sink, const std::string& fileName,
+                              std::int32_t maxWidth, std::int32_t maxHeight)
+{
+    if (maxWidth < 0 || maxHeight < 0 || !CanDescribeAttachments() || !CanReadDepthStencil() ||
+        !CanQuerySurface()) {
+        return StatusFailure;
+    }
+    const bool isStencil = component == Component::Stencil;
+    const GLenum point = isStencil ? GL_STENCIL_ATTACHMENT : GL_DEPTH_ATTACHMENT;
+    const QuietErrors quiet;
+    ViewFramebuffer view;
+    const SavedFramebuffers saved;
+    Attachment image;
+    if (saved.Draw() == 0) {
+        const Size size = QuerySurfaceSize();
+        image.width = size.width;
+        image.height = size.height;
+        image.depthSize = GetInteger(GL_DEPTH_BITS);
+        image.stencilSize = GetInteger(GL_STENCIL_BITS);
+    } else {
+        image = DescribeAttachment(point, DepthStencilQueries, Views::Query);
+        if (image.numViews > 0 && !view.Create(image, point)) {
+            return StatusFailure;
+        }
+    }
+
+    const ImageLayout layout =
+        isStencil ? FindLayout(StencilLayouts, image) : FindLayout(DepthLayouts, image);
+    if ((isStencil ? image.stencilSize : image.depthSize) == 0) {
+        return StatusNoComponent;
+    }
+    if (image.width == 0 || image.height == 0) {
+        return StatusEmptySource;
+    }
+    const Size size = FitIntoBox({image.width, image.height}, maxWidth, maxHeight);
+    const GLint limit = GetInteger(GL_MAX_TEXTURE_SIZE);
+    if (image.width < 0 || image.height < 0 || size.width < 1 || size.height < 1 || size.width > limit ||
+        size.height > limit) {
+        return StatusFailure;
+    }
+
+    Picture picture(sink, size, GL_UNSIGNED_BYTE);
+    if (!picture.HasMemory()) {
+        return StatusFailure;
+    }
+    ReadDepthStencil(component, {image.width, image.height}, size, layout, picture.Pixels());
+    return picture.HandOver(fileName);
+}
+
 } // namespace
 
-std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnail(const std::string& fileName, std::int32_t maxWidth,
-                                                           std::int32_t maxHeight)
+std::uint32_t ReadThumbnail(ImageSink& sink, const std::string& fileName, std::int32_t maxWidth,
+                            std::int32_t maxHeight)
 {
     if (maxWidth < 0 || maxHeight < 0 || !CanTakeThumbnail()) {
         return StatusFailure;
     }
+    const QuietErrors quiet;
     const ColorSource source = DescribeColorSource();
     const Size sourceSize{source.image.width, source.image.height};
     if (sourceSize.width == 0 || sourceSize.height == 0) {
@@ -276,7 +329,6 @@ std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnail(const std::string& fi
     Size size = FitIntoBox(sourceSize, maxWidth, maxHeight);
 
     // In this order: what is put back, and then deleted, goes from last to first.
-    const QuietErrors quiet;
     std::optional<PackedThumbnailRead> packed;
     ViewFramebuffer view;
     ColorTarget resolved;
@@ -317,84 +369,29 @@ std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnail(const std::string& fi
         type = source.isFloat ? GL_FLOAT : type; // floats cannot be read as bytes
     }
 
-    const auto columns = static_cast<std::uint32_t>(size.width);
-    const auto rows = static_cast<std::uint32_t>(size.height);
-    const PixelBuffer pixels = AllocatePixels(columns, rows, GetPitch(GL_RGBA, type));
-    if (!pixels) {
+    Picture picture(sink, size, type);
+    if (!picture.HasMemory()) {
         return StatusFailure;
     }
     {
         const SelectedReadBuffer selected(readBuffer);
-        GL::ReadPixels(0, 0, size.width, size.height, GL_RGBA, type, pixels.get());
-    }
-    if (GL::GetError() != GL_NO_ERROR) {
-        return StatusFailure;
-    }
-    return WriteScreenshot(fileName, columns, rows, pixels.get(), GL_RGBA, type);
-}
-
-std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnailDepth(const std::string& fileName,
-                                                                std::int32_t maxWidth, std::int32_t maxHeight)
-{
-    return TakeScreenshotThumbnailDepthStencil(fileName, maxWidth, maxHeight, false);
-}
-
-std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnailStencil(const std::string& fileName,
-                                                                  std::int32_t maxWidth,
-                                                                  std::int32_t maxHeight)
-{
-    return TakeScreenshotThumbnailDepthStencil(fileName, maxWidth, maxHeight, true);
-}
-
-std::uint32_t GLScreenshotHandler::TakeScreenshotThumbnailDepthStencil(const std::string& fileName,
-                                                                       std::int32_t maxWidth,
-                                                                       std::int32_t maxHeight, bool isStencil)
-{
-    if (maxWidth < 0 || maxHeight < 0 || !CanDescribeAttachments() || !CanReadDepthStencil() ||
-        !CanQuerySurface()) {
-        return StatusFailure;
-    }
-    const GLenum point = isStencil ? GL_STENCIL_ATTACHMENT : GL_DEPTH_ATTACHMENT;
-    const QuietErrors quiet;
-    ViewFramebuffer view;
-    const SavedFramebuffers saved;
-    Attachment image;
-    if (saved.Draw() == 0) {
-        QuerySurfaceSize(&image.width, &image.height);
-        image.depthSize = GetInteger(GL_DEPTH_BITS);
-        image.stencilSize = GetInteger(GL_STENCIL_BITS);
-    } else {
-        image = DescribeAttachment(point, DepthStencilQueries, Views::Query);
-        if (image.numViews > 0 && !view.Create(image, point)) {
+        if (picture.Read() != GL_NO_ERROR) {
             return StatusFailure;
         }
     }
+    return picture.HandOver(fileName);
+}
 
-    const ImageLayout layout =
-        isStencil ? FindLayout(StencilLayouts, image) : FindLayout(DepthLayouts, image);
-    if ((isStencil ? image.stencilSize : image.depthSize) == 0) {
-        return StatusNoComponent;
-    }
-    if (image.width == 0 || image.height == 0) {
-        return StatusEmptySource;
-    }
-    const Size size = FitIntoBox({image.width, image.height}, maxWidth, maxHeight);
-    const GLint limit = GetInteger(GL_MAX_TEXTURE_SIZE);
-    if (image.width < 0 || image.height < 0 || size.width < 1 || size.height < 1 || size.width > limit ||
-        size.height > limit) {
-        return StatusFailure;
-    }
+std::uint32_t ReadThumbnailDepth(ImageSink& sink, const std::string& fileName, std::int32_t maxWidth,
+                                 std::int32_t maxHeight)
+{
+    return ReadThumbnailOf(Component::Depth, sink, fileName, maxWidth, maxHeight);
+}
 
-    const auto columns = static_cast<std::uint32_t>(size.width);
-    const auto rows = static_cast<std::uint32_t>(size.height);
-    const PixelBuffer pixels = AllocatePixels(columns, rows, GetPitch(GL_RGBA, GL_UNSIGNED_BYTE));
-    if (!pixels) {
-        return StatusFailure;
-    }
-    GetDepthStencilBuffer(static_cast<std::uint32_t>(image.width), static_cast<std::uint32_t>(image.height),
-                          columns, rows, pixels.get(), layout.internalFormat, layout.format, layout.type,
-                          isStencil);
-    return WriteScreenshot(fileName, columns, rows, pixels.get(), GL_RGBA, GL_UNSIGNED_BYTE);
+std::uint32_t ReadThumbnailStencil(ImageSink& sink, const std::string& fileName, std::int32_t maxWidth,
+                                   std::int32_t maxHeight)
+{
+    return ReadThumbnailOf(Component::Stencil, sink, fileName, maxWidth, maxHeight);
 }
 
 } // namespace Util

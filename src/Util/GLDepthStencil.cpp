@@ -1,7 +1,6 @@
-#include "Util/GLCopy.h"
 #include "Util/GLDepthStencil.h"
+
 #include "Util/GLDispatch.h"
-#include "Util/GLScreenshotHandler.h"
 #include "Util/GLState.h"
 #include "Util/Logging.h"
 
@@ -299,8 +298,9 @@ void DrawCopy(TemporaryObjects& objects, Size size)
     GL::DrawArrays(GL_TRIANGLE_STRIP, 0, 4);
 }
 
-void FillOpaqueBlack(std::uint8_t* pixels, std::size_t count)
+void FillOpaqueBlack(std::uint8_t* pixels, Size size)
 {
+    const std::size_t count = static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
     constexpr std::array<std::uint8_t, 4> OpaqueBlack{0, 0, 0, 255};
     for (std::size_t i = 0; i < count; ++i) {
         std::copy(OpaqueBlack.begin(), OpaqueBlack.end(), pixels + i * OpaqueBlack.size());
@@ -327,24 +327,17 @@ bool CanReadDepthStencil()
                           GL::ResumeTransformFeedback, GL::StencilMaskSeparate);
 }
 
-std::int32_t GLScreenshotHandler::GetDepthStencilBuffer(std::uint32_t srcWidth, std::uint32_t srcHeight,
-                                                        std::uint32_t dstWidth, std::uint32_t dstHeight,
-                                                        std::uint8_t* pixels, std::uint32_t internalFormat,
-                                                        std::uint32_t format, std::uint32_t type,
-                                                        bool stencil)
+void ReadDepthStencil(Component component, Size sourceSize, Size outputSize, const ImageLayout& copy,
+                      std::uint8_t* pixels)
 {
-    if (!CanReadDepthStencil()) {
-        return StatusSuccess;
-    }
-    if (!pixels) {
-        return StatusImageFull;
-    }
-    const Size sourceSize{static_cast<GLsizei>(srcWidth), static_cast<GLsizei>(srcHeight)};
-    const Size outputSize{static_cast<GLsizei>(dstWidth), static_cast<GLsizei>(dstHeight)};
+    const bool stencil = component == Component::Stencil;
 
     // In this order: the application's bindings are back before the objects that took their place are
     // deleted.
     const QuietErrors quiet;
+    if (!CanReportErrors()) {
+        FillOpaqueBlack(pixels, outputSize);
+    }
     TemporaryObjects objects;
     const NeutralState state;
 
@@ -352,7 +345,7 @@ std::int32_t GLScreenshotHandler::GetDepthStencilBuffer(std::uint32_t srcWidth, 
     GL::GenTextures(1, &objects.copyTexture);
     GL::GenFramebuffers(1, &objects.framebuffer);
 
-    GLenum error = CopySource(objects, state.Source(), {internalFormat, format, type}, sourceSize, stencil);
+    GLenum error = CopySource(objects, state.Source(), copy, sourceSize, stencil);
     if (error != GL_NO_ERROR && !stencil) {
         // The formats of a depth copy must match, and 32 bits of depth may well be fixed-point: let the
         // driver choose.
@@ -383,11 +376,10 @@ std::int32_t GLScreenshotHandler::GetDepthStencilBuffer(std::uint32_t srcWidth, 
     }
 
     if (reason) {
-        FillOpaqueBlack(pixels, std::size_t{dstWidth} * dstHeight);
+        FillOpaqueBlack(pixels, outputSize);
         UTIL_LOG(Core::Log::LevelWarning, "The picture of the %s buffer is black: %s",
                  stencil ? "stencil" : "depth", reason);
     }
-    return StatusSuccess;
 }
 
 } // namespace Util
