@@ -179,6 +179,13 @@ def test_a_files_size_limit_ends_no_program(tmp_path):
     assert outcome.status == 1 and "was not captured whole (status 1)" in outcome.said
 
 
+def test_needs_no_more_descriptors_with_every_frame(tmp_path):
+    program = ["sh", "-c", f"ulimit -n 64; {STEPS} context swap:100"]
+    outcome = grab(tmp_path, "-frames 1-100", program)
+    assert outcome.status == 0, outcome.errors
+    assert len(pictures(tmp_path)) == 100
+
+
 @pytest.mark.parametrize("option, alpha", [("", 128), ("-opaque", 255)])
 def test_keeps_alpha_or_makes_it_opaque(tmp_path, option, alpha):
     assert grab(tmp_path, option, "context clear:00ff0080 swap").status == 0

@@ -1,6 +1,7 @@
 #include "hooks/Errors.h"
 
 #include "hooks/Hook.h"
+#include "hooks/HookedFunctions.h"
 
 #include <utility>
 
@@ -39,5 +40,4 @@ void KeepError(GLenum error) noexcept
 
 using namespace Framegrab;
 
-#define ERROR_FUNCTIONS(EXPORTED, LOOKED_UP) EXPORTED(glGetError, 0, ErrorQuery)
 FRAMEGRAB_HOOK(ERROR_FUNCTIONS, ErrorFunctions)

@@ -18,15 +18,8 @@
 /// A program gets at a function in three ways, and each is seen to: it links the function (the one exported
 /// here comes before the driver's), looks it up with dlsym, or asks eglGetProcAddress.
 ///
-/// A list such as this one, of the functions that a source file hooks,
-///
-///     #define SWAP_FUNCTIONS(EXPORTED, LOOKED_UP)
-///         EXPORTED(eglSwapBuffers, 2, Swap)
-///         LOOKED_UP(eglSwapBuffersWithDamageKHR, Swap)
-///     FRAMEGRAB_HOOK(SWAP_FUNCTIONS, SwapFunctions)
-///
-/// says which of them programs can link, of those how many arguments they have, and which observer is made for
-/// a call, before it goes on to the driver. The argument types come from the function's prototype.
+/// HookedFunctions.h lists the functions, and names for each the observer that is made for a call before it goes
+/// on to the driver. The arguments come from the function's prototype.
 namespace Framegrab {
 
 /// A call that came to a hook, until the driver's function has returned.

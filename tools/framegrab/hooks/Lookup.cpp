@@ -8,6 +8,7 @@
 #include "hooks/Lookup.h"
 
 #include "hooks/Hook.h"
+#include "hooks/HookedFunctions.h"
 
 #include <EGL/egl.h>
 
@@ -116,7 +117,6 @@ void* FindDriverFunction(const char* name) noexcept
 
 using namespace Framegrab;
 
-#define LOOKUP_FUNCTIONS(EXPORTED, LOOKED_UP) EXPORTED(eglGetProcAddress, 1, ProcAddressQuery)
 FRAMEGRAB_HOOK(LOOKUP_FUNCTIONS, LookupFunctions)
 
 // What RTLD_NEXT and RTLD_DEFAULT mean depends on who calls, and the C library tells that by the return

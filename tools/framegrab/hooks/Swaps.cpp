@@ -2,6 +2,7 @@
 
 #include "hooks/CaptureLibrary.h"
 #include "hooks/Hook.h"
+#include "hooks/HookedFunctions.h"
 #include "hooks/Targets.h"
 
 #define EGL_EGLEXT_PROTOTYPES
@@ -45,8 +46,4 @@ private:
 
 using namespace Framegrab;
 
-#define SWAP_FUNCTIONS(EXPORTED, LOOKED_UP)                                                                  \
-    EXPORTED(eglSwapBuffers, 2, Swap)                                                                        \
-    EXPORTED(eglSwapBuffersWithDamageKHR, 4, Swap)                                                           \
-    EXPORTED(eglSwapBuffersWithDamageEXT, 4, Swap)
 FRAMEGRAB_HOOK(SWAP_FUNCTIONS, SwapFunctions)
