@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Util/Export.h"
+
 namespace Util {
 
 /// One RGBA colour as four floats of any range. No operation clamps; all four components take part in each.
-class Color
+class UTIL_EXPORT Color
 {
 public:
     float r;

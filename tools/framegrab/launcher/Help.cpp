@@ -1,5 +1,6 @@
 #include "launcher/Help.h"
 
+#include "framegrab/version.h"
 #include "launcher/Options.h"
 
 #include <algorithm>

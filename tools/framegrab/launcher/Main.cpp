@@ -1,5 +1,6 @@
 #include "Util/Path.h"
 #include "Util/Time.h"
+#include "framegrab/version.h"
 #include "launcher/Help.h"
 #include "launcher/LauncherLog.h"
 #include "launcher/Options.h"
@@ -62,21 +63,18 @@ private:
 /// @return the hook library's path as LD_PRELOAD can hold it
 std::string HooksForPreload(const SessionFolder& session, const std::string& name)
 {
-    const fs::path tool = fs::read_symlink("/proc/self/exe").parent_path();
-    for (const char* folder : {"../lib", "../" FRAMEGRAB_LIBRARY_FOLDER}) {
-        const fs::path library = fs::weakly_canonical(tool / folder / name);
-        if (!fs::exists(library)) {
-            continue;
-        }
-        if (library.string().find_first_of(" :") == std::string::npos) {
-            return library.string();
-        }
-        // Blanks and colons separate one library from the next.
-        const fs::path link = fs::path(session.Path()) / name;
-        fs::create_symlink(library, link);
-        return link.string();
+    const fs::path library = fs::weakly_canonical(fs::read_symlink("/proc/self/exe").parent_path() /
+                                                  FRAMEGRAB_LIBRARY_FOLDER / name);
+    if (!fs::exists(library)) {
+        throw std::runtime_error("the library " + library.string() + " is missing");
     }
-    throw std::runtime_error("the library " + name + " is missing beside " + tool.string());
+    if (library.string().find_first_of(" :") == std::string::npos) {
+        return library.string();
+    }
+    // Blanks and colons separate one library from the next.
+    const fs::path link = fs::path(session.Path()) / name;
+    fs::create_symlink(library, link);
+    return link.string();
 }
 
 std::vector<std::pair<std::string, std::string>> Environment(const SessionFolder& session, bool targets)
