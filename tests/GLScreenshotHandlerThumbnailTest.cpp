@@ -70,7 +70,8 @@ TEST_F(ThumbnailTest, BoxesThatGiveNoSize)
                 RemoveFiles();
                 EXPECT_EQ(Thumbnail(kind, maxWidth, maxHeight), kind == Kind::Color ? 0U : 1U);
                 if (kind == Kind::Color) {
-                    EXPECT_EQ(Compare("shot.png", 64, 48, ColorOfQuadrants()), "") << "the full size instead";
+                    EXPECT_EQ(Compare("shot.png", 64, 48, QuadrantsAs(Kind::Color)), "")
+                        << "the full size instead";
                 } else {
                     EXPECT_EQ(Files(), FileNames{});
                 }
@@ -88,7 +89,7 @@ TEST_F(ThumbnailTest, AnSrgbSourceLooksTheSameAtBothSizes)
     glClearColor(0.2F, 0.4F, 0.6F, 1.0F);
     glClear(GL_COLOR_BUFFER_BIT);
     constexpr Pixel Encoded{124, 170, 203, 255};
-    ExpectBothSizes(Kind::Color, SourceWidth, SourceHeight, {Encoded, Encoded, Encoded, Encoded});
+    ExpectPictures(Kind::Color, SourceWidth, SourceHeight, {Encoded, Encoded, Encoded, Encoded});
 }
 
 TEST_F(ThumbnailTest, ADarkSrgbWindowStaysAsDark)
@@ -245,14 +246,47 @@ TEST_F(ThumbnailTest, ABlitThatFailsGivesTheFullSize)
             EXPECT_EQ(blits, std::min(needed, failing + 1))
                 << "the scaling is skipped after a failed resolve";
             const bool isFullSize = failing < needed;
-            EXPECT_EQ(Compare("shot.png", isFullSize ? 64 : 32, isFullSize ? 48 : 24, ColorOfQuadrants(), 1),
-                      "");
+            EXPECT_EQ(
+                Compare("shot.png", isFullSize ? 64 : 32, isFullSize ? 48 : 24, QuadrantsAs(Kind::Color), 1),
+                "");
             EXPECT_EQ(GLState::Now().ChangesSince(before), "");
         }
     }
 }
 
-/// The software driver has no GL_OVR_multiview: a table reports its two values for an array texture.
+TEST_F(ThumbnailTest, TheBaseViewOfEveryBuffer)
+{
+    const GLContext context({.width = 8, .height = 8, .debug = true});
+    if (!HasExtension("GL_OVR_multiview")) {
+        GTEST_SKIP() << "the driver has no GL_OVR_multiview";
+    }
+    for (const int baseView : {0, 2}) {
+        NewFramebuffer();
+        Multiview(GL_DEPTH24_STENCIL8, baseView).attach(GL_DEPTH_STENCIL_ATTACHMENT);
+        Multiview(GL_RGBA8, baseView).attach(GL_COLOR_ATTACHMENT0);
+        GLint framebuffer = 0;
+        GLint texture = 0;
+        glGetIntegerv(GL_FRAMEBUFFER_BINDING, &framebuffer);
+        glGetIntegerv(GL_TEXTURE_BINDING_2D_ARRAY, &texture);
+        DrawQuadrants(SourceWidth, SourceHeight);
+        NewFramebuffer(); // the other view's own picture
+        glFramebufferTextureLayer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, static_cast<GLuint>(texture), 0,
+                                  baseView + 1);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(framebuffer));
+        FailOnMessages();
+        for (const Kind kind : AllKinds) {
+            SCOPED_TRACE(std::to_string(baseView) + ", kind " + std::to_string(static_cast<int>(kind)));
+            const GLState before = GLState::Now();
+            EXPECT_EQ(Thumbnail(kind, 32, 24), 0U);
+            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+            EXPECT_EQ(Compare("shot.png", 32, 24, QuadrantsAs(kind), kind == Kind::Color ? 1 : 0), "");
+        }
+        glDisable(GL_DEBUG_OUTPUT);
+    }
+}
+
+/// Where the driver has no GL_OVR_multiview, a table reports its two values for an array texture.
 TEST_F(ThumbnailTest, AViewOfAMultiviewAttachment)
 {
     const GLContext context({.width = 8, .height = 8});
@@ -290,7 +324,7 @@ TEST_F(ThumbnailTest, AViewOfAMultiviewAttachment)
         EXPECT_EQ(Thumbnail(Kind::Color, 32, 24), 0U);
         EXPECT_EQ(GLState::Now().ChangesSince(before), "");
         constexpr Pixel White{255, 255, 255, 255};
-        const auto expected = layer == 0 ? ColorOfQuadrants() : std::array{White, White, White, White};
+        const auto expected = layer == 0 ? QuadrantsAs(Kind::Color) : std::array{White, White, White, White};
         EXPECT_EQ(Compare("shot.png", 32, 24, expected, 1), "");
         EXPECT_EQ(Thumbnail(Kind::Color, 1, 1), 0U) << "a box that no blit can fill";
         EXPECT_EQ(Compare("shot.png", SourceWidth, SourceHeight, expected), "");

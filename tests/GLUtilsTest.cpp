@@ -1,6 +1,7 @@
 #include "Util/GLUtils.h"
 
 #include "support/GLContext.h"
+#include "support/Scene.h"
 #include "support/TestDispatch.h"
 
 #include <GLES3/gl32.h>
@@ -273,8 +274,10 @@ TEST(GLUtils, BoundBuffers)
         GL_SHADER_STORAGE_BUFFER,
         GL_DISPATCH_INDIRECT_BUFFER,
         GL_ATOMIC_COUNTER_BUFFER,
-        GL_TEXTURE_BUFFER,
     };
+    if (HasExtension("GL_EXT_texture_buffer")) {
+        targets.push_back(GL_TEXTURE_BUFFER);
+    }
     std::vector<GLuint> buffers(targets.size());
     glGenBuffers(static_cast<GLsizei>(buffers.size()), buffers.data());
     for (std::size_t i = 0; i < buffers.size(); ++i) {

@@ -22,14 +22,6 @@ constexpr GLbitfield AllBuffers = GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL
 
 using FileNames = std::set<std::string>;
 
-enum class Kind
-{
-    Color,
-    Depth,
-    Stencil
-};
-inline constexpr std::array AllKinds{Kind::Color, Kind::Depth, Kind::Stencil};
-
 /// A folder for the files of captures, and an empty log.
 class CaptureFixture : public testing::Test
 {
@@ -79,14 +71,12 @@ protected:
             nullptr);
     }
 
-    /// Captures quadrants at full size and, where that is whole, at half of it; looks at the pictures and at
-    /// the state after them.
-    void ExpectBothSizes(Kind kind, int width, int height, const std::array<Pixel, 4>& expected)
+    /// Captures quadrants at full size and as thumbnails of other sizes; looks at the pictures and at the state
+    /// after them.
+    void ExpectPictures(Kind kind, int width, int height, const std::array<Pixel, 4>& expected,
+                        const std::vector<int>& divisors = {1, 2})
     {
-        for (const int divisor : {1, 2}) {
-            if (width % divisor != 0 || height % divisor != 0) {
-                continue;
-            }
+        for (const int divisor : divisors) {
             SCOPED_TRACE("size / " + std::to_string(divisor));
             RemoveFiles();
             const GLState before = GLState::Now();

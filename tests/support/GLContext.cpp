@@ -21,12 +21,16 @@ namespace {
     throw std::runtime_error(what + " failed: EGL error " + code);
 }
 
-/// The one display of the process. It is never terminated: `eglTerminate` would end the contexts of others
-/// too, and would unload the driver, after which a leak checker cannot tell whose an allocation was.
-EGLDisplay SurfacelessDisplay()
+/// The one display of the process, without a display server. It is never terminated: `eglTerminate` would end
+/// the contexts of others too, and would unload the driver, after which a leak checker cannot tell whose an
+/// allocation was.
+EGLDisplay TheDisplay()
 {
     static auto* const s_display = [] {
-        auto* const display = eglGetPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, nullptr, nullptr);
+        auto* display = eglGetPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, nullptr, nullptr);
+        if (display == EGL_NO_DISPLAY) { // another driver than Mesa
+            display = eglGetDisplay(EGL_DEFAULT_DISPLAY);
+        }
         if (!eglInitialize(display, nullptr, nullptr)) {
             Fail("eglInitialize");
         }
@@ -36,6 +40,8 @@ EGLDisplay SurfacelessDisplay()
 }
 
 /// `eglChooseConfig` takes its sizes as the least that will do and prefers the deepest colour.
+///
+/// @return null where the driver has no surface with these bits
 EGLConfig FindConfig(EGLDisplay display, const GLContext::Options& options)
 {
     const std::array wanted{
@@ -68,17 +74,22 @@ EGLConfig FindConfig(EGLDisplay display, const GLContext::Options& options)
                    value == attribute.second;
         });
     });
-    if (config == configs.end()) {
-        throw std::runtime_error("the driver has no pixel buffer surface with these bits");
-    }
-    return *config;
+    return config == configs.end() ? nullptr : *config;
 }
 
 } // namespace
 
-GLContext::GLContext(const Options& options) : m_display(SurfacelessDisplay())
+bool GLContext::IsOffered(const Options& options)
+{
+    return FindConfig(TheDisplay(), options) != nullptr;
+}
+
+GLContext::GLContext(const Options& options) : m_display(TheDisplay())
 {
     auto* const config = FindConfig(m_display, options);
+    if (!config) {
+        throw std::runtime_error("the driver has no pixel buffer surface with these bits");
+    }
     if (!eglBindAPI(EGL_OPENGL_ES_API)) {
         Fail("eglBindAPI");
     }

@@ -4,11 +4,12 @@
 
 namespace TestSupport {
 
-/// An OpenGL ES context on the software driver, current on the calling thread until the end of its scope,
-/// with a pixel buffer surface as its default framebuffer. Needs no display server.
+/// An OpenGL ES context on a software driver, current on the calling thread until the end of its scope, with
+/// a pixel buffer surface as its default framebuffer. Needs no display server.
 ///
-/// Several may live at once; each one's end leaves none current. The driver's contexts are always of the
-/// highest version that it has, OpenGL ES 3.2: for an earlier one see `OfferedVersion`.
+/// The driver is the system's, Mesa, or the one whose libraries `LD_LIBRARY_PATH` names. Several contexts may
+/// live at once; each one's end leaves none current. They are always of the highest version that the driver
+/// has, OpenGL ES 3.1 or 3.2: for an earlier one see `OfferedVersion`.
 class GLContext
 {
 public:
@@ -28,6 +29,9 @@ public:
         bool isSrgb = false;  ///< encodes linear colours, see `EGL_KHR_gl_colorspace`
         bool debug = false;   ///< a debug context, which reports through `glDebugMessageCallback`
     };
+
+    /// @return whether the driver has such a surface
+    static bool IsOffered(const Options& options);
 
     /// @throws std::runtime_error naming the EGL call that failed, or where the driver has no such surface
     explicit GLContext(const Options& options);

@@ -16,9 +16,8 @@ namespace TestSupport {
 class GLState
 {
 public:
-    /// Needs OpenGL ES 3.2. Takes the pending GL error, which is part of the state.
-    ///
-    /// @throws std::logic_error where a query of its own raised an error
+    /// Needs OpenGL ES 3.1 and `GL_KHR_debug`. What the driver does not know is not part of it. Takes the
+    /// pending GL error, which is.
     static GLState Now();
 
     /// @return one line for each value that differs, `name: before -> now`; empty where nothing does

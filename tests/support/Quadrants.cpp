@@ -16,14 +16,6 @@ std::uint8_t ToByte(float value)
     return static_cast<std::uint8_t>(std::lround(value * 255.0F));
 }
 
-template <typename Show>
-std::array<Pixel, 4> PictureOf(Show show)
-{
-    std::array<Pixel, 4> picture;
-    std::transform(Quadrants.begin(), Quadrants.end(), picture.begin(), show);
-    return picture;
-}
-
 Pixel Grey(std::uint8_t value)
 {
     return {value, value, value, 255};
@@ -82,23 +74,16 @@ std::string CompareQuadrants(const Image& image, int width, int height, const st
     return {};
 }
 
-std::array<Pixel, 4> ColorOfQuadrants()
+std::array<Pixel, 4> QuadrantsAs(Kind kind)
 {
-    return PictureOf([](const Quadrant& quadrant) {
-        const auto& c = quadrant.color;
-        return Pixel{ToByte(c[0]), ToByte(c[1]), ToByte(c[2]), ToByte(c[3])};
+    std::array<Pixel, 4> picture;
+    std::ranges::transform(Quadrants, picture.begin(), [kind](const Quadrant& quadrant) {
+        const auto& [c, depth, stencil] = quadrant;
+        return kind == Kind::Color   ? Pixel{ToByte(c[0]), ToByte(c[1]), ToByte(c[2]), ToByte(c[3])}
+               : kind == Kind::Depth ? Grey(ToByte(depth))
+                                     : Grey(static_cast<std::uint8_t>(stencil));
     });
-}
-
-std::array<Pixel, 4> DepthOfQuadrants()
-{
-    return PictureOf([](const Quadrant& quadrant) { return Grey(ToByte(quadrant.depth)); });
-}
-
-std::array<Pixel, 4> StencilOfQuadrants()
-{
-    return PictureOf(
-        [](const Quadrant& quadrant) { return Grey(static_cast<std::uint8_t>(quadrant.stencil)); });
+    return picture;
 }
 
 } // namespace TestSupport

@@ -8,6 +8,14 @@
 
 namespace TestSupport {
 
+enum class Kind
+{
+    Color,
+    Depth,
+    Stencil
+};
+inline constexpr std::array AllKinds{Kind::Color, Kind::Depth, Kind::Stencil};
+
 /// What one quarter of a test picture holds.
 struct Quadrant
 {
@@ -37,9 +45,7 @@ void DrawQuadrants(int width, int height);
 std::string CompareQuadrants(const Image& image, int width, int height, const std::array<Pixel, 4>& expected,
                              int border = 0);
 
-/// What the quadrants look like as colour, depth and stencil pictures.
-std::array<Pixel, 4> ColorOfQuadrants();
-std::array<Pixel, 4> DepthOfQuadrants();
-std::array<Pixel, 4> StencilOfQuadrants();
+/// What the quadrants look like in a picture of one kind.
+std::array<Pixel, 4> QuadrantsAs(Kind kind);
 
 } // namespace TestSupport

@@ -8,6 +8,18 @@
 
 namespace TestSupport {
 
+bool HasExtension(std::string_view name)
+{
+    GLint count = 0;
+    glGetIntegerv(GL_NUM_EXTENSIONS, &count);
+    for (GLint index = 0; index < count; ++index) {
+        if (name == reinterpret_cast<const char*>(glGetStringi(GL_EXTENSIONS, static_cast<GLuint>(index)))) {
+            return true;
+        }
+    }
+    return false;
+}
+
 GLuint NewTexture(GLenum target)
 {
     GLuint texture = 0;
@@ -83,6 +95,17 @@ Source MultisampleLayer(GLenum format, int samples, int layer)
             }};
 }
 
+Source Multiview(GLenum format, int baseView)
+{
+    return {"views of layer " + std::to_string(baseView), SourceWidth, SourceHeight, [=](GLenum point) {
+                const GLuint texture = NewTexture(GL_TEXTURE_2D_ARRAY);
+                glTexStorage3D(GL_TEXTURE_2D_ARRAY, 1, format, SourceWidth, SourceHeight, 4);
+                const auto attach = reinterpret_cast<PFNGLFRAMEBUFFERTEXTUREMULTIVIEWOVRPROC>(
+                    eglGetProcAddress("glFramebufferTextureMultiviewOVR"));
+                attach(GL_DRAW_FRAMEBUFFER, point, texture, 0, baseView, 2);
+            }};
+}
+
 void MakeStateHostile()
 {
     constexpr auto VertexShader = R"(#version 300 es
@@ -132,7 +155,9 @@ void main() { color = vec4(1.0); }
     glPixelStorei(GL_PACK_ROW_LENGTH, 1000);
     glPixelStorei(GL_PACK_SKIP_ROWS, 3);
     glPixelStorei(GL_PACK_SKIP_PIXELS, 5);
-    glPixelStorei(GL_PACK_REVERSE_ROW_ORDER_ANGLE, GL_TRUE);
+    if (HasExtension("GL_ANGLE_pack_reverse_row_order")) {
+        glPixelStorei(GL_PACK_REVERSE_ROW_ORDER_ANGLE, GL_TRUE);
+    }
     glPixelStorei(GL_UNPACK_ROW_LENGTH, 7);
 
     GLuint sampler = 0;

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 
 namespace TestSupport {
 
@@ -26,6 +27,9 @@ struct Extent
     int height = SourceHeight;
 };
 
+/// @return whether the context has an extension, e.g. `"GL_OVR_multiview"`
+bool HasExtension(std::string_view name);
+
 /// @return a new texture, bound to `target`
 GLuint NewTexture(GLenum target);
 
@@ -42,6 +46,9 @@ Source Layer(GLenum target, GLenum format, int layer);
 Source Renderbuffer(GLenum format, int samples = 0);
 Source MultisampleTexture(GLenum format, int samples);
 Source MultisampleLayer(GLenum format, int samples, int layer);
+
+/// Two views of `GL_OVR_multiview`, layers of an array from `baseView` on. What is drawn goes into both.
+Source Multiview(GLenum format, int baseView);
 
 /// Turns everything against a capture that an application could have left behind: pack state, samplers,
 /// masks, tests, an active transform feedback, attributes that cannot be set anew, a read buffer of nothing.
