@@ -197,7 +197,7 @@ TEST_F(ReadbackTest, AHandlerThatGaveItsMemoryBackReadsOn)
     GLScreenshotHandler handler(ScreenshotWriter::FormatPNG);
     for (int i = 0; i < 3; ++i) {
         ASSERT_EQ(handler.TakeScreenshot(m_folder.File("shot"), GL_COLOR_BUFFER_BIT), 0U);
-        EXPECT_EQ(Compare("shot.png", Width, Height, ColorOfQuadrants()), "");
+        EXPECT_EQ(Compare("shot.png", Width, Height, QuadrantsAs(Kind::Color)), "");
         handler.ReleaseMemory();
     }
 }
