@@ -225,6 +225,11 @@ def test_says_once_what_cannot_be_captured(tmp_path, steps, env, said):
     assert pictures(tmp_path) == []
 
 
+def test_says_that_glx_is_not_captured(display, tmp_path):
+    with started(command(tmp_path, "-quit -timeout 20", ["env", "glxgears"])) as framegrab:
+        assert any(b"framegrab: glxgears shows frames through GLX" in line for line in framegrab.stderr)
+
+
 # -- Render targets -----------------------------------------------------------------------------------------
 
 @cases("steps, targets", {

@@ -44,7 +44,7 @@ void Open()
         char text[1024];
         std::snprintf(text, sizeof(text), "nothing can be captured: %s", dlerror());
         AppendRecord(s_session, RecordKind::FirstSwap, {});
-        AppendRecord(s_session, RecordKind::Message, {.text = text});
+        SayToUser(text);
         return;
     }
     const auto find = [&]<typename Function>(Function& function, const char* name) {
@@ -72,6 +72,13 @@ const CaptureLibrary& OpenCaptureLibrary() noexcept
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     pthread_once(&once, &Open);
     return s_library;
+}
+
+void SayToUser(const char* text) noexcept
+{
+    if (s_session[0] != '\0') {
+        AppendRecord(s_session, RecordKind::Message, {.text = text});
+    }
 }
 
 CaptureContext ContextOf(void* driverFunction) noexcept

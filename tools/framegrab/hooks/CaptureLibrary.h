@@ -16,6 +16,9 @@ struct CaptureLibrary
 /// Opens the capture library on the first call.
 const CaptureLibrary& OpenCaptureLibrary() noexcept;
 
+/// Lets framegrab say something to its user, if the process runs under it.
+void SayToUser(const char* text) noexcept;
+
 /// @param driverFunction  as in `CaptureContext`
 CaptureContext ContextOf(void* driverFunction) noexcept;
 

@@ -5,12 +5,17 @@
 //     EXPORTED    programs can link it: name, how many arguments it has, observer
 //     LOOKED_UP   programs have to look it up, as a function of an extension: name, observer
 
-#define LOOKUP_FUNCTIONS(EXPORTED, LOOKED_UP) EXPORTED(eglGetProcAddress, 1, ProcAddressQuery)
+#define LOOKUP_FUNCTIONS(EXPORTED, LOOKED_UP)                                                                \
+    EXPORTED(eglGetProcAddress, 1, ProcAddressQuery)                                                         \
+    EXPORTED(glXGetProcAddress, 1, ProcAddressQuery)                                                         \
+    EXPORTED(glXGetProcAddressARB, 1, ProcAddressQuery)
 
 #define SWAP_FUNCTIONS(EXPORTED, LOOKED_UP)                                                                  \
     EXPORTED(eglSwapBuffers, 2, Swap)                                                                        \
     EXPORTED(eglSwapBuffersWithDamageKHR, 4, Swap)                                                           \
     EXPORTED(eglSwapBuffersWithDamageEXT, 4, Swap)
+
+#define GLX_FUNCTIONS(EXPORTED, LOOKED_UP) EXPORTED(glXSwapBuffers, 2, SwapThroughGLX)
 
 #define ERROR_FUNCTIONS(EXPORTED, LOOKED_UP) EXPORTED(glGetError, 0, ErrorQuery)
 

@@ -1,4 +1,4 @@
-// dlsym and eglGetProcAddress, as the program finds them.
+// dlsym, eglGetProcAddress and glXGetProcAddress, as the program finds them.
 //
 // No lock and no memory on this way: the program may be anywhere when it looks up a symbol.
 //
@@ -7,6 +7,7 @@
 
 #include "hooks/Lookup.h"
 
+#include "hooks/GLXPrototypes.h"
 #include "hooks/Hook.h"
 #include "hooks/HookedFunctions.h"
 
@@ -23,7 +24,7 @@ namespace {
 const HookedFunction* FindHooked(const char* name) noexcept
 {
     for (const std::span<const HookedFunction> functions :
-         {LookupFunctions(), SwapFunctions(), ErrorFunctions(), TargetFunctions()}) {
+         {LookupFunctions(), SwapFunctions(), GLXFunctions(), ErrorFunctions(), TargetFunctions()}) {
         for (const HookedFunction& function : functions) {
             if (std::strcmp(function.name, name) == 0) {
                 return &function;
@@ -33,13 +34,16 @@ const HookedFunction* FindHooked(const char* name) noexcept
     return nullptr;
 }
 
-/// `eglGetProcAddress`
+/// `eglGetProcAddress`, and GLX's functions of that kind.
 class ProcAddressQuery
 {
 public:
-    using Proc = __eglMustCastToProperFunctionPointerType;
+    using Proc = void (*)();
 
     ProcAddressQuery(const HookedCall&, const char* name) : m_name(name) {}
+    ProcAddressQuery(const HookedCall&, const unsigned char* name)
+        : m_name(reinterpret_cast<const char*>(name))
+    {}
 
     [[nodiscard]] Proc Return(Proc function) const
     {
@@ -98,8 +102,8 @@ void* FindDriverFunction(const char* name) noexcept
         return function;
     }
     // Not among the libraries that everybody sees: the driver came with a library that was opened for itself.
-    for (const char* library :
-         {"libEGL.so.1", "libEGL.so", "libGLESv2.so.2", "libGLESv2.so", "libOpenGL.so.0", "libGL.so.1"}) {
+    for (const char* library : {"libEGL.so.1", "libEGL.so", "libGLESv2.so.2", "libGLESv2.so",
+                                "libOpenGL.so.0", "libGL.so.1", "libGLX.so.0"}) {
         void* const handle = dlopen(library, RTLD_LAZY | RTLD_NOLOAD);
         void* const function = handle ? RealDlsym()(handle, name) : nullptr;
         if (handle) {
