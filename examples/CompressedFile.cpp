@@ -1,12 +1,13 @@
-// Keeps a file in compressed form, with either compressor:
+// Keeps a file in compressed form, with the compressor named:
 //
-//     CompressedFile pack|unpack lz77|lz4 IN OUT
+//     CompressedFile pack|unpack lz77|lz4|zstd IN OUT
 //
 // A packed file is a row of blocks, each behind a header; a header of zeros ends it. The compressors add
 // nothing around a block, so its sizes are here, and a checksum too, since an LZ4 block has none.
 
 #include "Util/CompressorLZ4.h"
 #include "Util/CompressorLZ77.h"
+#include "Util/CompressorZstd.h"
 
 #include <zlib.h>
 
@@ -102,22 +103,31 @@ void Unpack(Util::Compressor& compressor, std::istream& in, std::ostream& out)
     }
 }
 
+/// @return null for a name that is none
+std::unique_ptr<Util::Compressor> MakeCompressor(const std::string& codec)
+{
+    if (codec == "lz77") {
+        return std::make_unique<Util::LZ77Compressor>(Util::Compressor::QualityMedium, 0, ChunkSize);
+    }
+    if (codec == "lz4") {
+        return std::make_unique<Util::LZ4Compressor>(Util::Compressor::QualityLow, 0);
+    }
+    if (codec == "zstd") {
+        return std::make_unique<Util::ZstdCompressor>(Util::Compressor::QualityMedium, 0);
+    }
+    return nullptr;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     const std::vector<std::string> arguments(argv, argv + argc);
-    const bool valid = argc == 5 && (arguments[1] == "pack" || arguments[1] == "unpack") &&
-                       (arguments[2] == "lz77" || arguments[2] == "lz4");
-    if (!valid) {
-        std::fputs("Usage: CompressedFile pack|unpack lz77|lz4 IN OUT\n", stderr);
+    const bool valid = argc == 5 && (arguments[1] == "pack" || arguments[1] == "unpack");
+    const auto compressor = valid ? MakeCompressor(arguments[2]) : nullptr;
+    if (!compressor) {
+        std::fputs("Usage: CompressedFile pack|unpack lz77|lz4|zstd IN OUT\n", stderr);
         return 2;
-    }
-    std::unique_ptr<Util::Compressor> compressor;
-    if (arguments[2] == "lz77") {
-        compressor = std::make_unique<Util::LZ77Compressor>(Util::Compressor::QualityMedium, 0, ChunkSize);
-    } else {
-        compressor = std::make_unique<Util::LZ4Compressor>(Util::Compressor::QualityLow, 0);
     }
 
     const std::string partName = arguments[4] + ".part"; // what was in OUT is lost only to a whole file

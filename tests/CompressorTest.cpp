@@ -1,6 +1,8 @@
 #include "Util/CompressorLZ4.h"
 #include "Util/CompressorLZ77.h"
+#include "Util/CompressorZstd.h"
 #include "support/FailingAllocation.h"
+#include "support/GuardedBytes.h"
 #include "support/RecordingLog.h"
 
 #include <gmock/gmock.h>
@@ -14,6 +16,7 @@
 #include <optional>
 #include <random>
 #include <thread>
+#include <zstd.h>
 
 namespace {
 
@@ -21,11 +24,13 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::IsEmpty;
 using TestSupport::ClearLog;
+using TestSupport::GuardedBytes;
 using TestSupport::LogEntries;
 using TestSupport::LogTexts;
 using Util::Compressor;
 using Util::LZ4Compressor;
 using Util::LZ77Compressor;
+using Util::ZstdCompressor;
 using Block = std::vector<std::uint8_t>;
 using Texts = std::vector<std::string>;
 
@@ -82,20 +87,21 @@ Outcome DecodeInside(Compressor& compressor, const Block& src, std::size_t rawSi
 
 Outcome DecodeUnbounded(Compressor& compressor, const Block& src, std::size_t rawSize, std::size_t room)
 {
-    const auto raw = std::make_unique<std::uint8_t[]>(room);
+    const GuardedBytes block(src);
+    const GuardedBytes raw(room);
     auto size = static_cast<std::uint32_t>(rawSize);
-    const bool done = compressor.Decode(src.data(), Size(src), raw.get(), &size);
-    return done ? Outcome({raw.get(), raw.get() + size}) : std::nullopt;
+    const bool done = compressor.Decode(block.data(), Size(src), raw.data(), &size);
+    return done ? Outcome({raw.data(), raw.data() + size}) : std::nullopt;
 }
 
-/// Into memory of exactly that capacity, for a sanitizer to see what goes beyond.
 Outcome DecodeBounded(Compressor& compressor, const Block& src, std::uint32_t capacity)
 {
-    const auto raw = std::make_unique<std::uint8_t[]>(capacity);
+    const GuardedBytes block(src);
+    const GuardedBytes raw(capacity);
     std::uint32_t size = 77;
-    const bool done = compressor.Decode(src.data(), Size(src), raw.get(), capacity, &size);
+    const bool done = compressor.Decode(block.data(), Size(src), raw.data(), capacity, &size);
     EXPECT_TRUE(done || size == 77);
-    return done ? Outcome({raw.get(), raw.get() + size}) : std::nullopt;
+    return done ? Outcome({raw.data(), raw.data() + size}) : std::nullopt;
 }
 
 template <std::uint32_t chunkSize>
@@ -107,6 +113,11 @@ std::unique_ptr<Compressor> MakeLZ77(std::uint32_t bufferSize)
 std::unique_ptr<Compressor> MakeLZ4(std::uint32_t bufferSize)
 {
     return std::make_unique<LZ4Compressor>(Compressor::QualityLow, bufferSize);
+}
+
+std::unique_ptr<Compressor> MakeZstd(std::uint32_t bufferSize)
+{
+    return std::make_unique<ZstdCompressor>(Compressor::QualityMedium, bufferSize);
 }
 
 struct Codec
@@ -125,7 +136,8 @@ class EachCompressor : public testing::TestWithParam<Codec>
 INSTANTIATE_TEST_SUITE_P(Compressor, EachCompressor,
                          testing::Values(Codec{"LZ77", MakeLZ77<64>, true, 1100},
                                          Codec{"LZ77ByteByByte", MakeLZ77<1>, true, 1100},
-                                         Codec{"LZ4", MakeLZ4, false, 0}),
+                                         Codec{"LZ4", MakeLZ4, false, 0},
+                                         Codec{"Zstd", MakeZstd, true, 1 << 15}),
                          [](const auto& codec) { return codec.param.name; });
 
 TEST_P(EachCompressor, RefusesWhatItCannotWorkWith)
@@ -293,6 +305,7 @@ TEST(Compressor, BufferGrowsOnceToWhatTheBlockNeeds)
     };
     expectGrowth(*MakeLZ77<4096>(0), "1574", "1583");
     expectGrowth(*MakeLZ4(0), "1019", "1027");
+    expectGrowth(*MakeZstd(0), "1066", "1074");
 }
 
 struct RawSize
@@ -311,6 +324,7 @@ TEST(Compressor, RefusesRawBlocksThatItCannotTake)
         {"LZ77, buffer of 2^32", MakeLZ77<100>, 4'042'321'680U, InvalidArguments},
         {"LZ77, largest", MakeLZ77<100>, 0xFFFFFFFFU, InvalidArguments},
         {"LZ77 in chunks of nothing", MakeLZ77<0>, 10, InvalidArguments},
+        {"Zstd, largest", MakeZstd, 0xFFFFFFFFU, InvalidArguments},
         {"LZ4, empty", MakeLZ4, 0, limit},
         {"LZ4, 2^31", MakeLZ4, 0x80000000U, limit},
         {"LZ4, 2^31 - 1", MakeLZ4, 0x7FFFFFFFU, nullptr},
@@ -473,6 +487,103 @@ TEST(LZ4Compressor, TakesSizesThatAnIntCannotHold)
     std::uint32_t size = 0;
     EXPECT_TRUE(compressor.Decode(empty.data(), 1, &room, 0xFFFFFFFFU, &size));
     EXPECT_FALSE(compressor.Decode(empty.data(), 0x80000000U, &room, &size));
+}
+
+/// A frame as other programs make it.
+Block Frame(const Block& raw, std::initializer_list<std::pair<ZSTD_cParameter, int>> parameters)
+{
+    const std::unique_ptr<ZSTD_CCtx, decltype(&ZSTD_freeCCtx)> encoder(ZSTD_createCCtx(), &ZSTD_freeCCtx);
+    for (const auto& [name, value] : parameters) {
+        EXPECT_FALSE(ZSTD_isError(ZSTD_CCtx_setParameter(encoder.get(), name, value)));
+    }
+    Block frame(ZSTD_compressBound(raw.size()));
+    frame.resize(ZSTD_compress2(encoder.get(), frame.data(), frame.size(), raw.data(), raw.size()));
+    return frame;
+}
+
+TEST(ZstdCompressor, QualityIsTheZstdLevel)
+{
+    const Block raw = Trace(300'000);
+    for (const auto& [quality, level] : {std::pair{0U, -131'072}, {1U, 1}, {2U, 5}, {3U, 7}, {77U, 5}}) {
+        SCOPED_TRACE(quality);
+        ZstdCompressor compressor(static_cast<Compressor::CompressorQuality>(quality), 0);
+        EXPECT_EQ(compressor.GetZstdQuality(), level);
+        EXPECT_EQ(compressor.GetQuality(), quality);
+        const Block expected = Frame(raw, {{ZSTD_c_compressionLevel, level}, {ZSTD_c_checksumFlag, 1}});
+        EXPECT_EQ(Encode(compressor, raw), expected);
+        EXPECT_EQ(Encode(compressor, raw), expected) << "with the context of the first";
+    }
+}
+
+/// The forms without a capacity write no more than a frame tells, or into the internal buffer.
+TEST(ZstdCompressor, TakesOneFrameOfAnyKind)
+{
+    const Block raw = Trace(1000);
+    const Block good = Frame(raw, {{ZSTD_c_checksumFlag, 1}});
+    const Block sizeless = Frame(raw, {{ZSTD_c_contentSizeFlag, 0}});
+    Block hugeWindow = sizeless;
+    hugeWindow[5] = 0xA8; // 2^31 bytes; RFC 8878, section 3.1.1.1.2
+    Block twice = good;
+    twice.insert(twice.end(), good.begin(), good.end());
+    Block followed = good;
+    followed.push_back(0);
+    Block unchecked = good;
+    unchecked[4] ^= 4; // the flag of the checksum
+    struct Case
+    {
+        const char* name;
+        Block block;
+        Outcome decoded;
+        bool tellsSize = true;
+    };
+    const Case cases[] = {
+        {"good", good, raw},
+        {"empty", Encode(*MakeZstd(0), Block()).value(), Block()},
+        {"no checksum", Frame(raw, {}), raw},
+        {"no size", sizeless, raw, false},
+        {"a window of 2^31", hugeWindow, raw, false},
+        {"checksum not announced", unchecked, std::nullopt},
+        {"two frames", twice, std::nullopt},
+        {"followed by more", followed, std::nullopt},
+        {"to be skipped", {0x50, 0x2A, 0x4D, 0x18, 0, 0, 0, 0}, std::nullopt},
+        {"format 0.7", {0x27, 0xB5, 0x2F, 0xFD, 0, 0, 0, 0xC0, 0, 0}, std::nullopt, false},
+        {"magic number alone", {0x28, 0xB5, 0x2F, 0xFD}, std::nullopt},
+    };
+    const auto compressor = MakeZstd(1000);
+    ASSERT_TRUE(DecodeInside(*compressor, good, 0));
+    const TestSupport::FailingAllocation failing(0); // a frame gets no memory, whatever it claims to need
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.name);
+        ClearLog();
+        EXPECT_EQ(DecodeBounded(*compressor, row.block, 1000), row.decoded);
+        EXPECT_EQ(DecodeInside(*compressor, row.block, 0), row.decoded);
+        EXPECT_EQ(DecodeUnbounded(*compressor, row.block, 0, row.decoded ? row.decoded->size() : 0),
+                  row.tellsSize ? row.decoded : std::nullopt);
+        const std::string block = "Compressed block of " + std::to_string(row.block.size()) + " bytes ";
+        Texts expected(row.decoded ? 0 : 2, block + "is cut or damaged, bailing out.");
+        if (!row.tellsSize) {
+            expected.push_back(block + "does not tell its raw size, bailing out.");
+        } else if (!row.decoded) {
+            expected.push_back(expected[0]);
+        }
+        EXPECT_EQ(LogTexts(), expected);
+    }
+    EXPECT_FALSE(failing.HasFailed());
+}
+
+TEST(ZstdCompressor, AllocatesNothingOnceItHasSeenTheSizes)
+{
+    const auto compressor = MakeZstd(0);
+    const auto roundTrips = [&] {
+        for (const std::size_t size : {0U, 300'000U, 1000U, 299'999U}) {
+            const Block raw = Trace(size);
+            EXPECT_EQ(DecodeInside(*compressor, Encode(*compressor, raw).value(), size), raw);
+        }
+    };
+    roundTrips();
+    const TestSupport::FailingAllocation failing(0);
+    roundTrips();
+    EXPECT_FALSE(failing.HasFailed());
 }
 
 } // namespace

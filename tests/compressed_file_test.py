@@ -1,4 +1,4 @@
-"""The example CompressedFile, and that its blocks are those of Python's zlib and lz4."""
+"""The example CompressedFile, and that its blocks are those of Python's zlib and lz4 and of the zstd tool."""
 
 import os
 import struct
@@ -12,13 +12,21 @@ TOOL = os.environ["UTIL_BIN"] + "/CompressedFile"
 BLOCK_SIZE = 1 << 20
 HEADER = struct.Struct("=III")  # raw size, stored size, CRC-32 of the raw bytes
 
+
+def zstd(data, *options):
+    return subprocess.run(["zstd", "-c", "-q", *options], input=data, capture_output=True, check=True).stdout
+
+
 DECODERS = {
     "lz77": lambda block, raw_size: zlib.decompress(block),
     "lz4": lambda block, raw_size: lz4.block.decompress(block, uncompressed_size=raw_size),
+    "zstd": lambda block, raw_size: zstd(block, "-d"),
 }
 ENCODERS = [("lz77", zlib.compress, {"level": level}) for level in (0, 1, 6, 9)]
 ENCODERS += [("lz4", lz4.block.compress, {"mode": mode, "store_size": False})
              for mode in ("fast", "default", "high_compression")]
+ENCODERS += [("zstd", lambda raw, option: zstd(raw, option.format(len(raw))), {"option": option})
+             for option in ("--fast=9", "-1", "-19", "--no-check", "--stream-size={}")]
 TEXT = b"".join(b"glBindTexture(GL_TEXTURE_2D, %d)\n" % (i * 7919 % 1000) for i in range(100_000))
 NOISE = b"".join(zlib.crc32(bytes([i % 251, i // 251])).to_bytes(4, "little") for i in range(60_000))
 
@@ -62,7 +70,7 @@ def test_blocks_made_elsewhere_unpack(run_tool, codec, encode, options):
     assert run_tool("unpack", codec, packed) == TEXT[:BLOCK_SIZE] + b"x" + NOISE
 
 
-@pytest.mark.parametrize("codec, other", [("lz77", "lz4"), ("lz4", "lz77")])
+@pytest.mark.parametrize("codec, other", [("lz77", "lz4"), ("lz4", "zstd"), ("zstd", "lz77")])
 def test_damage_is_refused(run_tool, codec, other):
     packed = run_tool("pack", codec, TEXT[:BLOCK_SIZE + 5000])
     second = HEADER.size + HEADER.unpack_from(packed)[1]

@@ -129,11 +129,12 @@ private:
     virtual bool DecodeBounded(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
                                std::uint32_t capacity, std::uint32_t* decodedSize) = 0;
 
-    [[nodiscard]] bool AcceptsBlock(const std::uint8_t* src, std::uint32_t srcSize, const std::uint8_t* dst,
-                                    const std::uint32_t* dstSize) const;
-    [[nodiscard]] bool AcceptsSource(const std::uint8_t* src, const std::uint8_t* dst) const;
-    [[nodiscard]] bool IsInBuffer(const std::uint8_t* pointer) const;
-    [[nodiscard]] std::size_t RoomAt(const std::uint8_t* dst) const;
+    [[nodiscard]] UTIL_INTERNAL bool AcceptsBlock(const std::uint8_t* src, std::uint32_t srcSize,
+                                                  const std::uint8_t* dst,
+                                                  const std::uint32_t* dstSize) const;
+    [[nodiscard]] UTIL_INTERNAL bool AcceptsSource(const std::uint8_t* src, const std::uint8_t* dst) const;
+    [[nodiscard]] UTIL_INTERNAL bool IsInBuffer(const std::uint8_t* pointer) const;
+    [[nodiscard]] UTIL_INTERNAL std::size_t RoomAt(const std::uint8_t* dst) const;
 };
 
 } // namespace Util

@@ -46,11 +46,12 @@ private:
     bool DecodeBounded(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
                        std::uint32_t capacity, std::uint32_t* decodedSize) override;
 
-    [[nodiscard]] std::uint32_t ChunkSize() const;
-    bool Deflate(const std::uint8_t* src, std::uint32_t srcSize);
-    int Inflate(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst, std::size_t capacity);
-    bool DecodeWithin(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst, std::size_t capacity,
-                      std::uint32_t* decodedSize, Demand demand);
+    [[nodiscard]] UTIL_INTERNAL std::uint32_t ChunkSize() const;
+    UTIL_INTERNAL bool Deflate(const std::uint8_t* src, std::uint32_t srcSize);
+    UTIL_INTERNAL int Inflate(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
+                              std::size_t capacity);
+    UTIL_INTERNAL bool DecodeWithin(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
+                                    std::size_t capacity, std::uint32_t* decodedSize, Demand demand);
 
     std::uint32_t m_chunkSize;
     z_stream m_stream{}; ///< set up and closed within each call

@@ -1,10 +1,14 @@
 #include "support/FailingAllocation.h"
 
+// For contexts with an allocator of their own.
+#define ZSTD_STATIC_LINKING_ONLY
+
 #include <zlib.h>
 
 #include <cstdlib>
 #include <dlfcn.h>
 #include <new>
+#include <zstd.h>
 
 namespace {
 
@@ -24,6 +28,12 @@ void* AllocateOrNull(std::size_t size) noexcept
 {
     return s_failing.made++ >= s_failing.fails ? nullptr : std::malloc(size);
 }
+
+constexpr ZSTD_customMem OwnAllocator = {
+    [](void* /*opaque*/, std::size_t size) { return AllocateOrNull(size); },
+    [](void* /*opaque*/, void* address) { std::free(address); },
+    nullptr,
+};
 
 void UseOwnAllocator(z_stream* stream)
 {
@@ -49,6 +59,16 @@ extern "C" int inflateInit_(z_stream* stream, const char* version, int streamSiz
     UseOwnAllocator(stream);
     return reinterpret_cast<decltype(&inflateInit_)>(dlsym(RTLD_NEXT, "inflateInit_"))(stream, version,
                                                                                        streamSize);
+}
+
+extern "C" ZSTD_CCtx* ZSTD_createCCtx()
+{
+    return ZSTD_createCCtx_advanced(OwnAllocator);
+}
+
+extern "C" ZSTD_DCtx* ZSTD_createDCtx()
+{
+    return ZSTD_createDCtx_advanced(OwnAllocator);
 }
 
 // All of them, since a sanitizer checks that memory goes back the way it came, and since its own throwing

@@ -28,8 +28,8 @@ private:
     AllocationCount& m_count;
 };
 
-/// While one lives, allocations of its thread fail from a certain one on: those by `new (std::nothrow)` and
-/// those for zlib streams that are initialised meanwhile. One at a time.
+/// While one lives, allocations of its thread fail from a certain one on: those by `new (std::nothrow)`,
+/// those for zlib streams that are initialised meanwhile, and those of zstd. One at a time.
 class FailingAllocation : public CountedAllocations
 {
 public:
