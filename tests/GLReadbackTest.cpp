@@ -165,9 +165,10 @@ TEST_F(ReadbackTest, MemoryUsedAgainShowsNoEarlierPicture)
              const ReplacedEntry read(Util::GL::ReadPixels, [](auto...) {});
              const ReplacedEntry error(Util::GL::GetError, [] { return GLenum{GL_NO_ERROR}; });
              const ReplacedEntry flags(Util::GL::GetIntegerv, [](GLenum query, GLint* value) {
-                 glGetIntegerv(query, value);
                  if (query == GL_CONTEXT_FLAGS) {
-                     *value |= GL_CONTEXT_FLAG_NO_ERROR_BIT_KHR;
+                     *value = GL_CONTEXT_FLAG_NO_ERROR_BIT_KHR;
+                 } else {
+                     glGetIntegerv(query, value);
                  }
              });
              return handler.TakeScreenshot(name, GL_DEPTH_BUFFER_BIT);
