@@ -4,80 +4,67 @@
 
 #include <algorithm>
 #include <array>
-#include <mutex>
 #include <stdexcept>
-#include <utility>
 
 namespace TestSupport {
 
 namespace {
 
-constexpr int ContextsOwnVersion = -1;
+char s_withheld = 0; ///< its address stands for an entry that is null
 
-/// One changed table: what differs from the driver's, by position.
-struct Changes
-{
-    std::array<int, Core::GLESNames.size()> withheld{};
-    std::array<void*, Core::GLESNames.size()> replacements{};
-};
-
-Changes s_changes[2];
-int s_version = ContextsOwnVersion;
-std::vector<Call>* s_calls = nullptr;
-std::mutex s_callsMutex;
-
-Changes& ChangesOf(Table table)
-{
-    return s_changes[table == Table::EGL ? 1 : 0];
-}
+/// What differs from the driver's tables, by table and position.
+std::array<void*, Core::GLESNames.size()> s_changes[2];
+std::size_t* s_calls = nullptr;
+int s_version = 0; ///< 0 for the context's own
 
 void* const* DriverTable(Table table)
 {
     static const Core::DriverTables s_driver(&Core::FindInSystemDriver);
-    if (table == Table::EGL) {
-        return s_driver.EGL();
-    }
-    return s_version == ContextsOwnVersion ? s_driver.GLES() : s_driver.GLES(s_version);
+    return table == Table::EGL ? s_driver.EGL() : s_version == 0 ? s_driver.GLES() : s_driver.GLES(s_version);
 }
 
-const char* NameOf(Table table, std::size_t position)
+void* EntryAt(Table table, std::size_t position, void* const* driverTable)
 {
-    return table == Table::EGL ? Core::EGLNames[position] : Core::GLESNames[position];
+    void* const change = s_changes[table == Table::EGL ? 1 : 0][position];
+    return change == &s_withheld ? nullptr : change ? change : driverTable[position];
 }
 
-void* FunctionAt(Table table, std::size_t position, void* const* driverTable)
-{
-    void* const replacement = ChangesOf(table).replacements[position];
-    return replacement ? replacement : driverTable[position];
-}
+/// Counts a call and passes it on.
+template <std::size_t Position, typename Function>
+struct Counted;
 
-template <typename Argument>
-std::int64_t ValueOf(Argument argument)
-{
-    if constexpr (std::is_pointer_v<Argument>) {
-        return static_cast<std::int64_t>(reinterpret_cast<std::intptr_t>(argument));
-    } else {
-        return static_cast<std::int64_t>(argument);
-    }
-}
-
-/// Notes a call and passes it on.
-template <Table Of, std::size_t Position, typename Function>
-struct Recorded;
-
-template <Table Of, std::size_t Position, typename Result, typename... Arguments>
-struct Recorded<Of, Position, Result (*)(Arguments...)>
+template <std::size_t Position, typename Result, typename... Arguments>
+struct Counted<Position, Result (*)(Arguments...)>
 {
     static Result Call(Arguments... arguments)
     {
-        {
-            const std::scoped_lock lock(s_callsMutex);
-            s_calls->push_back({NameOf(Of, Position), {ValueOf(arguments)...}});
-        }
-        void* const function = FunctionAt(Of, Position, DriverTable(Of));
+        ++*s_calls;
+        void* const function = EntryAt(Table::GL, Position, DriverTable(Table::GL));
         return reinterpret_cast<Result (*)(Arguments...)>(function)(arguments...);
     }
 };
+
+/// The table as the library is to see it now. It is made anew for each reader, since the driver's own table
+/// follows the current context.
+template <Table Of>
+void* const* ChangedTable()
+{
+    constexpr std::size_t Size = Of == Table::EGL ? Core::EGLNames.size() : Core::GLESNames.size();
+    thread_local std::array<void*, Size> table;
+    void* const* const driverTable = DriverTable(Of);
+    for (std::size_t position = 0; position < Size; ++position) {
+        table[position] = EntryAt(Of, position, driverTable);
+    }
+    if constexpr (Of == Table::GL) {
+        if (s_calls) {
+#define UTIL_COUNTED(position, name, type)                                                                   \
+    table[position] = table[position] ? reinterpret_cast<void*>(&Counted<position, type>::Call) : nullptr;
+            UTIL_GL_ENTRY_POINTS(UTIL_COUNTED)
+#undef UTIL_COUNTED
+        }
+    }
+    return table.data();
+}
 
 // The library and the host agree on where each function is.
 #define UTIL_GL_POSITION(position, name, type)                                                               \
@@ -89,112 +76,57 @@ UTIL_EGL_ENTRY_POINTS(UTIL_EGL_POSITION)
 #undef UTIL_GL_POSITION
 #undef UTIL_EGL_POSITION
 
-template <Table Of>
-const auto& Recorders()
-{
-    static const auto s_recorders = [] {
-        std::array<void*, Core::GLESNames.size()> recorders{};
-#define UTIL_RECORDER(position, name, type)                                                                  \
-    recorders[position] = reinterpret_cast<void*>(&Recorded<Of, position, type>::Call);
-        if constexpr (Of == Table::EGL) {
-            UTIL_EGL_ENTRY_POINTS(UTIL_RECORDER)
-        } else {
-            UTIL_GL_ENTRY_POINTS(UTIL_RECORDER)
-        }
-#undef UTIL_RECORDER
-        return recorders;
-    }();
-    return s_recorders;
-}
-
-/// The table as the library is to see it now. It is made anew for each reader, since the driver's own table
-/// follows the current context.
-template <Table Of>
-void* const* ChangedTable()
-{
-    constexpr std::size_t Size = Of == Table::EGL ? Core::EGLNames.size() : Core::GLESNames.size();
-    thread_local std::array<void*, Size> table;
-
-    void* const* const driverTable = DriverTable(Of);
-    for (std::size_t position = 0; position < Size; ++position) {
-        void* const function = FunctionAt(Of, position, driverTable);
-        void* const recorder = s_calls && function ? Recorders<Of>()[position] : nullptr;
-        table[position] = recorder ? recorder : function;
-        if (ChangesOf(Of).withheld[position] > 0) {
-            table[position] = nullptr;
-        }
-    }
-    return table.data();
-}
-
-std::pair<Table, std::size_t> Find(std::string_view name)
-{
-    const auto is = [name](const char* candidate) { return candidate && name == candidate; };
-    const auto gl = std::ranges::find_if(Core::GLESNames, is);
-    if (gl != Core::GLESNames.end()) {
-        return {Table::GL, gl - Core::GLESNames.begin()};
-    }
-    const auto egl = std::ranges::find_if(Core::EGLNames, is);
-    if (egl != Core::EGLNames.end()) {
-        return {Table::EGL, egl - Core::EGLNames.begin()};
-    }
-    throw std::out_of_range("no such function in the dispatch tables: " + std::string(name));
-}
-
 } // namespace
 
-const std::vector<DispatchEntry>& DispatchEntries()
+const std::vector<std::string>& DispatchNames()
 {
-#define UTIL_GL_ENTRY(position, name, type) {Table::GL, position, "gl" #name},
-#define UTIL_EGL_ENTRY(position, name, type) {Table::EGL, position, "egl" #name},
-    static const std::vector<DispatchEntry> s_entries{UTIL_GL_ENTRY_POINTS(UTIL_GL_ENTRY)
-                                                          UTIL_EGL_ENTRY_POINTS(UTIL_EGL_ENTRY)};
-#undef UTIL_GL_ENTRY
-#undef UTIL_EGL_ENTRY
-    return s_entries;
-}
-
-WithheldEntry::WithheldEntry(std::string_view name) : WithheldEntry(Find(name).first, Find(name).second) {}
-
-WithheldEntry::WithheldEntry(Table table, std::size_t position) : m_table(table), m_position(position)
-{
-    ++ChangesOf(table).withheld.at(position);
-}
-
-WithheldEntry::~WithheldEntry()
-{
-    --ChangesOf(m_table).withheld[m_position];
-}
-
-OfferedVersion::OfferedVersion(int version) : m_previous(std::exchange(s_version, version)) {}
-
-OfferedVersion::~OfferedVersion()
-{
-    s_version = m_previous;
+#define UTIL_GL_NAME(position, name, type) "gl" #name,
+#define UTIL_EGL_NAME(position, name, type) "egl" #name,
+    static const std::vector<std::string> s_names{UTIL_GL_ENTRY_POINTS(UTIL_GL_NAME)
+                                                      UTIL_EGL_ENTRY_POINTS(UTIL_EGL_NAME)};
+#undef UTIL_GL_NAME
+#undef UTIL_EGL_NAME
+    return s_names;
 }
 
 void* ExchangeEntry(Table table, std::size_t position, void* function)
 {
-    return std::exchange(ChangesOf(table).replacements.at(position), function);
+    return std::exchange(s_changes[table == Table::EGL ? 1 : 0].at(position), function);
 }
 
-CallRecorder::CallRecorder()
+WithheldEntry::WithheldEntry(std::string_view name)
 {
-    if (s_calls) {
-        throw std::logic_error("another recorder is at work");
+    const auto find = [&](Table table, const auto& names) {
+        const auto is = [name](const char* candidate) { return candidate && name == candidate; };
+        const auto found = std::ranges::find_if(names, is);
+        m_table = table;
+        m_position = static_cast<std::size_t>(found - names.begin());
+        return found != names.end();
+    };
+    if (!find(Table::GL, Core::GLESNames) && !find(Table::EGL, Core::EGLNames)) {
+        throw std::out_of_range("no such function in the dispatch tables: " + std::string(name));
     }
-    s_calls = &m_calls;
+    m_previous = ExchangeEntry(m_table, m_position, &s_withheld);
 }
 
-CallRecorder::~CallRecorder()
+OfferedVersion::OfferedVersion(int version)
+{
+    s_version = version;
+}
+
+OfferedVersion::~OfferedVersion()
+{
+    s_version = 0;
+}
+
+CallCounter::CallCounter()
+{
+    s_calls = &m_count;
+}
+
+CallCounter::~CallCounter()
 {
     s_calls = nullptr;
-}
-
-std::size_t CallRecorder::CountGL() const
-{
-    return static_cast<std::size_t>(
-        std::ranges::count_if(m_calls, [](const Call& call) { return call.name.starts_with("gl"); }));
 }
 
 } // namespace TestSupport

@@ -2,7 +2,6 @@
 
 #include "Util/GLDispatch.h"
 
-#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -27,39 +26,31 @@ inline constexpr Table TableOf = Table::GL;
 template <>
 inline constexpr Table TableOf<&Core::KHRLayer::EGLProc> = Table::EGL;
 
-/// One function that the library knows.
-struct DispatchEntry
-{
-    Table table;
-    std::size_t position;
-    std::string name; ///< with its prefix: "glReadPixels"
-};
+/// Every function that the library may call: "glReadPixels" and the like.
+const std::vector<std::string>& DispatchNames();
 
-/// Every function that the library may call, GL before EGL, each in the order of its table.
-const std::vector<DispatchEntry>& DispatchEntries();
+/// Puts another function in an entry's place and returns the one that was there.
+///
+/// @param function  null for the driver's own
+void* ExchangeEntry(Table table, std::size_t position, void* function);
 
-/// Makes an entry null. The same entry may be withheld more than once.
+/// Makes an entry null.
 class [[nodiscard]] WithheldEntry
 {
 public:
     /// @throws std::out_of_range where neither table has a function of that name
     explicit WithheldEntry(std::string_view name);
-    WithheldEntry(Table table, std::size_t position);
-    template <void* const* (*Accessor)(), std::size_t Position, typename Function>
-    explicit WithheldEntry(const Util::EntryPoint<Accessor, Position, Function>& /*entry*/)
-        : WithheldEntry(TableOf<Accessor>, Position)
-    {}
     WithheldEntry(const WithheldEntry&) = delete;
     WithheldEntry& operator=(const WithheldEntry&) = delete;
-    ~WithheldEntry();
+    ~WithheldEntry() { ExchangeEntry(m_table, m_position, m_previous); }
 
 private:
-    Table m_table;
-    std::size_t m_position;
+    Table m_table = Table::GL;
+    std::size_t m_position = 0;
+    void* m_previous = nullptr;
 };
 
 /// Gives the library the table of an earlier version than the context's, e.g. 20: what is newer is null.
-/// 0 is the table where no context is current.
 class [[nodiscard]] OfferedVersion
 {
 public:
@@ -67,15 +58,7 @@ public:
     OfferedVersion(const OfferedVersion&) = delete;
     OfferedVersion& operator=(const OfferedVersion&) = delete;
     ~OfferedVersion();
-
-private:
-    int m_previous;
 };
-
-/// Puts another function in an entry's place and returns the one that was there.
-///
-/// @param function  null for the driver's own
-void* ExchangeEntry(Table table, std::size_t position, void* function);
 
 /// Puts a function of the test's own in an entry's place. It may call the driver's by its plain name:
 ///
@@ -112,32 +95,20 @@ private:
     void* m_previousEntry;
 };
 
-/// One call that the library made.
-struct Call
-{
-    std::string name; ///< with its prefix: "glReadPixels"
-
-    /// Integers and enumerants by value, pointers by address.
-    std::vector<std::int64_t> arguments;
-};
-
-/// Notes every call of the library, then lets it go on to the driver or the replacement. One at a time.
-class [[nodiscard]] CallRecorder
+/// Counts the calls that the library makes through the GL table, and lets each go on to the driver or the
+/// replacement. One at a time, on one thread.
+class [[nodiscard]] CallCounter
 {
 public:
-    CallRecorder();
-    CallRecorder(const CallRecorder&) = delete;
-    CallRecorder& operator=(const CallRecorder&) = delete;
-    ~CallRecorder();
+    CallCounter();
+    CallCounter(const CallCounter&) = delete;
+    CallCounter& operator=(const CallCounter&) = delete;
+    ~CallCounter();
 
-    /// In the order made. Calls of several threads are all noted; read them when these have ended.
-    [[nodiscard]] const std::vector<Call>& Calls() const { return m_calls; }
-
-    /// Calls through the GL table, without those through the EGL table.
-    [[nodiscard]] std::size_t CountGL() const;
+    [[nodiscard]] std::size_t Count() const { return m_count; }
 
 private:
-    std::vector<Call> m_calls;
+    std::size_t m_count = 0;
 };
 
 } // namespace TestSupport
