@@ -1,4 +1,5 @@
 #include "support/CaptureFixture.h"
+#include "support/DriverFaults.h"
 #include "support/GLContext.h"
 #include "support/GLState.h"
 #include "support/Scene.h"
@@ -95,8 +96,15 @@ TEST_F(ThumbnailTest, AnSrgbSourceLooksTheSameAtBothSizes)
 TEST_F(ThumbnailTest, ADarkSrgbWindowStaysAsDark)
 {
     for (const int alphaBits : {8, 0}) {
-        const GLContext context(
-            {.width = 64, .height = 48, .alphaBits = alphaBits, .samples = 4, .isSrgb = true});
+        const GLContext::Options options{
+            .width = 64, .height = 48, .alphaBits = alphaBits, .samples = 4, .isSrgb = true};
+        if (!GLContext::IsOffered(options)) {
+            GTEST_SKIP() << "the driver has no such surface";
+        }
+        const GLContext context(options);
+        if (!ReadsPixels()) {
+            GTEST_SKIP() << "the driver does not read multisampled surfaces";
+        }
         glClearColor(0.0012F, 0.0025F, 0.0045F, 1.0F);
         glClear(GL_COLOR_BUFFER_BIT);
         for (const bool isThumbnail : {false, true}) {
@@ -231,6 +239,9 @@ TEST_F(ThumbnailTest, ABlitThatFailsGivesTheFullSize)
             SCOPED_TRACE("blit " + std::to_string(failing) + ", samples " + std::to_string(samples));
             RemoveFiles();
             const GLContext context({.width = 64, .height = 48, .samples = samples});
+            if (!ReadsPixels()) {
+                continue;
+            }
             DrawQuadrants(64, 48);
             const GLState before = GLState::Now();
             int blits = 0;
@@ -262,18 +273,11 @@ TEST_F(ThumbnailTest, TheBaseViewOfEveryBuffer)
     }
     for (const int baseView : {0, 2}) {
         NewFramebuffer();
-        Multiview(GL_DEPTH24_STENCIL8, baseView).attach(GL_DEPTH_STENCIL_ATTACHMENT);
-        Multiview(GL_RGBA8, baseView).attach(GL_COLOR_ATTACHMENT0);
-        GLint framebuffer = 0;
-        GLint texture = 0;
-        glGetIntegerv(GL_FRAMEBUFFER_BINDING, &framebuffer);
-        glGetIntegerv(GL_TEXTURE_BINDING_2D_ARRAY, &texture);
+        Layer(GL_TEXTURE_2D_ARRAY, GL_RGBA8, baseView).attach(GL_COLOR_ATTACHMENT0);
+        Layer(GL_TEXTURE_2D_ARRAY, GL_DEPTH24_STENCIL8, baseView).attach(GL_DEPTH_STENCIL_ATTACHMENT);
         DrawQuadrants(SourceWidth, SourceHeight);
-        NewFramebuffer(); // the other view's own picture
-        glFramebufferTextureLayer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, static_cast<GLuint>(texture), 0,
-                                  baseView + 1);
-        glClear(GL_COLOR_BUFFER_BIT);
-        glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(framebuffer));
+        AttachViews(GL_COLOR_ATTACHMENT0, baseView);
+        AttachViews(GL_DEPTH_STENCIL_ATTACHMENT, baseView);
         FailOnMessages();
         for (const Kind kind : AllKinds) {
             SCOPED_TRACE(std::to_string(baseView) + ", kind " + std::to_string(static_cast<int>(kind)));

@@ -74,4 +74,11 @@ bool CopiesRight(Kind kind, int width, int height, const std::array<Pixel, 4>& e
     return isRight;
 }
 
+bool ReadsPixels()
+{
+    Pixel pixel{};
+    glReadPixels(0, 0, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixel.data());
+    return glGetError() == GL_NO_ERROR;
+}
+
 } // namespace TestSupport

@@ -14,4 +14,8 @@ namespace TestSupport {
 /// @return true as well where the driver refuses the copy, which is not wrong
 bool CopiesRight(Kind kind, int width, int height, const std::array<Pixel, 4>& expected, int divisor);
 
+/// Whether the driver reads the colour of the framebuffer bound for reading, asked by GL alone. Some refuse a
+/// multisampled pixel buffer surface, others read the first of several views.
+bool ReadsPixels();
+
 } // namespace TestSupport

@@ -77,29 +77,32 @@ EGLConfig FindConfig(EGLDisplay display, const GLContext::Options& options)
     return config == configs.end() ? nullptr : *config;
 }
 
+EGLSurface MakeSurface(EGLDisplay display, EGLConfig config, const GLContext::Options& options)
+{
+    const EGLint attributes[] = {
+        EGL_WIDTH,      options.width,     EGL_HEIGHT,
+        options.height, EGL_GL_COLORSPACE, options.isSrgb ? EGL_GL_COLORSPACE_SRGB : EGL_GL_COLORSPACE_LINEAR,
+        EGL_NONE};
+    return config ? eglCreatePbufferSurface(display, config, attributes) : EGL_NO_SURFACE;
+}
+
 } // namespace
 
 bool GLContext::IsOffered(const Options& options)
 {
-    return FindConfig(TheDisplay(), options) != nullptr;
+    auto* const surface = MakeSurface(TheDisplay(), FindConfig(TheDisplay(), options), options);
+    return surface != EGL_NO_SURFACE && eglDestroySurface(TheDisplay(), surface);
 }
 
 GLContext::GLContext(const Options& options) : m_display(TheDisplay())
 {
     auto* const config = FindConfig(m_display, options);
-    if (!config) {
-        throw std::runtime_error("the driver has no pixel buffer surface with these bits");
+    m_surface = MakeSurface(m_display, config, options);
+    if (m_surface == EGL_NO_SURFACE) {
+        Fail("eglCreatePbufferSurface");
     }
     if (!eglBindAPI(EGL_OPENGL_ES_API)) {
         Fail("eglBindAPI");
-    }
-    const EGLint size[] = {
-        EGL_WIDTH,      options.width,     EGL_HEIGHT,
-        options.height, EGL_GL_COLORSPACE, options.isSrgb ? EGL_GL_COLORSPACE_SRGB : EGL_GL_COLORSPACE_LINEAR,
-        EGL_NONE};
-    m_surface = eglCreatePbufferSurface(m_display, config, size);
-    if (m_surface == EGL_NO_SURFACE) {
-        Fail("eglCreatePbufferSurface");
     }
     const EGLint version[] = {EGL_CONTEXT_MAJOR_VERSION,
                               3,

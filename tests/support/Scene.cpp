@@ -95,15 +95,14 @@ Source MultisampleLayer(GLenum format, int samples, int layer)
             }};
 }
 
-Source Multiview(GLenum format, int baseView)
+void AttachViews(GLenum point, int baseView)
 {
-    return {"views of layer " + std::to_string(baseView), SourceWidth, SourceHeight, [=](GLenum point) {
-                const GLuint texture = NewTexture(GL_TEXTURE_2D_ARRAY);
-                glTexStorage3D(GL_TEXTURE_2D_ARRAY, 1, format, SourceWidth, SourceHeight, 4);
-                const auto attach = reinterpret_cast<PFNGLFRAMEBUFFERTEXTUREMULTIVIEWOVRPROC>(
-                    eglGetProcAddress("glFramebufferTextureMultiviewOVR"));
-                attach(GL_DRAW_FRAMEBUFFER, point, texture, 0, baseView, 2);
-            }};
+    GLint texture = 0;
+    glGetFramebufferAttachmentParameteriv(GL_DRAW_FRAMEBUFFER, point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME,
+                                          &texture);
+    const auto attach = reinterpret_cast<PFNGLFRAMEBUFFERTEXTUREMULTIVIEWOVRPROC>(
+        eglGetProcAddress("glFramebufferTextureMultiviewOVR"));
+    attach(GL_DRAW_FRAMEBUFFER, point, static_cast<GLuint>(texture), 0, baseView, 2);
 }
 
 void MakeStateHostile()

@@ -47,8 +47,9 @@ Source Renderbuffer(GLenum format, int samples = 0);
 Source MultisampleTexture(GLenum format, int samples);
 Source MultisampleLayer(GLenum format, int samples, int layer);
 
-/// Two views of `GL_OVR_multiview`, layers of an array from `baseView` on. What is drawn goes into both.
-Source Multiview(GLenum format, int baseView);
+/// Attaches two views of `GL_OVR_multiview`, from `baseView` on, of the array of which a layer is attached.
+/// Draw before: Mesa 25 crashes on a clear of several views.
+void AttachViews(GLenum point, int baseView);
 
 /// Turns everything against a capture that an application could have left behind: pack state, samplers,
 /// masks, tests, an active transform feedback, attributes that cannot be set anew, a read buffer of nothing.
