@@ -29,6 +29,7 @@ using testing::ElementsAre;
 
 std::vector<std::string> s_told;
 void (*s_callInDriver)() = nullptr; ///< what the driver calls in turn
+std::uintptr_t s_result = EGL_TRUE; ///< what it returns
 
 template <typename Value>
 std::string Text(Value value)
@@ -73,7 +74,7 @@ struct Typed<Prototype, Result (*)(Arguments...)>
         if (s_callInDriver) {
             s_callInDriver();
         }
-        return FromNumber<Result>(EGL_TRUE);
+        return FromNumber<Result>(s_result);
     }
 
     static void Call(void* function)
@@ -100,8 +101,13 @@ const std::vector<Function>& Functions()
 {
 #define EXPORTED(name, count, observer) Typed<&(name)>::Describe(#name, reinterpret_cast<void*>(&(name))),
 #define LOOKED_UP(name, observer) Typed<&(name)>::Describe(#name, nullptr),
-    static const std::vector<Function> s_functions{SWAP_FUNCTIONS(EXPORTED, LOOKED_UP) ERROR_FUNCTIONS(
-        EXPORTED, LOOKED_UP) TARGET_FUNCTIONS(EXPORTED, LOOKED_UP)};
+    // clang-format off
+    static const std::vector<Function> s_functions{
+        ERROR_FUNCTIONS(EXPORTED, LOOKED_UP)
+        SURFACE_FUNCTIONS(EXPORTED, LOOKED_UP)
+        SWAP_FUNCTIONS(EXPORTED, LOOKED_UP)
+        TARGET_FUNCTIONS(EXPORTED, LOOKED_UP)};
+    // clang-format on
     return s_functions;
 }
 
@@ -114,7 +120,7 @@ const Function& Find(const std::string& name)
 void CallHook(const std::string& name)
 {
     const Function& function = Find(name);
-    for (const auto rows : {SwapFunctions(), ErrorFunctions(), TargetFunctions()}) {
+    for (const auto rows : {ErrorFunctions(), SurfaceFunctions(), SwapFunctions(), TargetFunctions()}) {
         for (const HookedFunction& row : rows) {
             if (row.name == name) {
                 function.call(row.hookFor(function.inDriver));
@@ -132,6 +138,19 @@ CaptureAnswer BeforeSwap(const CaptureContext*, EGLDisplay display, EGLSurface s
 void AfterSwap()
 {
     s_told.emplace_back("after swap");
+}
+
+CaptureAnswer AfterWindowSurface(const CaptureContext*, EGLDisplay display, EGLSurface surface,
+                                 std::uintptr_t window)
+{
+    s_told.push_back("made" + Text(display) + Text(surface) + Text(window));
+    return {};
+}
+
+CaptureAnswer BeforeSurfaceIsDestroyed(const CaptureContext*, EGLDisplay display, EGLSurface surface)
+{
+    s_told.push_back("destroyed" + Text(display) + Text(surface));
+    return {};
 }
 
 std::string Describe(const TargetEvent& event)
@@ -198,6 +217,34 @@ TEST(HookedFunctions, TellWhatBecomesOfATarget)
     }
 }
 
+TEST(HookedFunctions, TellWhichWindowASurfaceIsMadeForAndThatOneIsDestroyed)
+{
+    s_told.clear();
+    CallHook("eglCreateWindowSurface");
+    CallHook("eglDestroySurface");
+    EXPECT_THAT(s_told, ElementsAre("eglCreateWindowSurface 1 2 3 4", "made 1 1 3", "destroyed 1 2",
+                                    "eglDestroySurface 1 2"));
+
+    // A window of X is told by where its number is.
+    const unsigned long x11 = 77;
+    const std::uint32_t xcb = 88;
+    struct
+    {
+        EGLenum platform;
+        const void* window;
+        std::uintptr_t told;
+    } const rows[]{{EGL_PLATFORM_WAYLAND_KHR, &x11, reinterpret_cast<std::uintptr_t>(&x11)},
+                   {EGL_PLATFORM_X11_KHR, &x11, 77},
+                   {EGL_PLATFORM_XCB_EXT, &xcb, 88}};
+    for (const auto& [platform, window, told] : rows) {
+        s_result = platform; // so that each has a display of its own
+        const EGLDisplay display = eglGetPlatformDisplay(platform, nullptr, nullptr);
+        eglCreatePlatformWindowSurface(display, nullptr, const_cast<void*>(window), nullptr);
+        EXPECT_EQ(s_told.back(), "made" + Text(display) + Text(s_result) + Text(told));
+    }
+    s_result = EGL_TRUE;
+}
+
 TEST(HookedFunctions, ObserveTheProgramsCallsButNotTheDriversOwn)
 {
     s_told.clear();
@@ -216,8 +263,14 @@ TEST(HookedFunctions, ObserveTheProgramsCallsButNotTheDriversOwn)
 
 const CaptureLibrary& OpenCaptureLibrary() noexcept
 {
-    static constexpr CaptureLibrary Library{&BeforeSwap, &AfterSwap, &CaptureTargetIfLeft};
+    static constexpr CaptureLibrary Library{&BeforeSwap, &AfterSwap, &AfterWindowSurface,
+                                            &BeforeSurfaceIsDestroyed, &CaptureTargetIfLeft};
     return Library;
+}
+
+bool IsCaptureLibraryOpen() noexcept
+{
+    return true;
 }
 
 CaptureContext ContextOf(void* driverFunction) noexcept

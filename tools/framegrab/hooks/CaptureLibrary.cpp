@@ -5,6 +5,7 @@
 #include "hooks/Targets.h"
 #include "shared/SessionRecords.h"
 
+#include <atomic>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -18,6 +19,7 @@ namespace {
 
 char s_session[PATH_MAX]; ///< the session's folder; empty when the process is not part of one
 CaptureLibrary s_library{};
+std::atomic<bool> s_isOpen{false};
 
 /// @return false when the path is too long
 bool FindBesideThisLibrary(char (&path)[PATH_MAX])
@@ -52,7 +54,10 @@ void Open()
     };
     find(s_library.beforeSwap, BeforeSwapName);
     find(s_library.afterSwap, AfterSwapName);
+    find(s_library.afterWindowSurface, AfterWindowSurfaceName);
+    find(s_library.beforeSurfaceIsDestroyed, BeforeSurfaceIsDestroyedName);
     find(s_library.captureTargetIfLeft, CaptureTargetIfLeftName);
+    s_isOpen = true;
 }
 
 __attribute__((constructor)) void OnLoad()
@@ -72,6 +77,11 @@ const CaptureLibrary& OpenCaptureLibrary() noexcept
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     pthread_once(&once, &Open);
     return s_library;
+}
+
+bool IsCaptureLibraryOpen() noexcept
+{
+    return s_isOpen;
 }
 
 void SayToUser(const char* text) noexcept

@@ -10,11 +10,16 @@ struct CaptureLibrary
 {
     BeforeSwapFunction beforeSwap;
     AfterSwapFunction afterSwap;
+    AfterWindowSurfaceFunction afterWindowSurface;
+    BeforeSurfaceIsDestroyedFunction beforeSurfaceIsDestroyed;
     CaptureTargetIfLeftFunction captureTargetIfLeft;
 };
 
 /// Opens the capture library on the first call.
 const CaptureLibrary& OpenCaptureLibrary() noexcept;
+
+/// @return whether that call has been
+bool IsCaptureLibraryOpen() noexcept;
 
 /// Lets framegrab say something to its user, if the process runs under it.
 void SayToUser(const char* text) noexcept;

@@ -15,6 +15,14 @@
     EXPORTED(eglSwapBuffersWithDamageKHR, 4, Swap)                                                           \
     EXPORTED(eglSwapBuffersWithDamageEXT, 4, Swap)
 
+#define SURFACE_FUNCTIONS(EXPORTED, LOOKED_UP)                                                               \
+    EXPORTED(eglGetPlatformDisplay, 3, DisplayQuery)                                                         \
+    LOOKED_UP(eglGetPlatformDisplayEXT, DisplayQuery)                                                        \
+    EXPORTED(eglCreateWindowSurface, 4, WindowSurfaceCreation)                                               \
+    EXPORTED(eglCreatePlatformWindowSurface, 4, WindowSurfaceCreation)                                       \
+    LOOKED_UP(eglCreatePlatformWindowSurfaceEXT, WindowSurfaceCreation)                                      \
+    EXPORTED(eglDestroySurface, 2, SurfaceDestruction)
+
 #define GLX_FUNCTIONS(EXPORTED, LOOKED_UP) EXPORTED(glXSwapBuffers, 2, SwapThroughGLX)
 
 #define ERROR_FUNCTIONS(EXPORTED, LOOKED_UP) EXPORTED(glGetError, 0, ErrorQuery)

@@ -24,7 +24,8 @@ namespace {
 const HookedFunction* FindHooked(const char* name) noexcept
 {
     for (const std::span<const HookedFunction> functions :
-         {LookupFunctions(), SwapFunctions(), GLXFunctions(), ErrorFunctions(), TargetFunctions()}) {
+         {LookupFunctions(), SwapFunctions(), SurfaceFunctions(), GLXFunctions(), ErrorFunctions(),
+          TargetFunctions()}) {
         for (const HookedFunction& function : functions) {
             if (std::strcmp(function.name, name) == 0) {
                 return &function;

@@ -19,6 +19,7 @@ struct HookedFunction
 
 std::span<const HookedFunction> LookupFunctions() noexcept;
 std::span<const HookedFunction> SwapFunctions() noexcept;
+std::span<const HookedFunction> SurfaceFunctions() noexcept;
 std::span<const HookedFunction> GLXFunctions() noexcept;
 std::span<const HookedFunction> ErrorFunctions() noexcept;
 std::span<const HookedFunction> TargetFunctions() noexcept; ///< none in the library without hooks for targets

@@ -49,6 +49,17 @@ inline constexpr const char* BeforeSwapName = "FramegrabBeforeSwap";
 using AfterSwapFunction = void (*)();
 inline constexpr const char* AfterSwapName = "FramegrabAfterSwap";
 
+/// Learns that a surface was made for a native window: the window's first one, or one in place of the last.
+///
+/// The window is told by its number or its address.
+using AfterWindowSurfaceFunction = CaptureAnswer (*)(const CaptureContext*, EGLDisplay, EGLSurface,
+                                                     std::uintptr_t window);
+inline constexpr const char* AfterWindowSurfaceName = "FramegrabAfterWindowSurface";
+
+/// Learns that a surface's handle may soon be another surface's.
+using BeforeSurfaceIsDestroyedFunction = CaptureAnswer (*)(const CaptureContext*, EGLDisplay, EGLSurface);
+inline constexpr const char* BeforeSurfaceIsDestroyedName = "FramegrabBeforeSurfaceIsDestroyed";
+
 /// What the program is about to do to a framebuffer object that it has drawn into.
 struct TargetEvent
 {
