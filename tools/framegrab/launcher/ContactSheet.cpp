@@ -1,13 +1,17 @@
 #include "launcher/ContactSheet.h"
 
+#include "launcher/Text.h"
+
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+#include <tuple>
 
 namespace Framegrab {
 
@@ -16,9 +20,8 @@ namespace {
 /// By this the page is told from one that somebody else has put there.
 constexpr std::string_view Generator = R"(<meta name="generator" content="framegrab">)";
 
-/// The frame around a picture is dark whatever the colours of the page: what is transparent shows it, and
-/// pictures are judged before the same background by day and by night. Narrow windows get as many pictures
-/// beside each other as have room, instead of a table.
+/// The frame around a picture is dark whatever the colours of the page: pictures are judged before the same
+/// background by day and by night. What is transparent shows the squares of it.
 constexpr std::string_view Style = R"(
 :root {
 color-scheme: light dark;
@@ -30,8 +33,13 @@ color-scheme: light dark;
 body { margin: 0; padding: 1rem; font: 1rem/1.4 system-ui, sans-serif; }
 body { background: var(--page); color: var(--text); }
 h1 { margin: 0; font-size: 1.4rem; overflow-wrap: anywhere; }
+h2 { margin: 1.5rem 0 .3rem; font-size: 1.1rem; }
 h1 + p { margin: .2rem 0 1rem; color: var(--faint); }
 .note { font-weight: 600; overflow-wrap: anywhere; }
+.legend { display: flex; flex-wrap: wrap; gap: .2rem .8rem; margin: .3rem 0; padding: 0; list-style: none; }
+.legend li { font-size: .8rem; font-variant-numeric: tabular-nums; }
+.legend span { display: inline-block; width: .8rem; height: .8rem; margin-right: .3rem; vertical-align: -.1rem; }
+.legend span { border: 1px solid var(--line); }
 a { color: var(--link); }
 table { border-collapse: collapse; table-layout: fixed; width: 100%; }
 thead th { position: sticky; top: 0; z-index: 1; background: var(--page); text-align: left; }
@@ -39,101 +47,38 @@ th, td { padding: .5rem; border-bottom: 1px solid var(--line); vertical-align: t
 th:first-child { width: 5rem; }
 th[scope=row] { text-align: left; font-variant-numeric: tabular-nums; }
 th[scope=row] a { color: inherit; text-decoration: none; }
-th small { display: block; font-weight: 400; color: var(--faint); }
-td > a { display: block; width: fit-content; background: #1e1e1e; border: 1px solid var(--line); }
+td > a { display: block; width: fit-content; border: 1px solid var(--line); }
+td > a { background: repeating-conic-gradient(#2b2b2b 0 25%, #454545 0 50%) 0 0 / 16px 16px; }
 td > a:focus-visible, td > a:hover { outline: 3px solid var(--link); }
 img { display: block; max-width: 100%; height: auto; }
 td p { margin: .3rem 0 0; font-size: .8rem; color: var(--faint); overflow-wrap: anywhere; }
 td b { display: none; color: var(--text); }
-@media (max-width: 45rem) {
-table, tbody { display: block; min-width: 0 !important; }
-thead, td:empty { display: none; }
-tr { display: grid; grid-template-columns: repeat(auto-fill, minmax(9rem, 1fr)); gap: .75rem; }
-tr { padding: 0 0 1rem; }
-th, td { padding: 0; border: 0; min-width: 0; }
-th[scope=row] { grid-column: 1 / -1; width: auto; padding-top: .5rem; border-top: 1px solid var(--line); }
-th small { display: inline; }
-th[scope=row] a::before { content: "Frame "; }
-td b { display: block; }
-}
+td em { font-style: normal; font-weight: 600; color: var(--text); }
 )";
 
-/// @return bytes of the UTF-8 character that a text begins with; 0 where there is none
-/// @see RFC 3629, section 4
-std::size_t SizeOfCharacter(std::string_view text)
-{
-    const auto byte = [&](std::size_t i) {
-        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
-    };
-    const std::size_t size = byte(0) < 0x80   ? 1
-                             : byte(0) < 0xC2 ? 0
-                             : byte(0) < 0xE0 ? 2
-                             : byte(0) < 0xF0 ? 3
-                                              : 4;
-    const bool isOutside = byte(0) > 0xF4 || (byte(0) == 0xE0 && byte(1) < 0xA0) ||
-                           (byte(0) == 0xED && byte(1) > 0x9F) || (byte(0) == 0xF0 && byte(1) < 0x90) ||
-                           (byte(0) == 0xF4 && byte(1) > 0x8F);
-    for (std::size_t i = 1; i < size; ++i) {
-        if ((byte(i) & 0xC0U) != 0x80) {
-            return 0;
-        }
-    }
-    return isOutside ? 0 : size;
-}
+/// Where there is no room for a table, because the window is narrow or a frame has very many pictures, a row has
+/// as many pictures beside each other as fit. `@` stands for the tables.
+constexpr std::string_view WrappedStyle = R"(
+@, @ tbody { display: block; min-width: 0 !important; max-width: none !important; }
+@ thead, @ td:empty { display: none; }
+@ tr { display: grid; grid-template-columns: repeat(auto-fill, minmax(9rem, 1fr)); gap: .75rem; }
+@ tr { padding: 0 0 1rem; }
+@ th, @ td { padding: 0; border: 0; min-width: 0; }
+@ th[scope=row] { grid-column: 1 / -1; width: auto; padding-top: .5rem; border-top: 1px solid var(--line); }
+@ th[scope=row] a::before { content: "Frame "; }
+@ td b { display: block; }
+)";
 
-/// @return a text for the content of an element or a quoted attribute; what HTML cannot hold is U+FFFD
-std::string Escaped(std::string_view text)
-{
-    constexpr std::string_view Special = "&<>\"'";
-    std::string html;
-    while (!text.empty()) {
-        const std::size_t size = SizeOfCharacter(text);
-        const auto first = static_cast<unsigned char>(text.front());
-        if (size == 0 || (first < 0x20 && first != '\t' && first != '\n') || first == 0x7F) {
-            html += "\xEF\xBF\xBD";
-        } else if (Special.find(text.front()) != std::string_view::npos) {
-            html += "&#" + std::to_string(first) + ";";
-        } else {
-            html += text.substr(0, size);
-        }
-        text.remove_prefix(std::max<std::size_t>(size, 1));
-    }
-    return html;
-}
+/// More columns than this are no table any more.
+constexpr std::size_t MostColumns = 16;
 
-/// @return a path as part of an address
-/// @see RFC 3986, section 2
-std::string Encoded(std::string_view path)
+std::string WrappedStyleOf(std::string_view tables)
 {
-    constexpr std::string_view Hex = "0123456789ABCDEF";
-    std::string url;
-    for (const char character : path) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (byte < 0x80 && (std::isalnum(byte) != 0 || std::strchr("-._~/", character))) {
-            url += character;
-        } else {
-            url += {'%', Hex[byte >> 4U], Hex[byte & 15U]};
-        }
+    std::string style;
+    for (const char character : WrappedStyle) {
+        style += character == '@' ? std::string(tables) : std::string(1, character);
     }
-    return url;
-}
-
-std::string Count(std::uint64_t count, const std::string& thing)
-{
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
-/// @return a size with two digits at least, e.g. "45 kB" and "1.2 MB"
-std::string Bytes(std::uint64_t bytes)
-{
-    std::size_t unit = 0;
-    std::uint64_t tenths = bytes * 10;
-    constexpr std::array<const char*, 5> Units{"bytes", "kB", "MB", "GB", "TB"};
-    for (; tenths >= 10000 && unit + 1 < Units.size(); ++unit) {
-        tenths = (tenths + 500) / 1000;
-    }
-    const std::string fraction = unit > 0 && tenths < 100 ? "." + std::to_string(tenths % 10) : "";
-    return std::to_string(tenths / 10) + fraction + "\u00A0" + Units[unit];
+    return style;
 }
 
 std::string Upper(std::string text)
@@ -141,6 +86,47 @@ std::string Upper(std::string text)
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char character) { return static_cast<char>(std::toupper(character)); });
     return text;
+}
+
+std::string SizeText(const ImageFile& image)
+{
+    return std::to_string(image.width) + " × " + std::to_string(image.height);
+}
+
+/// @return e.g. "7", "7, 0, 1"; without the zeros at the end
+std::string IntegersText(const Integers& integers)
+{
+    std::size_t count = integers.size();
+    while (count > 1 && integers[count - 1] == 0) {
+        --count;
+    }
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        text += (i == 0 ? "" : ", ") + std::to_string(integers[i]);
+    }
+    return text;
+}
+
+std::string LegendOf(const char* title, const Legend& legend)
+{
+    if (legend.empty()) {
+        return "";
+    }
+    std::ostringstream html;
+    html << "<h2>" << title << "</h2>\n<ul class=\"legend\">";
+    for (const Integers& integers : legend) {
+        html << R"(<li><span style="background: #)" << std::hex << std::setfill('0');
+        const Rgba color = ColorOf(integers);
+        for (std::size_t i = 0; i < 3; ++i) {
+            html << std::setw(2) << unsigned{color[i]};
+        }
+        html << R"("></span>)" << IntegersText(integers) << "</li>";
+    }
+    html << "</ul>\n";
+    if (legend.size() >= MostInLegend) {
+        html << "<p>Further ones have colors as well.</p>\n";
+    }
+    return html.str();
 }
 
 /// @return whether a file is missing or is a page from here
@@ -161,116 +147,178 @@ bool CanBeReplaced(const std::string& path)
 
 } // namespace
 
-void ContactSheet::Add(const Picture& picture, const std::string& name, const ImageFile& image)
+void ContactSheet::Add(const PictureFile& file)
 {
-    Row& row = RowOf(picture);
-    const std::size_t column = ColumnOf(ImageName(picture), row);
+    const Picture& picture = file.picture;
+    Section& section = m_sections[{picture.process, picture.surface}];
+    Row& row = section.RowOf(picture);
+    const std::size_t column = section.ColumnOf(ImageName(picture), row);
 
     auto cell = std::find_if(row.cells.begin(), row.cells.end(),
                              [&](const Cell& other) { return other.column == column; });
     if (cell == row.cells.end()) {
-        cell = row.cells.insert(
-            cell,
-            Cell{.column = column, .format = picture.format.ToString(), .picture = {}, .thumbnail = {}});
+        cell = row.cells.insert(cell, Cell{.column = column});
     }
-    (picture.isThumbnail ? cell->thumbnail : cell->picture) = File{name, image};
+    (picture.isThumbnail ? cell->thumbnail : cell->picture) = &file;
 }
 
-ContactSheet::Row& ContactSheet::RowOf(const Picture& picture)
+void ContactSheet::AddLegend(Buffer buffer, const Legend& legend)
 {
-    std::string name = FrameName(picture);
-    const auto [known, isNew] = m_rowIndices.emplace(name, m_rows.size());
-    if (!isNew) {
-        return m_rows[known->second];
+    Legend& known = buffer == Buffer::Stencil ? m_stencil : m_integers;
+    for (auto next = legend.begin(); next != legend.end() && known.size() < MostInLegend; ++next) {
+        known.insert(*next);
     }
-    m_rows.push_back(
-        {.name = std::move(name), .frame = picture.frame, .process = picture.process, .cells = {}});
-    return m_rows.back();
 }
 
-std::size_t ContactSheet::ColumnOf(std::string_view name, const Row& row)
+ContactSheet::Row& ContactSheet::Section::RowOf(const Picture& picture)
 {
-    const auto known = std::find(m_columns.begin(), m_columns.end(), name);
-    const auto column = static_cast<std::size_t>(known - m_columns.begin());
-    if (known == m_columns.end()) {
+    const auto [known, isNew] = rowIndices.emplace(picture.frame, rows.size());
+    if (isNew) {
+        rows.push_back({.picture = &picture, .cells = {}});
+    }
+    return rows[known->second];
+}
+
+std::size_t ContactSheet::Section::ColumnOf(const std::string& name, const Row& row)
+{
+    const auto [known, isNew] = columnIndices.emplace(name, columns.size());
+    if (isNew) {
         // A frame may have what those before it had not: its place is behind what the frame drew before.
-        const auto before = row.cells.empty()
-                                ? m_order.end()
-                                : std::find(m_order.begin(), m_order.end(), row.cells.back().column);
-        m_order.insert(row.cells.empty() ? m_order.begin() : before + 1, column);
-        m_columns.emplace_back(name);
+        const auto before =
+            row.cells.empty() ? order.end() : std::find(order.begin(), order.end(), row.cells.back().column);
+        order.insert(row.cells.empty() ? order.begin() : before + 1, columns.size());
+        columns.push_back(name);
     }
-    return column;
+    return known->second;
 }
 
 std::string ContactSheet::Summary() const
 {
+    std::uint64_t frames = 0;
     std::uint64_t pictures = 0;
     std::uint64_t bytes = 0;
-    for (const Row& row : m_rows) {
-        for (const Cell& cell : row.cells) {
-            ++pictures;
-            bytes += cell.picture.image.bytes + cell.thumbnail.image.bytes;
+    for (const auto& [key, section] : m_sections) {
+        frames += section.rows.size();
+        for (const Row& row : section.rows) {
+            for (const Cell& cell : row.cells) {
+                ++pictures;
+                bytes += cell.picture ? cell.picture->image.bytes : 0;
+                bytes += cell.thumbnail ? cell.thumbnail->image.bytes : 0;
+            }
         }
     }
-    return Count(m_rows.size(), "frame") + ", " + Count(pictures, "picture") + ", " + Bytes(bytes);
+    return Count(frames, "frame") + ", " + Count(pictures, "picture") + ", " + Bytes(bytes);
 }
 
-std::string ContactSheet::Html() const
+/// @return which window it is, and the sizes that it had
+std::string ContactSheet::Title(const Section& section) const
 {
-    const std::string program = Escaped(m_program);
-    std::string html = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n";
-    html.append(Generator).append(
-        "\n<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>");
-    html.append(program).append(": ").append(Count(m_rows.size(), "frame")).append("</title>\n<style>");
-    html.append(Style).append("</style>\n</head>\n<body>\n<h1>").append(program).append("</h1>\n<p>");
-    html.append(Summary()).append("</p>\n");
+    const Picture& first = *section.rows.front().picture;
+    std::string title =
+        first.process == 1 ? "Window" : "Process " + std::to_string(first.process) + ", window";
+    title += m_sections.size() > 1 ? " " + std::to_string(first.surface) : "";
+    std::string last;
+    for (const Row& row : section.rows) {
+        const auto cell = std::find_if(row.cells.begin(), row.cells.end(), [](const Cell& one) {
+            return one.picture && one.picture->picture.target == 0;
+        });
+        const std::string size = cell == row.cells.end() ? last : SizeText(cell->picture->image);
+        if (size != last) {
+            title += (last.empty() ? ": " : "; ") + size;
+            title += last.empty() ? "" : " from frame " + std::to_string(row.picture->frame);
+            last = size;
+        }
+    }
+    return title;
+}
+
+void ContactSheet::Print(std::ostream& html) const
+{
+    const std::string program = EscapedForHtml(m_program);
+    html << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+         << Generator << "\n<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>"
+         << program << ": " << Summary() << "</title>\n<style>" << Style << "@media (max-width: 45rem) {"
+         << WrappedStyleOf("table") << "}\n"
+         << WrappedStyleOf(".many") << "</style>\n</head>\n<body>\n<h1>" << program << "</h1>\n<p>"
+         << Summary() << "</p>\n";
     if (!m_note.empty()) {
-        html.append(R"(<p class="note">)").append(Escaped(m_note)).append("</p>\n");
+        html << R"(<p class="note">)" << EscapedForHtml(m_note) << "</p>\n";
     }
-    const std::string columns = std::to_string(m_columns.size());
-    html.append(R"(<table style="min-width: calc(5rem + )" + columns + " * 9rem); max-width: calc(6rem + " +
-                columns + " * 30rem)\">\n<thead>\n<tr><th scope=\"col\">Frame</th>");
-    for (const std::size_t column : m_order) {
-        html.append(R"(<th scope="col">)").append(Escaped(m_columns[column])).append("</th>");
+    html << LegendOf("Stencil values", m_stencil) << LegendOf("Integer colors", m_integers);
+    for (const auto& [key, section] : m_sections) {
+        PrintSection(html, section);
     }
-    html.append("</tr>\n</thead>\n<tbody>\n");
-    for (const Row& row : m_rows) {
-        html.append(HtmlOf(row));
-    }
-    return html.append("</tbody>\n</table>\n</body>\n</html>\n");
+    html << "</body>\n</html>\n";
 }
 
-std::string ContactSheet::HtmlOf(const Row& row) const
+void ContactSheet::PrintSection(std::ostream& html, const Section& section) const
 {
-    const std::string id = Escaped(row.name);
-    std::string html =
-        R"(<tr id=")" + id + R"("><th scope="row"><a href="#)" + Encoded(row.name) + R"(">)" +
-        std::to_string(row.frame) + "</a>" +
-        (row.process == 1 ? "" : " <small>process " + std::to_string(row.process) + "</small>") + "</th>\n";
-    for (const std::size_t column : m_order) {
-        const auto cell = std::find_if(row.cells.begin(), row.cells.end(),
-                                       [&](const Cell& other) { return other.column == column; });
-        html += "<td>" + (cell == row.cells.end() ? "" : HtmlOf(row, *cell)) + "</td>\n";
+    const std::size_t columns = section.columns.size();
+    html << "<h2>" << Title(section) << "</h2>\n<table";
+    if (columns > MostColumns) {
+        html << R"( class="many")";
+    } else {
+        html << R"( style="min-width: calc(5rem + )" << columns << " * 9rem); max-width: calc(6rem + "
+             << columns << " * 30rem)\"";
+    }
+    html << ">\n<thead>\n<tr><th scope=\"col\">Frame</th>";
+    for (const std::size_t column : section.order) {
+        html << R"(<th scope="col">)" << section.columns[column] << "</th>";
+    }
+    html << "</tr>\n</thead>\n<tbody>\n";
+    for (const Row& row : section.rows) {
+        html << RowHtml(section, row);
+    }
+    html << "</tbody>\n</table>\n";
+}
+
+std::string ContactSheet::RowHtml(const Section& section, const Row& row)
+{
+    std::vector<const Cell*> cells(section.columns.size());
+    for (const Cell& cell : row.cells) {
+        cells[cell.column] = &cell;
+    }
+    const std::string name = FrameName(*row.picture);
+    std::string html = R"(<tr id=")" + name + R"("><th scope="row"><a href="#)" + name + R"(">)" +
+                       std::to_string(row.picture->frame) + "</a></th>\n";
+    for (const std::size_t column : section.order) {
+        if (cells[column]) {
+            html += "<td>" + CellHtml(section.columns[column], *cells[column]) + "</td>\n";
+        } else if (section.columns.size() <= MostColumns) {
+            html += "<td></td>\n";
+        }
     }
     return html + "</tr>\n";
 }
 
-std::string ContactSheet::HtmlOf(const Row& row, const Cell& cell) const
+std::string ContactSheet::CellHtml(const std::string& column, const Cell& cell)
 {
-    const File& target = cell.picture.name.empty() ? cell.thumbnail : cell.picture;
-    const File& shown = cell.thumbnail.name.empty() ? cell.picture : cell.thumbnail;
-    const std::string label = Escaped(m_columns[cell.column]);
+    const PictureFile& linked = cell.Linked();
+    const PictureFile& shown = cell.Shown();
+    const Picture& picture = linked.picture;
+    const std::string format = picture.format.ToString();
     const std::string extension =
-        target.name.substr(std::min(target.name.rfind('.') + 1, target.name.size()));
-    return R"(<a href=")" + Encoded(target.name) + R"("><img src=")" + Encoded(shown.name) + R"(" width=")" +
-           std::to_string(shown.image.width) + R"(" height=")" + std::to_string(shown.image.height) +
-           R"(" alt="Frame )" + std::to_string(row.frame) +
-           (row.process == 1 ? "" : " of process " + std::to_string(row.process)) + ", " + label +
-           R"(" loading="lazy" decoding="async"></a><p><b>)" + label + "</b> " +
-           std::to_string(target.image.width) + " × " + std::to_string(target.image.height) +
-           (cell.format.empty() ? "" : ", " + Escaped(cell.format)) + ", " + Escaped(Upper(extension)) +
-           "\u00A0" + Bytes(target.image.bytes) + "</p>";
+        linked.name.substr(std::min(linked.name.rfind('.') + 1, linked.name.size()));
+    std::string html = R"(<a href=")" + EncodedForUrl(linked.name) + R"("><img src=")" +
+                       EncodedForUrl(shown.name) + R"(" width=")" + std::to_string(shown.image.width) +
+                       R"(" height=")" + std::to_string(shown.image.height) + R"(" alt="Frame )" +
+                       std::to_string(picture.frame) +
+                       (picture.process == 1 ? "" : " of process " + std::to_string(picture.process)) +
+                       (picture.surface == 1 ? "" : " of window " + std::to_string(picture.surface)) + ", " +
+                       column + R"(" loading="lazy" decoding="async"></a><p><b>)" + column + "</b> " +
+                       SizeText(linked.image) + (format.empty() ? "" : ", " + EscapedForHtml(format)) + ", " +
+                       EscapedForHtml(Upper(extension)) + "\u00A0" + Bytes(linked.image.bytes);
+    if (linked.depthRange) {
+        html += ", <em>" + Number(linked.depthRange->least) + " to " + Number(linked.depthRange->greatest) +
+                "</em>";
+    }
+    if (linked.largest > 1.0F) {
+        html += ", <em>up to " + Number(*linked.largest) + "</em>";
+    }
+    if (!linked.valuesName.empty()) {
+        html += R"(, <a href=")" + EncodedForUrl(linked.valuesName) + R"(">values</a>)";
+    }
+    return html + "</p>";
 }
 
 bool ContactSheet::Write(const std::string& folder, std::string& error) const
@@ -281,7 +329,8 @@ bool ContactSheet::Write(const std::string& folder, std::string& error) const
         return false;
     }
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << Html() << std::flush;
+    Print(file);
+    file.flush();
     if (!file.good()) {
         error = "the contact sheet " + path + " cannot be written: " + std::strerror(errno);
         return false;
@@ -291,7 +340,7 @@ bool ContactSheet::Write(const std::string& folder, std::string& error) const
 
 std::string ContactSheet::UrlOf(const std::string& absoluteFolder)
 {
-    return "file://" + Encoded(absoluteFolder + "/" + FileName);
+    return "file://" + EncodedForUrl(absoluteFolder + "/" + FileName);
 }
 
 } // namespace Framegrab

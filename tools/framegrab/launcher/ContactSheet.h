@@ -1,9 +1,9 @@
 #pragma once
 
-#include "launcher/ImageFile.h"
-#include "shared/Picture.h"
+#include "launcher/PictureFile.h"
 
 #include <cstdint>
+#include <iosfwd>
 #include <map>
 #include <string>
 #include <string_view>
@@ -12,8 +12,8 @@
 
 namespace Framegrab {
 
-/// A page that shows the pictures of a session: a row for each frame of a process, a column for each buffer,
-/// in the order in which they were drawn.
+/// A page that shows the pictures of a session: a section for each window, in it a row for each frame and a
+/// column for each buffer, in the order in which they were drawn.
 ///
 /// One HTML file without scripts that needs nothing but the pictures beside it.
 class ContactSheet
@@ -24,15 +24,17 @@ public:
     /// @param program  name of the program
     explicit ContactSheet(std::string program) : m_program(std::move(program)) {}
 
-    /// Adds a file. A thumbnail is shown for the full-size picture of the same image, whichever comes first.
-    ///
-    /// @param name  in the folder of the page
-    void Add(const Picture& picture, const std::string& name, const ImageFile& image);
+    /// Adds a file, which has to outlive this object. A thumbnail is shown for the full-size picture of the
+    /// same image, whichever comes first.
+    void Add(const PictureFile& file);
+
+    /// Adds integers to what the page says of the colors that pictures of a kind of buffer are painted with.
+    void AddLegend(Buffer buffer, const Legend& legend);
 
     /// Sets what the page says above the pictures.
     void SetNote(std::string note) { m_note = std::move(note); }
 
-    [[nodiscard]] std::string Html() const;
+    void Print(std::ostream& html) const;
 
     /// Writes the page into the folder of the pictures.
     ///
@@ -44,40 +46,48 @@ public:
     static std::string UrlOf(const std::string& absoluteFolder);
 
 private:
-    struct File
-    {
-        std::string name; ///< empty when there is none
-        ImageFile image;
-    };
-
+    /// At least one of the two is there.
     struct Cell
     {
         std::size_t column = 0;
-        std::string format; ///< of the buffer; may be empty
-        File picture;
-        File thumbnail;
+        const PictureFile* picture = nullptr;
+        const PictureFile* thumbnail = nullptr;
+
+        [[nodiscard]] const PictureFile& Linked() const { return picture ? *picture : *thumbnail; }
+        [[nodiscard]] const PictureFile& Shown() const { return thumbnail ? *thumbnail : *picture; }
     };
 
+    /// A frame of a window.
     struct Row
     {
-        std::string name; ///< what the names of its files begin with
-        std::uint64_t frame = 0;
-        std::uint32_t process = 1; ///< among those that show frames
+        const Picture* picture = nullptr; ///< one of them
         std::vector<Cell> cells;
     };
 
-    Row& RowOf(const Picture& picture);
-    std::size_t ColumnOf(std::string_view name, const Row& row);
+    /// A window.
+    struct Section
+    {
+        Row& RowOf(const Picture& picture);
+        std::size_t ColumnOf(const std::string& name, const Row& row);
+
+        std::vector<std::string> columns; ///< their names
+        std::vector<std::size_t> order;   ///< indices in `columns`, from left to right
+        std::vector<Row> rows;
+        std::map<std::string, std::size_t> columnIndices; ///< by the columns' names
+        std::map<std::uint64_t, std::size_t> rowIndices;  ///< by the frames
+    };
+
     [[nodiscard]] std::string Summary() const;
-    [[nodiscard]] std::string HtmlOf(const Row& row) const;
-    [[nodiscard]] std::string HtmlOf(const Row& row, const Cell& cell) const;
+    [[nodiscard]] std::string Title(const Section& section) const;
+    void PrintSection(std::ostream& html, const Section& section) const;
+    [[nodiscard]] static std::string RowHtml(const Section& section, const Row& row);
+    [[nodiscard]] static std::string CellHtml(const std::string& column, const Cell& cell);
 
     std::string m_program;
     std::string m_note;
-    std::vector<std::string> m_columns; ///< their names
-    std::vector<std::size_t> m_order;   ///< indices in `m_columns`, from left to right
-    std::vector<Row> m_rows;
-    std::map<std::string, std::size_t> m_rowIndices; ///< by the rows' names
+    std::map<std::pair<std::uint32_t, std::uint32_t>, Section> m_sections; ///< by process and surface
+    Legend m_stencil;
+    Legend m_integers; ///< of colors
 };
 
 } // namespace Framegrab

@@ -2,20 +2,11 @@
 
 #include "launcher/ContactSheet.h"
 #include "launcher/Say.h"
+#include "launcher/Text.h"
 
-#include <algorithm>
-#include <numeric>
+#include <utility>
 
 namespace Framegrab {
-
-namespace {
-
-std::string Count(std::uint64_t count, const std::string& thing)
-{
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
-} // namespace
 
 void Report::Take(const Record& record)
 {
@@ -54,9 +45,10 @@ void Report::TakeFile(const Record& record)
             " buffer was not captured whole (status " + std::to_string(picture.status) + ")");
         return;
     }
-    m_files.push_back(
-        {.picture = picture, .name = record.text, .path = m_output + "/" + record.text, .image = {}});
-    ReadImageFile(m_files.back().path, m_files.back().image);
+    PictureFile file{.picture = picture, .name = record.text, .image = {}};
+    ReadImageFile(PathOf(file), file.image);
+    m_bytes += file.image.bytes;
+    m_files.push_back(std::move(file));
 }
 
 std::string Report::Progress() const
@@ -69,13 +61,7 @@ std::string Report::Progress() const
     const std::string frames = wanted.IsOpen()
                                    ? Count(done, "frame")
                                    : std::to_string(done) + " of " + Count(wanted.Count(), "frame");
-    return frames + ", " + Count(m_files.size(), "file") + ", " + Count(CountBytes(), "byte");
-}
-
-std::uint64_t Report::CountBytes() const
-{
-    return std::accumulate(m_files.begin(), m_files.end(), std::uint64_t{0},
-                           [](std::uint64_t bytes, const File& file) { return bytes + file.image.bytes; });
+    return frames + ", " + Count(m_files.size(), "file") + ", " + Count(m_bytes, "byte");
 }
 
 bool Report::Finish(const std::string& program, const SharedCounters& counters)
@@ -85,14 +71,16 @@ bool Report::Finish(const std::string& program, const SharedCounters& counters)
             " of the program were lost: the folder for temporary files is full, or out of its reach");
     }
     FrameList broken;
-    for (File& file : m_files) {
-        if (!ReadImageFile(file.path, file.image)) {
+    m_bytes = 0;
+    for (PictureFile& file : m_files) {
+        if (!ReadImageFile(PathOf(file), file.image)) {
             file.image = {};
-            Say(file.path + " is missing or is not a picture any more");
+            Say(PathOf(file) + " is missing or is not a picture any more");
             broken.Add(file.picture.frame);
         }
+        m_bytes += file.image.bytes;
     }
-    std::erase_if(m_files, [](const File& file) { return file.image.bytes == 0; });
+    std::erase_if(m_files, [](const PictureFile& file) { return file.image.bytes == 0; });
 
     FrameList due = m_settings.frames.Closed();
     due.Add(m_framesDone);
@@ -130,8 +118,8 @@ void Report::WriteSheet(const std::string& program, const FrameList& missing) co
         return;
     }
     ContactSheet sheet(program);
-    for (const File& file : m_files) {
-        sheet.Add(file.picture, file.name, file.image);
+    for (const PictureFile& file : m_files) {
+        sheet.Add(file);
     }
     if (!missing.IsEmpty()) {
         sheet.SetNote("Not captured whole: frames " + missing.ToString());
@@ -146,12 +134,26 @@ void Report::WriteSheet(const std::string& program, const FrameList& missing) co
 
 void Report::ListFiles() const
 {
-    for (const File& file : m_files) {
-        const ImageFile& image = file.image;
-        Say(file.path + "  " + std::to_string(image.width) + "x" + std::to_string(image.height) + "  " +
-            Count(image.bytes, "byte"));
+    // Of very many files, the first and the last few; the log has them all.
+    constexpr std::size_t MostListed = 40;
+    constexpr std::size_t Few = 10;
+    const std::size_t count = m_files.size();
+    const std::size_t end = count > MostListed ? Few : count;
+    const std::size_t start = count > MostListed ? count - Few : count;
+    for (std::size_t i = 0; i < count; ++i) {
+        const ImageFile& image = m_files[i].image;
+        const std::string line = PathOf(m_files[i]) + "  " + std::to_string(image.width) + "x" +
+                                 std::to_string(image.height) + "  " + Count(image.bytes, "byte");
+        if (i < end || i >= start) {
+            Say(line);
+        } else {
+            SayInLog(line);
+        }
+        if (i + 1 == end && end < start) {
+            SayAgain("... " + Count(start - end, "file") + " more ...");
+        }
     }
-    Say(Count(m_files.size(), "file") + ", " + Count(CountBytes(), "byte") + ", in " + m_output);
+    Say(Count(count, "file") + ", " + Count(m_bytes, "byte") + ", in " + m_output);
 }
 
 } // namespace Framegrab

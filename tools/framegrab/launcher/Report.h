@@ -1,6 +1,6 @@
 #pragma once
 
-#include "launcher/ImageFile.h"
+#include "launcher/PictureFile.h"
 #include "shared/Session.h"
 
 #include <cstdint>
@@ -37,23 +37,16 @@ public:
     bool Finish(const std::string& program, const SharedCounters& counters);
 
 private:
-    struct File
-    {
-        Picture picture;
-        std::string name; ///< in the output folder
-        std::string path;
-        ImageFile image;
-    };
-
     void TakeFile(const Record& record);
     void SayWhyNothingCame(const std::string& program, std::uint64_t swaps) const;
     void ListFiles() const;
     void WriteSheet(const std::string& program, const FrameList& missing) const;
-    [[nodiscard]] std::uint64_t CountBytes() const;
+    [[nodiscard]] std::string PathOf(const PictureFile& file) const { return m_output + "/" + file.name; }
 
     const Settings& m_settings;
     std::string m_output;
-    std::vector<File> m_files; ///< in the order in which they were written
+    std::vector<PictureFile> m_files; ///< in the order in which they were written
+    std::uint64_t m_bytes = 0;        ///< of all files
     FrameList m_framesDone;
     FrameList m_framesWhole; ///< in at least one process
     std::set<pid_t> m_swappingProcesses;
