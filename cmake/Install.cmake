@@ -12,13 +12,12 @@ install(EXPORT framegrab NAMESPACE framegrab:: FILE framegrabTargets.cmake DESTI
         COMPONENT dev)
 
 # An archive leaves what it needs to those who link it.
-set(FRAMEGRAB_PC_PRIVATE .private)
+set(FRAMEGRAB_PC_REQUIRES zlib)
 if(NOT BUILD_SHARED_LIBS)
-    set(FRAMEGRAB_PC_PRIVATE "")
-endif()
-set(FRAMEGRAB_PC_ISAL "")
-if(FRAMEGRAB_WITH_ISAL)
-    set(FRAMEGRAB_PC_ISAL ", libisal")
+    string(APPEND FRAMEGRAB_PC_REQUIRES ", libpng, liblz4, libzstd")
+    if(FRAMEGRAB_WITH_ISAL)
+        string(APPEND FRAMEGRAB_PC_REQUIRES ", libisal")
+    endif()
 endif()
 # From where the file lies, so that a moved prefix works.
 file(RELATIVE_PATH FRAMEGRAB_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
