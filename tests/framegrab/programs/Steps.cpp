@@ -1,5 +1,35 @@
-// An EGL program that does what its arguments say, step by step. It shows the capture tool what packaged
-// programs do not: see the table at the end of the file.
+// An EGL program that shows the capture tool what packaged programs do not. Its arguments say what it does, step
+// by step, each a name or a name and a value with a colon between:
+//
+//     framegrab_linked context clear:ff0000ff swap:2 exit:3
+//
+// makes a context and a surface, clears it in red, shows two frames and ends with the status 3. The steps:
+//
+//     context           makes a context of OpenGL ES 3 current, with an off-screen surface of its own; context:es2
+//                       one of OpenGL ES 2, context:gl one of desktop GL
+//     surface:N         makes the context's surface of this number current, a new one if there is none; the first
+//                       is 1
+//     destroy:N         destroys that surface
+//     find:WAY          how the functions that swap are found from now on: dlsym, default (dlsym with RTLD_DEFAULT),
+//                       program (in the program itself), proc (eglGetProcAddress), proc-of-dlsym, damage-khr,
+//                       damage-ext
+//     find-gl:WAY       how glBindFramebuffer and glClear are found: dlsym, proc
+//     clear:RRGGBBAA    clears all buffers: this colour, depth 0.2, stencil 7
+//     quadrants         draws four of different colours, depths and stencil values
+//     triangle          draws all of a framebuffer object white
+//     swap, swap:N      shows one frame, or N
+//     threads:N         lets three threads show N frames each, with a framebuffer object in each, at the same time
+//     cancel            cancels a thread that shows frames
+//     bind:N            binds the framebuffer object of this number, a new one if there is none; 0 for the surface
+//     bind-read:N       binds it for reading alone
+//     attach:WHAT       attaches to it the same texture again, a new one, or a third one beside the first
+//     invalidate        invalidates its colours; invalidate:discard with the extension's call
+//     delete            deletes it
+//     pack:N, error     sets GL_PACK_ROW_LENGTH; raises GL_INVALID_ENUM
+//     print-bindings    prints state of GL that a capture might change
+//     print:TEXT, print-answer, read, pause, chdir:DIR, close-files, fork, signal:N, exit:N
+//                       what the C library's functions do; the child of a fork goes on with the steps that follow,
+//                       and so does the parent when the child has ended
 
 #define EGL_EGLEXT_PROTOTYPES
 #include "support/Quadrants.h"
@@ -43,7 +73,9 @@ PFNGLBINDFRAMEBUFFERPROC s_bindFramebuffer = &glBindFramebuffer;
 PFNGLCLEARPROC s_clear = &glClear;
 
 EGLDisplay s_display = EGL_NO_DISPLAY;
-thread_local EGLSurface t_surface = EGL_NO_SURFACE;
+thread_local EGLConfig t_config = nullptr;
+thread_local std::map<std::string, EGLSurface> t_surfaces; ///< of the thread's context, by number
+thread_local EGLSurface t_surface = EGL_NO_SURFACE;        ///< the current one
 
 void Require(bool condition, const char* what)
 {
@@ -52,13 +84,30 @@ void Require(bool condition, const char* what)
     }
 }
 
-EGLSurface MakeSurface(EGLConfig config)
+/// Makes a surface current, an off-screen one; none other is needed to swap.
+void MakeSurfaceCurrent(EGLContext context, const std::string& number)
 {
-    const EGLint size[]{EGL_WIDTH, Width, EGL_HEIGHT, Height, EGL_NONE};
-    return eglCreatePbufferSurface(s_display, config, size);
+    EGLSurface& surface = t_surfaces[number];
+    if (!surface) {
+        const EGLint size[]{EGL_WIDTH, Width, EGL_HEIGHT, Height, EGL_NONE};
+        surface = eglCreatePbufferSurface(s_display, t_config, size);
+    }
+    t_surface = surface;
+    Require(eglMakeCurrent(s_display, surface, surface, context), "eglMakeCurrent");
 }
 
-/// Makes a context current on an off-screen surface of its own; none other is needed to swap.
+void ChooseSurface(const std::string& number)
+{
+    MakeSurfaceCurrent(eglGetCurrentContext(), number);
+}
+
+void DestroySurface(const std::string& number)
+{
+    eglDestroySurface(s_display, t_surfaces[number]);
+    t_surfaces.erase(number);
+}
+
+/// Makes a context current on a surface of its own.
 void MakeContext(const std::string& kind)
 {
     if (s_display == EGL_NO_DISPLAY) {
@@ -78,13 +127,11 @@ void MakeContext(const std::string& kind)
                           EGL_STENCIL_SIZE,
                           8,
                           EGL_NONE};
-    EGLConfig config = nullptr;
     EGLint count = 0;
-    Require(eglChooseConfig(s_display, wanted, &config, 1, &count) && count == 1, "eglChooseConfig");
+    Require(eglChooseConfig(s_display, wanted, &t_config, 1, &count) && count == 1, "eglChooseConfig");
     const EGLint version[]{EGL_CONTEXT_MAJOR_VERSION, isGL || kind == "es2" ? 2 : 3, EGL_NONE};
-    EGLContext context = eglCreateContext(s_display, config, EGL_NO_CONTEXT, version);
-    t_surface = MakeSurface(config);
-    Require(eglMakeCurrent(s_display, t_surface, t_surface, context), "eglMakeCurrent");
+    t_surfaces.clear();
+    MakeSurfaceCurrent(eglCreateContext(s_display, t_config, EGL_NO_CONTEXT, version), "1");
 }
 
 void Clear(const std::string& color)
@@ -314,29 +361,30 @@ struct Step
     void (*run)(const std::string& value);
 };
 
-/// "name" or "name:value"
 const Step Steps[]{
-    {"context", &MakeContext}, // of OpenGL ES 3; "es2" of OpenGL ES 2, "gl" of desktop GL
-    {"find", &FindSwap},       // dlsym, default, program, proc, proc-of-dlsym, damage-khr, damage-ext
-    {"find-gl", &FindGL},      // dlsym, proc
-    {"clear", &Clear},         // RRGGBBAA
+    {"context", &MakeContext},
+    {"surface", &ChooseSurface},
+    {"destroy", &DestroySurface},
+    {"find", &FindSwap},
+    {"find-gl", &FindGL},
+    {"clear", &Clear},
     {"triangle", &DrawTriangle},
-    {"bind", &BindTarget}, // a number; 0 for the surface
+    {"bind", &BindTarget},
     {"bind-read", &BindForReading},
-    {"attach", &AttachTexture},  // the same or a new one, or a third one beside the first
-    {"invalidate", &Invalidate}, // "discard" with the extension's call
+    {"attach", &AttachTexture},
+    {"invalidate", &Invalidate},
     {"delete", [](const std::string&) { glDeleteFramebuffers(1, &t_target.framebuffer); }},
     {"pack", [](const std::string& length) { glPixelStorei(GL_PACK_ROW_LENGTH, std::atoi(length.c_str())); }},
     {"error", [](const std::string&) { glEnable(GL_NONE); }},
     {"quadrants", [](const std::string&) { TestSupport::DrawQuadrants(Width, Height); }},
-    {"swap", &Swap},             // how many times
-    {"threads", &SwapInThreads}, // how many times each
+    {"swap", &Swap},
+    {"threads", &SwapInThreads},
     {"cancel", &CancelThatSwaps},
     {"print-bindings", &PrintBindings},
     {"print", [](const std::string& text) { std::fputs(text.c_str(), stdout); }},
     {"print-answer", [](const std::string&) { std::printf("%d", Answer()); }},
     {"close-files", [](const std::string&) { closefrom(3); }},
-    {"fork", // the child goes on with the steps that follow, and so does the parent, when the child has ended
+    {"fork",
      [](const std::string&) {
          if (const pid_t child = fork()) {
              waitpid(child, nullptr, 0);
