@@ -20,7 +20,6 @@ using Values = std::map<std::string, std::string>;
 constexpr GLuint Names = 128;
 constexpr GLuint Units = 4;
 constexpr GLuint Attributes = 4;
-constexpr GLuint DrawBuffers = 4;
 
 struct Item
 {
@@ -33,46 +32,37 @@ struct Item
 // clang-format off
 #define ITEM(enumerant, ...) {#enumerant, enumerant, 1 __VA_OPT__(* __VA_ARGS__)}
 
-constexpr Item Switches[] = {
-    ITEM(GL_BLEND), ITEM(GL_CULL_FACE), ITEM(GL_DEBUG_OUTPUT_SYNCHRONOUS),
-    ITEM(GL_DEPTH_TEST), ITEM(GL_DITHER), ITEM(GL_POLYGON_OFFSET_FILL),
-    ITEM(GL_PRIMITIVE_RESTART_FIXED_INDEX), ITEM(GL_RASTERIZER_DISCARD), ITEM(GL_SAMPLE_ALPHA_TO_COVERAGE),
-    ITEM(GL_SAMPLE_COVERAGE), ITEM(GL_SAMPLE_MASK), ITEM(GL_SAMPLE_SHADING), ITEM(GL_SCISSOR_TEST),
-    ITEM(GL_STENCIL_TEST),
-};
-
-constexpr Item Integers[] = {
+// Floats come as integers too: colours and depths over the whole range, others rounded.
+constexpr Item ContextValues[] = {
     ITEM(GL_ACTIVE_TEXTURE), ITEM(GL_ARRAY_BUFFER_BINDING), ITEM(GL_ATOMIC_COUNTER_BUFFER_BINDING),
-    ITEM(GL_BLEND_DST_ALPHA), ITEM(GL_BLEND_DST_RGB), ITEM(GL_BLEND_EQUATION_ALPHA),
-    ITEM(GL_BLEND_EQUATION_RGB), ITEM(GL_BLEND_SRC_ALPHA), ITEM(GL_BLEND_SRC_RGB),
-    ITEM(GL_CLIP_DEPTH_MODE_EXT), ITEM(GL_CLIP_ORIGIN_EXT),
-    ITEM(GL_COLOR_WRITEMASK, 4), ITEM(GL_COPY_READ_BUFFER_BINDING), ITEM(GL_COPY_WRITE_BUFFER_BINDING),
-    ITEM(GL_CULL_FACE_MODE), ITEM(GL_CURRENT_PROGRAM), ITEM(GL_DEBUG_GROUP_STACK_DEPTH), ITEM(GL_DEPTH_FUNC),
-    ITEM(GL_DEPTH_WRITEMASK), ITEM(GL_DISPATCH_INDIRECT_BUFFER_BINDING), ITEM(GL_DRAW_FRAMEBUFFER_BINDING),
-    ITEM(GL_DRAW_INDIRECT_BUFFER_BINDING), ITEM(GL_FRAGMENT_SHADER_DERIVATIVE_HINT), ITEM(GL_FRONT_FACE),
-    ITEM(GL_GENERATE_MIPMAP_HINT), ITEM(GL_PACK_ALIGNMENT), ITEM(GL_PACK_REVERSE_ROW_ORDER_ANGLE),
-    ITEM(GL_PACK_ROW_LENGTH),
-    ITEM(GL_PACK_SKIP_PIXELS), ITEM(GL_PACK_SKIP_ROWS), ITEM(GL_PATCH_VERTICES),
-    ITEM(GL_PIXEL_PACK_BUFFER_BINDING), ITEM(GL_PIXEL_UNPACK_BUFFER_BINDING),
-    ITEM(GL_PROGRAM_PIPELINE_BINDING), ITEM(GL_READ_FRAMEBUFFER_BINDING), ITEM(GL_RENDERBUFFER_BINDING),
-    ITEM(GL_SCISSOR_BOX, 4), ITEM(GL_SHADER_STORAGE_BUFFER_BINDING), ITEM(GL_STENCIL_BACK_FAIL),
-    ITEM(GL_STENCIL_BACK_FUNC), ITEM(GL_STENCIL_BACK_PASS_DEPTH_FAIL), ITEM(GL_STENCIL_BACK_PASS_DEPTH_PASS),
-    ITEM(GL_STENCIL_BACK_REF), ITEM(GL_STENCIL_BACK_VALUE_MASK), ITEM(GL_STENCIL_BACK_WRITEMASK),
-    ITEM(GL_STENCIL_CLEAR_VALUE), ITEM(GL_STENCIL_FAIL), ITEM(GL_STENCIL_FUNC),
-    ITEM(GL_STENCIL_PASS_DEPTH_FAIL), ITEM(GL_STENCIL_PASS_DEPTH_PASS), ITEM(GL_STENCIL_REF),
+    ITEM(GL_BLEND), ITEM(GL_BLEND_COLOR, 4), ITEM(GL_BLEND_DST_ALPHA), ITEM(GL_BLEND_DST_RGB),
+    ITEM(GL_BLEND_EQUATION_ALPHA), ITEM(GL_BLEND_EQUATION_RGB), ITEM(GL_BLEND_SRC_ALPHA),
+    ITEM(GL_BLEND_SRC_RGB), ITEM(GL_CLIP_DEPTH_MODE_EXT), ITEM(GL_CLIP_ORIGIN_EXT),
+    ITEM(GL_COLOR_CLEAR_VALUE, 4), ITEM(GL_COLOR_WRITEMASK, 4), ITEM(GL_COPY_READ_BUFFER_BINDING),
+    ITEM(GL_COPY_WRITE_BUFFER_BINDING), ITEM(GL_CULL_FACE), ITEM(GL_CULL_FACE_MODE),
+    ITEM(GL_CURRENT_PROGRAM), ITEM(GL_DEBUG_GROUP_STACK_DEPTH), ITEM(GL_DEBUG_OUTPUT_SYNCHRONOUS),
+    ITEM(GL_DEPTH_CLEAR_VALUE), ITEM(GL_DEPTH_FUNC), ITEM(GL_DEPTH_RANGE, 2), ITEM(GL_DEPTH_TEST),
+    ITEM(GL_DEPTH_WRITEMASK), ITEM(GL_DISPATCH_INDIRECT_BUFFER_BINDING), ITEM(GL_DITHER),
+    ITEM(GL_DRAW_FRAMEBUFFER_BINDING), ITEM(GL_DRAW_INDIRECT_BUFFER_BINDING), ITEM(GL_FRAMEBUFFER_SRGB_EXT),
+    ITEM(GL_FRONT_FACE), ITEM(GL_LINE_WIDTH), ITEM(GL_PACK_ALIGNMENT),
+    ITEM(GL_PACK_REVERSE_ROW_ORDER_ANGLE), ITEM(GL_PACK_ROW_LENGTH), ITEM(GL_PACK_SKIP_PIXELS),
+    ITEM(GL_PACK_SKIP_ROWS), ITEM(GL_PATCH_VERTICES), ITEM(GL_PIXEL_PACK_BUFFER_BINDING),
+    ITEM(GL_PIXEL_UNPACK_BUFFER_BINDING), ITEM(GL_POLYGON_MODE_NV), ITEM(GL_POLYGON_OFFSET_FILL),
+    ITEM(GL_PRIMITIVE_RESTART_FIXED_INDEX), ITEM(GL_PROGRAM_PIPELINE_BINDING), ITEM(GL_RASTERIZER_DISCARD),
+    ITEM(GL_READ_FRAMEBUFFER_BINDING), ITEM(GL_RENDERBUFFER_BINDING), ITEM(GL_SAMPLE_ALPHA_TO_COVERAGE),
+    ITEM(GL_SAMPLE_COVERAGE), ITEM(GL_SAMPLE_COVERAGE_INVERT), ITEM(GL_SAMPLE_COVERAGE_VALUE),
+    ITEM(GL_SAMPLE_MASK), ITEM(GL_SAMPLE_SHADING), ITEM(GL_SCISSOR_BOX, 4), ITEM(GL_SCISSOR_TEST),
+    ITEM(GL_SHADER_STORAGE_BUFFER_BINDING), ITEM(GL_STENCIL_BACK_FAIL), ITEM(GL_STENCIL_BACK_FUNC),
+    ITEM(GL_STENCIL_BACK_PASS_DEPTH_FAIL), ITEM(GL_STENCIL_BACK_PASS_DEPTH_PASS), ITEM(GL_STENCIL_BACK_REF),
+    ITEM(GL_STENCIL_BACK_VALUE_MASK), ITEM(GL_STENCIL_BACK_WRITEMASK), ITEM(GL_STENCIL_CLEAR_VALUE),
+    ITEM(GL_STENCIL_FAIL), ITEM(GL_STENCIL_FUNC), ITEM(GL_STENCIL_PASS_DEPTH_FAIL),
+    ITEM(GL_STENCIL_PASS_DEPTH_PASS), ITEM(GL_STENCIL_REF), ITEM(GL_STENCIL_TEST),
     ITEM(GL_STENCIL_VALUE_MASK), ITEM(GL_STENCIL_WRITEMASK), ITEM(GL_TEXTURE_BUFFER_BINDING),
     ITEM(GL_TRANSFORM_FEEDBACK_ACTIVE), ITEM(GL_TRANSFORM_FEEDBACK_BINDING),
     ITEM(GL_TRANSFORM_FEEDBACK_BUFFER_BINDING), ITEM(GL_TRANSFORM_FEEDBACK_PAUSED),
     ITEM(GL_UNIFORM_BUFFER_BINDING), ITEM(GL_UNPACK_ALIGNMENT), ITEM(GL_UNPACK_IMAGE_HEIGHT),
     ITEM(GL_UNPACK_ROW_LENGTH), ITEM(GL_UNPACK_SKIP_IMAGES), ITEM(GL_UNPACK_SKIP_PIXELS),
     ITEM(GL_UNPACK_SKIP_ROWS), ITEM(GL_VERTEX_ARRAY_BINDING), ITEM(GL_VIEWPORT, 4),
-};
-
-constexpr Item Floats[] = {
-    ITEM(GL_BLEND_COLOR, 4), ITEM(GL_COLOR_CLEAR_VALUE, 4), ITEM(GL_DEPTH_CLEAR_VALUE),
-    ITEM(GL_DEPTH_RANGE, 2), ITEM(GL_LINE_WIDTH), ITEM(GL_MIN_SAMPLE_SHADING_VALUE),
-    ITEM(GL_POLYGON_OFFSET_FACTOR), ITEM(GL_POLYGON_OFFSET_UNITS), ITEM(GL_SAMPLE_COVERAGE_INVERT),
-    ITEM(GL_SAMPLE_COVERAGE_VALUE),
 };
 
 constexpr Item AttributeValues[] = {
@@ -105,6 +95,10 @@ constexpr TextureTarget TextureTargets[] = {
     TARGET(2D_MULTISAMPLE_ARRAY, true), TARGET(3D, true), TARGET(BUFFER, false),
     TARGET(CUBE_MAP, true), TARGET(CUBE_MAP_ARRAY, true),
     TARGET(EXTERNAL_OES, false),
+};
+
+constexpr Item FramebufferValues[] = {
+    ITEM(GL_READ_BUFFER), ITEM(GL_DRAW_BUFFER0), ITEM(GL_DRAW_BUFFER1), ITEM(GL_DRAW_BUFFER2),
 };
 
 constexpr Item Attachments[] = {
@@ -163,15 +157,6 @@ std::string Text(std::span<const GLint> values)
     return text;
 }
 
-std::string Text(std::span<const GLfloat> values)
-{
-    std::string text;
-    for (const GLfloat value : values) {
-        text.append(text.empty() ? "" : " ").append(std::to_string(value));
-    }
-    return text;
-}
-
 std::string Indexed(std::string_view name, GLuint index)
 {
     return std::string(name).append("[").append(std::to_string(index)).append("]");
@@ -192,13 +177,7 @@ void AddItems(Values& values, const std::string& prefix, std::span<const Item> i
 
 void AddContextState(Values& values)
 {
-    AddItems(values, "", Integers, [](GLenum name, GLint* numbers) { glGetIntegerv(name, numbers); });
-    AddItems(values, "", Switches, [](GLenum name, GLint* numbers) { *numbers = glIsEnabled(name); });
-    for (const Item& item : Floats) {
-        GLfloat numbers[4] = {};
-        glGetFloatv(item.value, numbers);
-        values[item.name] = Text(std::span<const GLfloat>(numbers).first(item.count));
-    }
+    AddItems(values, "", ContextValues, &glGetIntegerv);
     AddItems(values, "sample mask ", std::array{Item{"word 0", 0}},
              [](GLenum word, GLint* numbers) { glGetIntegeri_v(GL_SAMPLE_MASK_VALUE, word, numbers); });
     AddItems(values, "active query ", Queries,
@@ -249,17 +228,6 @@ void AddVertexArray(Values& values, GLuint vertexArray)
     }
 }
 
-void AddAllVertexArrays(Values& values)
-{
-    const auto bound = static_cast<GLuint>(GetInteger(GL_VERTEX_ARRAY_BINDING));
-    for (GLuint name = 0; name < Names; ++name) {
-        if (name == 0 || glIsVertexArray(name)) {
-            AddVertexArray(values, name);
-        }
-    }
-    glBindVertexArray(bound);
-}
-
 void AddAttachment(Values& values, const std::string& label, const Item& attachment)
 {
     const auto get = [&attachment](GLenum name, GLint* numbers) {
@@ -282,12 +250,7 @@ void AddFramebuffer(Values& values, GLuint framebuffer)
 {
     glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
     const std::string label = Indexed("framebuffer", framebuffer) + " ";
-    AddItems(values, label, std::array{Item ITEM(GL_READ_BUFFER)},
-             [](GLenum name, GLint* numbers) { glGetIntegerv(name, numbers); });
-    for (GLuint index = 0; index < DrawBuffers; ++index) {
-        AddItems(values, label + Indexed("", index), std::array{Item ITEM(GL_DRAW_BUFFER0)},
-                 [index](GLenum name, GLint* numbers) { glGetIntegerv(name + index, numbers); });
-    }
+    AddItems(values, label, FramebufferValues, &glGetIntegerv);
     if (framebuffer != 0) {
         for (const Item& attachment : Attachments) {
             AddAttachment(values, label, attachment);
@@ -295,17 +258,14 @@ void AddFramebuffer(Values& values, GLuint framebuffer)
     }
 }
 
-void AddAllFramebuffers(Values& values)
+/// Looks at object 0 and at those that are.
+void AddEach(Values& values, void (*add)(Values&, GLuint), GLboolean (*isObject)(GLuint))
 {
-    const auto draw = static_cast<GLuint>(GetInteger(GL_DRAW_FRAMEBUFFER_BINDING));
-    const auto read = static_cast<GLuint>(GetInteger(GL_READ_FRAMEBUFFER_BINDING));
     for (GLuint name = 0; name < Names; ++name) {
-        if (name == 0 || glIsFramebuffer(name)) {
-            AddFramebuffer(values, name);
+        if (name == 0 || isObject(name)) {
+            add(values, name);
         }
     }
-    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, draw);
-    glBindFramebuffer(GL_READ_FRAMEBUFFER, read);
 }
 
 void AddObjects(Values& values)
@@ -332,8 +292,14 @@ GLState GLState::Now()
     glDisable(GL_DEBUG_OUTPUT); // the application need not hear of queries that are refused
     AddContextState(state.m_values);
     AddAllTextures(state.m_values);
-    AddAllVertexArrays(state.m_values);
-    AddAllFramebuffers(state.m_values);
+    const auto vertexArray = static_cast<GLuint>(GetInteger(GL_VERTEX_ARRAY_BINDING));
+    const auto draw = static_cast<GLuint>(GetInteger(GL_DRAW_FRAMEBUFFER_BINDING));
+    const auto read = static_cast<GLuint>(GetInteger(GL_READ_FRAMEBUFFER_BINDING));
+    AddEach(state.m_values, &AddVertexArray, &glIsVertexArray);
+    AddEach(state.m_values, &AddFramebuffer, &glIsFramebuffer);
+    glBindVertexArray(vertexArray);
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, draw);
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, read);
     AddObjects(state.m_values);
     if (reports) {
         glEnable(GL_DEBUG_OUTPUT);
@@ -343,17 +309,18 @@ GLState GLState::Now()
 
 std::string GLState::ChangesSince(const GLState& before) const
 {
-    std::map<std::string, std::array<std::string, 2>> lines;
-    for (const auto& [name, value] : before.m_values) {
-        lines[name] = {value, "(none)"};
-    }
-    for (const auto& [name, value] : m_values) {
-        lines.try_emplace(name, std::array<std::string, 2>{"(none)", {}}).first->second[1] = value;
-    }
+    const auto valueIn = [](const Values& values, const std::string& name) {
+        const auto found = values.find(name);
+        return found == values.end() ? "(none)" : found->second;
+    };
+    Values names = before.m_values;
+    names.insert(m_values.begin(), m_values.end());
     std::string changes;
-    for (const auto& [name, values] : lines) {
-        if (values[0] != values[1]) {
-            changes.append(name).append(": ").append(values[0]).append(" -> ").append(values[1]).append("\n");
+    for (const auto& [name, any] : names) {
+        const std::string was = valueIn(before.m_values, name);
+        const std::string is = valueIn(m_values, name);
+        if (was != is) {
+            changes.append(name).append(": ").append(was).append(" -> ").append(is).append("\n");
         }
     }
     return changes;
