@@ -247,6 +247,16 @@ TEST_F(PathTest, DeleteFolderGoesDeepWithFewDescriptors)
     }
 }
 
+TEST_F(PathTest, DeleteFolderTakesDescriptor0ForAnyOther)
+{
+    EXPECT_TRUE(AsOrdinaryUser([] {
+        fs::create_directories("top/a/b");
+        Touch("top/a/file");
+        close(0);
+        return DeleteFolder("top") && !fs::exists("top") && dup(1) == 0;
+    }));
+}
+
 TEST_F(PathTest, DeleteFolderIsNotLedOutsideByChanges)
 {
     for (const auto& [removed, error] : {std::pair("b", ENOTDIR), std::pair("file", ESTALE)}) {

@@ -6,6 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <memory>
+#include <thread>
+
 namespace {
 
 TEST(Runtime, ExceptionCrossesTheLibraries)
@@ -28,6 +32,27 @@ TEST(Runtime, PlaybackEnvironmentIsMadeOnce)
     EXPECT_TRUE(PlaybackEnvironment::Instance().m_opaqueScreenshots);
     environment.InitDefaultSettings();
     EXPECT_FALSE(environment.m_opaqueScreenshots);
+}
+
+TEST(Runtime, ThreadsThatComeFirstAtOnceGetOneInstance)
+{
+    using Playback::PlaybackEnvironment;
+    PlaybackEnvironment* const before = PlaybackEnvironment::m_pInstance;
+    for (int round = 0; round < 1000; ++round) {
+        PlaybackEnvironment::m_pInstance = nullptr;
+        std::atomic<int> ready = 0;
+        const auto make = [&ready] {
+            for (++ready; ready < 2;) {
+            }
+            return &PlaybackEnvironment::Instance();
+        };
+        PlaybackEnvironment* others = nullptr;
+        std::thread other([&] { others = make(); });
+        const std::unique_ptr<PlaybackEnvironment> own(make());
+        other.join();
+        ASSERT_EQ(own.get(), others);
+    }
+    PlaybackEnvironment::m_pInstance = before;
 }
 
 TEST(Runtime, StdioWriter)
