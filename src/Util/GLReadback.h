@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+/// @file
 /// Reads pictures of framebuffers back and hands them to a sink: the reading half of a screenshot, which
 /// encodes nothing and opens no file. `GLScreenshotHandler` has an operation for each of these that writes what
 /// is read; its header tells what is captured, which entry points and versions are needed, and what happens to

@@ -2,6 +2,7 @@
 
 #include "Util/Export.h"
 
+/// @file
 /// Translation between OpenGL ES enumerants: which transfer format reads or fills which internal format,
 /// which internal format an attachment has, how large a pixel is, which query tells a buffer binding.
 ///

@@ -1,0 +1,37 @@
+# The pages of the interface, from the headers that are installed. A warning is an error.
+get_target_property(public_headers framegrab-util PUBLIC_HEADER)
+file(GLOB_RECURSE host_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/include/*.h)
+list(APPEND public_headers ${host_headers})
+
+# Each header belongs to a module.
+file(READ ${PROJECT_SOURCE_DIR}/docs/modules.dox modules)
+foreach(header ${public_headers})
+    file(RELATIVE_PATH name ${PROJECT_SOURCE_DIR}/src ${header})
+    string(REGEX REPLACE "^\\.\\./host/include/" "" name ${name})
+    if(NOT modules MATCHES "@file ${name}\n")
+        message(FATAL_ERROR "docs/modules.dox says nothing of ${name}")
+    endif()
+endforeach()
+
+find_package(Doxygen QUIET)
+if(NOT DOXYGEN_FOUND)
+    return()
+endif()
+set(DOXYGEN_PROJECT_NAME Util)
+set(DOXYGEN_PROJECT_BRIEF "Captures of OpenGL ES framebuffers")
+set(DOXYGEN_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/docs)
+set(DOXYGEN_STRIP_FROM_PATH ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/host/include ${PROJECT_SOURCE_DIR})
+set(DOXYGEN_STRIP_FROM_INC_PATH ${DOXYGEN_STRIP_FROM_PATH})
+set(DOXYGEN_USE_MDFILE_AS_MAINPAGE ${PROJECT_SOURCE_DIR}/docs/main.md)
+set(DOXYGEN_JAVADOC_AUTOBRIEF YES)
+set(DOXYGEN_EXTRACT_ALL YES)
+set(DOXYGEN_MACRO_EXPANSION YES)
+set(DOXYGEN_PREDEFINED UTIL_EXPORT= CORE_EXPORT= "__attribute__(x)=")
+set(DOXYGEN_EXAMPLE_PATH ${PROJECT_SOURCE_DIR}/examples)
+# What a name says is not said again, parameters and results included.
+set(DOXYGEN_WARN_IF_UNDOCUMENTED NO)
+set(DOXYGEN_WARN_IF_INCOMPLETE_DOC NO)
+set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
+set(DOXYGEN_QUIET YES)
+doxygen_add_docs(docs ${public_headers} ${PROJECT_SOURCE_DIR}/docs/main.md ${PROJECT_SOURCE_DIR}/docs/modules.dox
+    COMMENT "Pages of the interface: ${PROJECT_BINARY_DIR}/docs/html/index.html")
