@@ -172,11 +172,12 @@ def test_a_thread_may_be_cancelled_while_it_is_captured(tmp_path, option):
     assert (outcome.status, outcome.output) == (0, "goes-on"), outcome.errors
 
 
-def test_a_files_size_limit_ends_no_program(tmp_path):
-    program = ["sh", "-c", f"ulimit -f 1; {STEPS} context swap print:goes-on"]
-    outcome = grab(tmp_path, "-format bmp -thumbnail 64x64", program)
-    assert outcome.output == "goes-on"
-    assert outcome.status == 1 and "was not captured whole (status 1)" in outcome.said
+def test_a_file_beyond_the_size_limit_is_told_and_removed(tmp_path):
+    words = command(tmp_path, "-format bmp -thumbnail 64x64", "context swap print:goes-on")
+    outcome = run(["sh", "-c", 'ulimit -S -f 1; exec "$@"', "sh", *words])
+    assert (outcome.status, outcome.output) == (1, "goes-on")
+    assert "thumbnail of the color buffer was not captured whole (status 1): File too large" in outcome.said
+    assert pictures(tmp_path) == []
 
 
 def test_needs_no_more_descriptors_with_every_frame(tmp_path):
@@ -422,7 +423,7 @@ def test_captures_the_frames_asked_for_and_names_those_that_are_missing(tmp_path
 
 
 @pytest.mark.parametrize("line, words", [
-    ("-th", "-thumbnail -thumbnail-only"),
+    ("-th", "-thumbnail -thumbnail-only -threads"),
     ("--thumbnail-", "--thumbnail-only"),
     ("-format ", "png bmp"),
     ("--png = f", "fast"),

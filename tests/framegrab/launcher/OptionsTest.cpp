@@ -33,7 +33,7 @@ TEST(OptionsTest, TakesOneDashOrTwoAndTheValueBehindASignOrAsTheNextWord)
         ASSERT_TRUE(ParseOptions(words, options, error)) << error;
         EXPECT_EQ(options.settings.frames.ToString(), "3,5");
         EXPECT_TRUE(options.settings.quit);
-        EXPECT_EQ(options.settings.output, "a b=\"c\"");
+        EXPECT_EQ(options.files.folder, "a b=\"c\"");
         EXPECT_THAT(options.program, ElementsAre("p"));
     }
 }

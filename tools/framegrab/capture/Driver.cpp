@@ -1,7 +1,5 @@
 #include "capture/Driver.h"
 
-#include "Core/KHRLayer.h"
-
 #include <dlfcn.h>
 #include <string_view>
 
@@ -43,6 +41,18 @@ constexpr void* Nothing[Core::GLESNames.size()]{};
 thread_local void* const* t_gles = Nothing;
 thread_local void* const* t_egl = Nothing;
 
+/// Takes errors away.
+///
+/// @return the first; `GL_NO_ERROR` when there was none
+GLenum TakeErrors()
+{
+    const GLenum first = GL::GetError.IsMissing() ? GL_NO_ERROR : GL::GetError();
+    // There is one for each kind at most, except that a lost context may tell of it without end.
+    for (int i = 0; i < 16 && first != GL_NO_ERROR && GL::GetError() != GL_NO_ERROR; ++i) {
+    }
+    return first;
+}
+
 /// @return path of the library that a function is in
 std::string LibraryOf(void* function)
 {
@@ -60,51 +70,41 @@ Core::DriverTables::Lookup FindIn(const std::string& library, LookupFunction loo
 
 } // namespace
 
-Driver::Driver(void* function, LookupFunction lookup)
-    : m_libraryPath(LibraryOf(function)), m_tables(FindIn(m_libraryPath, lookup))
+Driver::Driver(const CaptureContext& context)
+    : m_libraryPath(LibraryOf(context.driverFunction)), m_tables(FindIn(m_libraryPath, context.lookup)),
+      m_getCurrentContext(FindAs<PFNEGLGETCURRENTCONTEXTPROC>("eglGetCurrentContext")),
+      m_getString(FindAs<PFNGLGETSTRINGPROC>("glGetString"))
+{}
+
+std::string Driver::CurrentVersionText() const
 {
-    getCurrentContext = FindAs<PFNEGLGETCURRENTCONTEXTPROC>("eglGetCurrentContext");
-    getCurrentDisplay = FindAs<PFNEGLGETCURRENTDISPLAYPROC>("eglGetCurrentDisplay");
-    getCurrentSurface = FindAs<PFNEGLGETCURRENTSURFACEPROC>("eglGetCurrentSurface");
-    getString = FindAs<PFNGLGETSTRINGPROC>("glGetString");
-    getIntegerv = FindAs<PFNGLGETINTEGERVPROC>("glGetIntegerv");
-    bindFramebuffer = FindAs<PFNGLBINDFRAMEBUFFERPROC>("glBindFramebuffer");
-    checkFramebufferStatus = FindAs<PFNGLCHECKFRAMEBUFFERSTATUSPROC>("glCheckFramebufferStatus");
-    getError = FindAs<PFNGLGETERRORPROC>("glGetError");
-    getFramebufferAttachmentParameteriv =
-        FindAs<PFNGLGETFRAMEBUFFERATTACHMENTPARAMETERIVPROC>("glGetFramebufferAttachmentParameteriv");
-    isRenderbuffer = FindAs<PFNGLISRENDERBUFFERPROC>("glIsRenderbuffer");
-    isTexture = FindAs<PFNGLISTEXTUREPROC>("glIsTexture");
-    pixelStorei = FindAs<PFNGLPIXELSTOREIPROC>("glPixelStorei");
+    const auto* const text = m_getString ? reinterpret_cast<const char*>(m_getString(GL_VERSION)) : nullptr;
+    return text ? text : "";
 }
 
-/// Takes errors away.
-///
-/// @return the first; `GL_NO_ERROR` when there was none
-GLenum Driver::TakeErrors() const
+Driver::Calls::Calls(const Driver& driver)
 {
-    const GLenum first = getError ? getError() : GL_NO_ERROR;
-    // There is one for each kind at most, except that a lost context may tell of it without end.
-    for (int i = 0; i < 16 && first != GL_NO_ERROR && getError() != GL_NO_ERROR; ++i) {
-    }
-    return first;
-}
-
-Driver::Scope::Scope(const Driver& driver, GLenum& takenError) : m_driver(driver)
-{
-    const GLenum error = driver.TakeErrors();
-    if (takenError == GL_NO_ERROR) {
-        takenError = error;
-    }
-    t_gles = driver.m_tables.GLES(driver.CurrentVersion());
+    t_gles = driver.m_tables.GLES();
     t_egl = driver.m_tables.EGL();
 }
 
-Driver::Scope::~Scope()
+Driver::Calls::~Calls()
 {
     t_gles = Nothing;
     t_egl = Nothing;
-    [[maybe_unused]] const GLenum ours = m_driver.TakeErrors();
+}
+
+KeptErrors::KeptErrors(GLenum& takenError)
+{
+    const GLenum error = TakeErrors();
+    if (takenError == GL_NO_ERROR) {
+        takenError = error;
+    }
+}
+
+KeptErrors::~KeptErrors()
+{
+    [[maybe_unused]] const GLenum ours = TakeErrors();
 }
 
 } // namespace Framegrab

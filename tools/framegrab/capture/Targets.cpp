@@ -1,48 +1,45 @@
 #include "capture/Targets.h"
 
+#include "Util/GLState.h"
+
 #include <algorithm>
 #include <span>
 
 namespace Framegrab {
 
+using Util::GetInteger;
+using Util::HasEntryPoints;
+
 namespace {
 
-GLint Get(const Driver& driver, GLenum name)
+GLint GetOfAttachment(GLenum point, GLenum name)
 {
     GLint value = 0;
-    driver.getIntegerv(name, &value);
+    GL::GetFramebufferAttachmentParameteriv(GL_DRAW_FRAMEBUFFER, point, name, &value);
     return value;
 }
 
-GLint GetOfAttachment(const Driver& driver, GLenum point, GLenum name)
+GLenum ObjectType(GLenum point)
 {
-    GLint value = 0;
-    driver.getFramebufferAttachmentParameteriv(GL_DRAW_FRAMEBUFFER, point, name, &value);
-    return value;
+    return static_cast<GLenum>(GetOfAttachment(point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE));
 }
 
-GLenum ObjectType(const Driver& driver, GLenum point)
+GLuint ObjectName(GLenum point)
 {
-    return static_cast<GLenum>(GetOfAttachment(driver, point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE));
+    return static_cast<GLuint>(GetOfAttachment(point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME));
 }
 
-GLuint ObjectName(const Driver& driver, GLenum point)
+std::string AttachmentFormat(GLenum point, const BufferKind& kind)
 {
-    return static_cast<GLuint>(GetOfAttachment(driver, point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME));
-}
-
-std::string AttachmentFormat(const Driver& driver, GLenum point, const BufferKind& kind)
-{
-    const std::string format = FormatOf(kind, [&](const Component& component) {
-        return GetOfAttachment(driver, point, component.attachmentBits);
-    });
-    const GLint type = GetOfAttachment(driver, point, GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE);
+    const std::string format = FormatOf(
+        kind, [&](const Component& component) { return GetOfAttachment(point, component.attachmentBits); });
+    const GLint type = GetOfAttachment(point, GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE);
     return type == GL_FLOAT ? format + " float" : format;
 }
 
-std::vector<GLenum> ColorPoints(const Driver& driver)
+std::vector<GLenum> ColorPoints()
 {
-    std::vector<GLenum> points(static_cast<std::size_t>(Get(driver, GL_MAX_COLOR_ATTACHMENTS)));
+    std::vector<GLenum> points(static_cast<std::size_t>(GetInteger(GL_MAX_COLOR_ATTACHMENTS)));
     for (std::size_t i = 0; i < points.size(); ++i) {
         points[i] = GL_COLOR_ATTACHMENT0 + static_cast<GLenum>(i);
     }
@@ -50,29 +47,27 @@ std::vector<GLenum> ColorPoints(const Driver& driver)
 }
 
 /// Whether one of these objects, which are about to be deleted, is attached: it will not be any more.
-bool IsOneAttached(const Driver& driver, GLenum type, std::span<const GLuint> names)
+bool IsOneAttached(GLenum type, std::span<const GLuint> names)
 {
-    std::vector<GLenum> points = ColorPoints(driver);
+    std::vector<GLenum> points = ColorPoints();
     points.insert(points.end(), {GL_DEPTH_ATTACHMENT, GL_STENCIL_ATTACHMENT});
     return std::any_of(points.begin(), points.end(), [&](GLenum point) {
-        return ObjectType(driver, point) == type &&
-               std::find(names.begin(), names.end(), ObjectName(driver, point)) != names.end();
+        return ObjectType(point) == type &&
+               std::find(names.begin(), names.end(), ObjectName(point)) != names.end();
     });
 }
 
 /// Whether something is attached that will not be when this has taken its place.
-bool IsReplaced(const Driver& driver, GLenum point, const TargetEvent& event)
+bool IsReplaced(GLenum point, const TargetEvent& event)
 {
-    const GLenum type = ObjectType(driver, point);
+    const GLenum type = ObjectType(point);
     if (type == GL_NONE) {
         return false;
     }
-    if (type != event.objectType || ObjectName(driver, point) != event.object) {
+    if (type != event.objectType || ObjectName(point) != event.object) {
         return true;
     }
-    const auto isOther = [&](GLenum name, GLint value) {
-        return GetOfAttachment(driver, point, name) != value;
-    };
+    const auto isOther = [&](GLenum name, GLint value) { return GetOfAttachment(point, name) != value; };
     return type == GL_TEXTURE &&
            (isOther(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LEVEL, event.level) ||
             isOther(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_CUBE_MAP_FACE, event.cubeMapFace) ||
@@ -80,10 +75,10 @@ bool IsReplaced(const Driver& driver, GLenum point, const TargetEvent& event)
 }
 
 /// Whether the framebuffer object that is bound for drawing is the one that a call's target stands for.
-bool IsMeant(const Driver& driver, GLenum target)
+bool IsMeant(GLenum target)
 {
     return target != GL_READ_FRAMEBUFFER ||
-           Get(driver, GL_READ_FRAMEBUFFER_BINDING) == Get(driver, GL_DRAW_FRAMEBUFFER_BINDING);
+           GetInteger(GL_READ_FRAMEBUFFER_BINDING) == GetInteger(GL_DRAW_FRAMEBUFFER_BINDING);
 }
 
 std::span<const GLuint> Names(const TargetEvent& event)
@@ -92,16 +87,16 @@ std::span<const GLuint> Names(const TargetEvent& event)
 }
 
 /// @return why a picture cannot show an attachment; empty when it can
-std::string WhyNot(const Driver& driver, GLenum point, const char* buffer)
+std::string WhyNot(GLenum point, const char* buffer)
 {
-    const GLuint name = ObjectName(driver, point);
-    const bool isTexture = ObjectType(driver, point) == GL_TEXTURE;
-    if (!(isTexture ? driver.isTexture(name) : driver.isRenderbuffer(name))) {
+    const GLuint name = ObjectName(point);
+    const bool isTexture = ObjectType(point) == GL_TEXTURE;
+    if (!(isTexture ? GL::IsTexture(name) : GL::IsRenderbuffer(name))) {
         return std::string("a framebuffer object's ") + buffer +
                " attachment was deleted while it was attached: such a one is not captured";
     }
     if (point != GL_DEPTH_ATTACHMENT && point != GL_STENCIL_ATTACHMENT) {
-        const GLint type = GetOfAttachment(driver, point, GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE);
+        const GLint type = GetOfAttachment(point, GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE);
         if (type == GL_INT || type == GL_UNSIGNED_INT) {
             return "a framebuffer object has integer colors, which no picture can show: such an attachment "
                    "is not captured";
@@ -112,60 +107,60 @@ std::string WhyNot(const Driver& driver, GLenum point, const char* buffer)
 
 } // namespace
 
-bool IsTargetBound(const Driver& driver)
+bool IsTargetBound()
 {
-    return driver.getIntegerv && driver.bindFramebuffer && driver.pixelStorei && driver.getError &&
-           driver.isTexture && driver.isRenderbuffer && driver.getFramebufferAttachmentParameteriv &&
-           driver.checkFramebufferStatus && Get(driver, GL_DRAW_FRAMEBUFFER_BINDING) != 0 &&
-           driver.checkFramebufferStatus(GL_DRAW_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+    return HasEntryPoints(GL::GetIntegerv, GL::BindFramebuffer, GL::PixelStorei, GL::IsTexture,
+                          GL::IsRenderbuffer, GL::GetFramebufferAttachmentParameteriv,
+                          GL::CheckFramebufferStatus) &&
+           GetInteger(GL_DRAW_FRAMEBUFFER_BINDING) != 0 &&
+           GL::CheckFramebufferStatus(GL_DRAW_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
 }
 
 bool IsDoneWithTarget(const Driver& driver, const TargetEvent& event)
 {
-    const auto framebuffer = static_cast<GLuint>(Get(driver, GL_DRAW_FRAMEBUFFER_BINDING));
+    const auto framebuffer = static_cast<GLuint>(GetInteger(GL_DRAW_FRAMEBUFFER_BINDING));
     const std::span<const GLuint> names = Names(event);
     switch (event.kind) {
     case TargetEvent::BindsFramebuffer:
         return event.target != GL_READ_FRAMEBUFFER && event.object != framebuffer;
     case TargetEvent::Attaches:
-        if (!IsMeant(driver, event.target)) {
+        if (!IsMeant(event.target)) {
             return false;
         }
         return event.attachment == GL_DEPTH_STENCIL_ATTACHMENT
-                   ? IsReplaced(driver, GL_DEPTH_ATTACHMENT, event) ||
-                         IsReplaced(driver, GL_STENCIL_ATTACHMENT, event)
-                   : IsReplaced(driver, event.attachment, event);
+                   ? IsReplaced(GL_DEPTH_ATTACHMENT, event) || IsReplaced(GL_STENCIL_ATTACHMENT, event)
+                   : IsReplaced(event.attachment, event);
     case TargetEvent::Invalidates:
-        return IsMeant(driver, event.target);
+        return IsMeant(event.target);
     case TargetEvent::DeletesFramebuffers:
         return std::find(names.begin(), names.end(), framebuffer) != names.end();
     case TargetEvent::DeletesTextures:
-        return IsOneAttached(driver, GL_TEXTURE, names);
+        return IsOneAttached(GL_TEXTURE, names);
     case TargetEvent::DeletesRenderbuffers:
-        return IsOneAttached(driver, GL_RENDERBUFFER, names);
+        return IsOneAttached(GL_RENDERBUFFER, names);
     case TargetEvent::MakesCurrent:
-        return event.context != driver.getCurrentContext();
+        return !driver.IsCurrent(event.context);
     case TargetEvent::Swaps:
         break;
     }
     return true;
 }
 
-std::vector<TargetAttachment> FindTargetAttachments(const Driver& driver, const std::vector<Buffer>& buffers,
+std::vector<TargetAttachment> FindTargetAttachments(const std::vector<Buffer>& buffers,
                                                     std::set<std::string>& leftOut)
 {
     std::vector<TargetAttachment> found;
     const auto look = [&](const BufferKind& kind, GLenum point) {
-        if (ObjectType(driver, point) == GL_NONE) {
+        if (ObjectType(point) == GL_NONE) {
             return;
         }
-        if (std::string reason = WhyNot(driver, point, kind.name); !reason.empty()) {
+        if (std::string reason = WhyNot(point, kind.name); !reason.empty()) {
             leftOut.insert(std::move(reason));
         } else {
             found.push_back({.point = point,
                              .buffer = kind.buffer,
                              .number = static_cast<std::uint8_t>(point - kind.attachment),
-                             .format = AttachmentFormat(driver, point, kind),
+                             .format = AttachmentFormat(point, kind),
                              .hasThumbnail = point == kind.attachment});
         }
     };
@@ -175,23 +170,21 @@ std::vector<TargetAttachment> FindTargetAttachments(const Driver& driver, const 
             look(kind, kind.attachment);
             continue;
         }
-        for (const GLenum point : ColorPoints(driver)) {
+        for (const GLenum point : ColorPoints()) {
             look(kind, point);
         }
     }
     return found;
 }
 
-TargetRead::TargetRead(const Driver& driver)
-    : m_driver(driver), m_readFramebuffer(Get(driver, GL_READ_FRAMEBUFFER_BINDING))
+TargetRead::TargetRead() : m_readFramebuffer(GetInteger(GL_READ_FRAMEBUFFER_BINDING))
 {
-    driver.bindFramebuffer(GL_READ_FRAMEBUFFER,
-                           static_cast<GLuint>(Get(driver, GL_DRAW_FRAMEBUFFER_BINDING)));
+    GL::BindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(GetInteger(GL_DRAW_FRAMEBUFFER_BINDING)));
 }
 
 TargetRead::~TargetRead()
 {
-    m_driver.bindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(m_readFramebuffer));
+    GL::BindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(m_readFramebuffer));
 }
 
 } // namespace Framegrab

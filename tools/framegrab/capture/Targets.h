@@ -9,12 +9,13 @@
 #include <string>
 #include <vector>
 
-/// What there is to know of the framebuffer object that is bound for drawing on the calling thread.
+/// What there is to know of the framebuffer object that is bound for drawing on the calling thread, whose calls
+/// go to its driver.
 namespace Framegrab {
 
 /// @return whether there is one that can be drawn into; false too when the driver lacks functions of OpenGL
 ///         ES 3.0
-bool IsTargetBound(const Driver& driver);
+bool IsTargetBound();
 
 /// @return whether the program is done with what it has drawn there
 bool IsDoneWithTarget(const Driver& driver, const TargetEvent& event);
@@ -31,20 +32,19 @@ struct TargetAttachment
 
 /// @param buffers  which to look for
 /// @param leftOut  receives why an attachment is not among the result although it is there
-std::vector<TargetAttachment> FindTargetAttachments(const Driver& driver, const std::vector<Buffer>& buffers,
+std::vector<TargetAttachment> FindTargetAttachments(const std::vector<Buffer>& buffers,
                                                     std::set<std::string>& leftOut);
 
 /// Binds the framebuffer object for reading as well, until the end of the scope.
 class TargetRead
 {
 public:
-    explicit TargetRead(const Driver& driver);
+    TargetRead();
     TargetRead(const TargetRead&) = delete;
     TargetRead& operator=(const TargetRead&) = delete;
     ~TargetRead();
 
 private:
-    const Driver& m_driver;
     GLint m_readFramebuffer;
 };
 

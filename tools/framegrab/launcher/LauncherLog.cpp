@@ -1,9 +1,9 @@
 #include "launcher/LauncherLog.h"
 
-#include "Util/LogUtils.h"
 #include "launcher/Say.h"
 
 #include <memory>
+#include <syslog.h>
 #include <unistd.h>
 
 namespace Framegrab {
@@ -11,42 +11,75 @@ namespace Framegrab {
 namespace {
 
 LogSettings s_settings;
+std::shared_ptr<Core::StdioWriter> s_file; ///< null for none
+thread_local KeptLog* t_kept = nullptr;
 
-void PassOnLog(const char* text)
+std::string PathIn(const std::string& folder)
 {
-    PassOn(s_settings, text, &SayAgain);
+    return folder + "/framegrab.log";
 }
 
 } // namespace
 
+void PassOnLog(const char* text)
+{
+    if (t_kept) {
+        t_kept->m_lines.emplace_back(text);
+    } else {
+        LogLine(text);
+    }
+}
+
+KeptLog::KeptLog()
+{
+    t_kept = this;
+}
+
+KeptLog::~KeptLog()
+{
+    t_kept = nullptr;
+}
+
 void SetUpLog(const LogSettings& settings)
 {
     s_settings = settings;
-    Core::Log::SetDebuggerSink(&PassOnLog);
-    Core::Log::m_level = settings.level;
-    Core::Log::m_zoneMask = settings.zones;
-    Core::Log::m_ioPipeMask = RedirectedPipes(settings);
+    SendLogTo(&PassOnLog, settings);
 }
 
-void OpenLogFile(const std::string& folder, LogSettings& settings)
+void LogLine(const std::string& line)
 {
-    if (!settings.IsOn(Core::Log::PipeFile)) {
+    const std::string text = line.substr(0, line.find_last_not_of('\n') + 1);
+    if (s_settings.IsOn(Core::Log::PipeDebugger)) {
+        syslog(LOG_USER | LOG_DEBUG, "%s", text.c_str());
+    }
+    if (s_settings.IsOn(Core::Log::PipeConsole)) {
+        SayAgain(text);
+    }
+    if (s_file) {
+        s_file->Write((text + "\n").c_str());
+    }
+}
+
+void OpenLogFile(const std::string& folder)
+{
+    if (!s_settings.IsOn(Core::Log::PipeFile)) {
         return;
     }
-    const std::shared_ptr<Core::StdioWriter> file = Util::LoggerCreateStdioWriter(folder + "/" + LogFileName);
-    if ((Core::Log::m_ioPipeMask >> Core::Log::PipeFile & 1U) == 0) {
-        settings.pipes &= ~(1U << Core::Log::PipeFile);
+    auto file = std::make_shared<Core::StdioWriter>(PathIn(folder), true, true);
+    if (file->Open() != 0) {
+        Core::Log::Print(Core::Log::LevelWarning, Core::Log::ZoneApplication, __LINE__, __FILE_NAME__, true,
+                         "Could not open logger writer, turning off file logging.");
         return;
     }
-    Core::Log::SetFileWriter(file);
-    SetLogFile(file);
+    s_file = file;
+    SetLogFile(std::move(file));
 }
 
 void DropLogFile(const std::string& folder)
 {
-    Core::Log::SetFileWriter(nullptr);
+    s_file = nullptr;
     SetLogFile(nullptr);
-    unlink((folder + "/" + LogFileName + ".log").c_str());
+    unlink(PathIn(folder).c_str());
 }
 
 } // namespace Framegrab

@@ -3,12 +3,15 @@
 #include "framegrab/version.h"
 #include "launcher/Help.h"
 #include "launcher/LauncherLog.h"
+#include "launcher/MemoryBudget.h"
 #include "launcher/Options.h"
 #include "launcher/OutputFolder.h"
 #include "launcher/Processes.h"
 #include "launcher/Report.h"
 #include "launcher/Say.h"
+#include "launcher/Session.h"
 #include "launcher/Supervisor.h"
+#include "launcher/Writers.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -18,7 +21,6 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
 namespace Framegrab {
@@ -35,33 +37,8 @@ enum ExitStatus
     ExitNotFound = 127,
 };
 
-/// The folder in which the launcher and the program's processes meet.
-class SessionFolder
-{
-public:
-    SessionFolder()
-    {
-        m_path = (fs::absolute(fs::temp_directory_path()) / "framegrab-XXXXXX").string();
-        if (!mkdtemp(m_path.data())) {
-            throw std::system_error(errno, std::generic_category(), m_path);
-        }
-    }
-    SessionFolder(const SessionFolder&) = delete;
-    SessionFolder& operator=(const SessionFolder&) = delete;
-    ~SessionFolder()
-    {
-        std::error_code ignored;
-        fs::remove_all(m_path, ignored);
-    }
-
-    [[nodiscard]] const std::string& Path() const { return m_path; }
-
-private:
-    std::string m_path;
-};
-
 /// @return the hook library's path as LD_PRELOAD can hold it
-std::string HooksForPreload(const SessionFolder& session, const std::string& name)
+std::string HooksForPreload(const Session& session, const std::string& name)
 {
     const fs::path library = fs::weakly_canonical(fs::read_symlink("/proc/self/exe").parent_path() /
                                                   FRAMEGRAB_LIBRARY_FOLDER / name);
@@ -72,12 +49,12 @@ std::string HooksForPreload(const SessionFolder& session, const std::string& nam
         return library.string();
     }
     // Blanks and colons separate one library from the next.
-    const fs::path link = fs::path(session.Path()) / name;
+    const fs::path link = fs::path(session.Folder()) / name;
     fs::create_symlink(library, link);
     return link.string();
 }
 
-std::vector<std::pair<std::string, std::string>> Environment(const SessionFolder& session, bool targets)
+std::vector<std::pair<std::string, std::string>> Environment(const Session& session, bool targets)
 {
     std::string preload =
         HooksForPreload(session, targets ? FRAMEGRAB_TARGET_HOOKS_NAME : FRAMEGRAB_HOOKS_NAME);
@@ -85,7 +62,7 @@ std::vector<std::pair<std::string, std::string>> Environment(const SessionFolder
     if (others && *others != '\0') {
         preload += std::string(":") + others;
     }
-    return {{"LD_PRELOAD", preload}, {SessionVariable, session.Path()}};
+    return {{"LD_PRELOAD", preload}, {SessionVariable, session.Folder()}};
 }
 
 std::string Answer(Options::Answer kind)
@@ -105,7 +82,7 @@ std::string Answer(Options::Answer kind)
 int Capture(Options options)
 {
     const std::string program = Util::Path::GetFilename(options.program.front());
-    std::string output = options.settings.output;
+    std::string output = options.files.folder;
     const bool isNewWanted = output.empty();
     if (isNewWanted) {
         output = program + "-" + Util::Time::GetCurrentTimeString(true);
@@ -116,20 +93,18 @@ int Capture(Options options)
         Say(error);
         return ExitUsage;
     }
-    options.settings.output = folder.AbsolutePath();
+    options.files.folder = folder.AbsolutePath();
     SetUpLog(options.settings.log);
-    const SessionFolder session;
-    OpenLogFile(folder.AbsolutePath(), options.settings.log);
-
-    RecordReader records(session.Path());
-    SharedCounters* const counters = MapCounters(session.Path(), true);
-    if (!WriteSettings(session.Path(), options.settings) || !records.IsOpen() || !counters) {
-        Say("the folder " + session.Path() + " cannot be written: " + std::strerror(errno));
+    const std::size_t memory = options.memory != 0 ? options.memory : DefaultPictureMemory();
+    if (memory > AvailableMemory()) {
+        Say("-memory: there is less than that, " + std::to_string(AvailableMemory() >> 20U) + " MiB");
         return ExitIncomplete;
     }
+    const InheritedSignals signals = BecomeSupervisor();
+    Session session(options.settings, memory);
+    OpenLogFile(folder.AbsolutePath());
 
     pid_t process = 0;
-    const InheritedSignals signals = BecomeSupervisor();
     if (const int failure =
             StartProgram(options.program, Environment(session, options.settings.targets), signals, process)) {
         Say(options.program.front() + " cannot be started: " + std::strerror(failure));
@@ -137,11 +112,13 @@ int Capture(Options options)
         return failure == ENOENT ? ExitNotFound : ExitCannotExecute;
     }
     FRAMEGRAB_LOG(Core::Log::ZoneApplication, "%s started as process %d, session in %s", program.c_str(),
-                  process, session.Path().c_str());
-    Report report(options.settings, output);
+                  process, session.Folder().c_str());
+    Writers writers(session.Memory(), options.files,
+                    options.threads != 0 ? options.threads : DefaultThreads());
+    Report report(options.settings, folder.AbsolutePath(), output);
     const int status =
-        Supervisor(process, program, options.timeout, options.settings, *counters, records, report).Run();
-    const bool isComplete = report.Finish(program, *counters);
+        Supervisor(process, program, options.timeout, options.settings, session, writers, report).Run();
+    const bool isComplete = report.Finish(program, session.Memory().counters);
     if (status != 0) {
         return status;
     }

@@ -129,12 +129,12 @@ bool ReadBuffers(const std::string& value, Options& options, std::string& error)
 
 bool ReadFormat(const std::string& value, Options& options, std::string& error)
 {
-    return ReadWord(ImageNames, value, options.settings.imageKind, error);
+    return ReadWord(ImageNames, value, options.files.imageKind, error);
 }
 
 bool ReadPng(const std::string& value, Options& options, std::string& error)
 {
-    return ReadWord(EncodingNames, value, options.settings.pngKind, error);
+    return ReadWord(EncodingNames, value, options.files.pngKind, error);
 }
 
 bool ReadNumber(std::string_view text, std::uint32_t least, std::uint32_t largest, std::uint32_t& number)
@@ -162,7 +162,7 @@ bool ReadThumbnail(const std::string& value, Options& options, std::string& erro
 bool ReadOutput(const std::string& value, Options& options, std::string& error)
 {
     error = "it needs the path of a folder";
-    options.settings.output = value;
+    options.files.folder = value;
     return !value.empty();
 }
 
@@ -207,10 +207,32 @@ bool ReadHelp(const std::string& value, Options& options, std::string& error)
     return true;
 }
 
-template <bool Settings::*Flag>
+bool ReadCount(const std::string& value, std::size_t most, std::size_t& count, std::string& error)
+{
+    const char* const end = value.data() + value.size();
+    const auto [stop, status] = std::from_chars(value.data(), end, count);
+    error = "\"" + value + "\" is not a number from 1 to " + std::to_string(most);
+    return status == std::errc{} && stop == end && count >= 1 && count <= most;
+}
+
+bool ReadMemory(const std::string& value, Options& options, std::string& error)
+{
+    std::size_t mebibytes = 0;
+    const bool isRead = ReadCount(value, 1024 * 1024, mebibytes, error);
+    options.memory = mebibytes << 20U;
+    return isRead;
+}
+
+bool ReadThreads(const std::string& value, Options& options, std::string& error)
+{
+    return ReadCount(value, 256, options.threads, error);
+}
+
+/// @param Part  of the options, which has the flag
+template <auto Part, auto Flag>
 bool Set(const std::string&, Options& options, std::string&)
 {
-    options.settings.*Flag = true;
+    (options.*Part).*Flag = true;
     return true;
 }
 
@@ -232,7 +254,7 @@ constexpr std::array Table{
               .value = nullptr,
               .help = "also what the program draws into framebuffer objects, when it is done with each "
                       "(default: only what it shows)",
-              .read = &Set<&Settings::targets>},
+              .read = &Set<&Options::settings, &Settings::targets>},
     OptionRow{.name = "format",
               .value = "png|bmp",
               .help = "kind of the picture files (default: png)",
@@ -247,7 +269,7 @@ constexpr std::array Table{
               .value = nullptr,
               .help = "thumbnails instead, but for what has none: colors of framebuffer objects after the "
                       "first (default: both)",
-              .read = &Set<&Settings::thumbnailOnly>},
+              .read = &Set<&Options::settings, &Settings::thumbnailOnly>},
     OptionRow{.name = "png",
               .value = "fast|small",
               .help = "how PNG files are compressed; fast takes a tenth of the time, and files are a third "
@@ -263,16 +285,25 @@ constexpr std::array Table{
     OptionRow{.name = "opaque",
               .value = nullptr,
               .help = "alpha 255 in every pixel: a window has no alpha worth keeping (default: as drawn)",
-              .read = &Set<&Settings::opaque>},
+              .read = &Set<&Options::files, &FileSettings::opaque>},
     OptionRow{.name = "quit",
               .value = nullptr,
               .help = "end the program after the last frame asked for (default: let it run)",
-              .read = &Set<&Settings::quit>},
+              .read = &Set<&Options::settings, &Settings::quit>},
     OptionRow{.name = "timeout",
               .value = "SECONDS",
               .help = "end the program if that frame has not come by then; of frames without an end, then "
                       "(default: never)",
               .read = &ReadTimeout},
+    OptionRow{.name = "memory",
+              .value = "MIB",
+              .help = "room for pictures that were read and wait to be written; when it is full, the program "
+                      "waits (default: 128, at most half of what is there)",
+              .read = &ReadMemory},
+    OptionRow{.name = "threads",
+              .value = "N",
+              .help = "how many pictures are written at a time (default: one less than there are processors)",
+              .read = &ReadThreads},
     OptionRow{.name = "loglevel",
               .value = "N",
               .help = "how much is logged: 0 to 5 (default: 2, warnings)",

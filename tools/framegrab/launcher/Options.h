@@ -1,6 +1,7 @@
 #pragma once
 
-#include "shared/Session.h"
+#include "launcher/PictureWriter.h"
+#include "shared/Settings.h"
 
 #include <span>
 #include <string>
@@ -21,7 +22,10 @@ struct Options
         Version,
     };
 
-    Settings settings;                ///< `output` as the user wrote it; empty when it was not given
+    Settings settings;
+    FileSettings files;               ///< the folder as the user wrote it; empty when it was not given
+    std::size_t memory = 0;           ///< bytes for pictures; 0 when it was not given
+    std::size_t threads = 0;          ///< that write pictures; 0 when it was not given
     double timeout = 0;               ///< seconds; 0 for none
     std::vector<std::string> program; ///< the program and its arguments
     Answer answer = Answer::None;

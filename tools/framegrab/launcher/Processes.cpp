@@ -2,11 +2,11 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
+#include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,12 +18,8 @@ namespace {
 /// In the child, up to the program's start. Returns only on failure.
 void Execute(const std::vector<std::string>& command,
              const std::vector<std::pair<std::string, std::string>>& environment,
-             const InheritedSignals& signals, pid_t launcher)
+             const InheritedSignals& signals)
 {
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (getppid() != launcher) {
-        _exit(EXIT_FAILURE);
-    }
     for (const auto& [name, value] : environment) {
         setenv(name.c_str(), value.c_str(), 1);
     }
@@ -35,22 +31,26 @@ void Execute(const std::vector<std::string>& command,
     arguments.push_back(nullptr);
     sigaction(SIGCHLD, &signals.childEnded, nullptr);
     sigaction(SIGPIPE, &signals.brokenPipe, nullptr);
+    sigaction(SIGXFSZ, &signals.fileTooLarge, nullptr);
     sigprocmask(SIG_SETMASK, &signals.mask, nullptr);
     execvp(arguments.front(), arguments.data());
 }
 
-/// @return the parent of a running process; 0 when it has ended
+/// @return the parent of a running process; 0 when it has ended, which may be at any moment
 pid_t RunningParentOf(pid_t process)
 {
-    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    char text[512]{};
+    const int file = open(("/proc/" + std::to_string(process) + "/stat").c_str(), O_RDONLY | O_CLOEXEC);
+    const ssize_t size = file >= 0 ? read(file, text, sizeof(text) - 1) : -1;
+    if (file >= 0) {
+        close(file);
+    }
     // "pid (name) state parent ...", where the name may hold anything.
-    const std::size_t nameEnd = text.rfind(") ");
-    if (nameEnd == std::string::npos || nameEnd + 4 >= text.size()) {
+    const char* const nameEnd = size > 0 ? std::strrchr(text, ')') : nullptr;
+    if (!nameEnd || std::strlen(nameEnd) < 5 || nameEnd[2] == 'Z' || nameEnd[2] == 'X') {
         return 0;
     }
-    const char state = text[nameEnd + 2];
-    return state == 'Z' || state == 'X' ? 0 : static_cast<pid_t>(std::atol(text.c_str() + nameEnd + 4));
+    return static_cast<pid_t>(std::atol(nameEnd + 4));
 }
 
 } // namespace
@@ -77,6 +77,8 @@ InheritedSignals BecomeSupervisor()
     sigaction(SIGCHLD, &action, &inherited.childEnded);
     action.sa_handler = SIG_IGN; // who closes our standard error must not end the supervision
     sigaction(SIGPIPE, &action, &inherited.brokenPipe);
+    sigaction(SIGXFSZ, &action,
+              &inherited.fileTooLarge); // a picture that is too large is an error of its own
 
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     return inherited;
@@ -91,10 +93,9 @@ int StartProgram(const std::vector<std::string>& command,
     if (pipe2(ends, O_CLOEXEC) != 0) {
         return errno;
     }
-    const pid_t launcher = getpid();
     process = fork();
     if (process == 0) {
-        Execute(command, environment, signals, launcher);
+        Execute(command, environment, signals);
         const int error = errno;
         [[maybe_unused]] const ssize_t ignored = write(ends[1], &error, sizeof(error));
         _exit(EXIT_FAILURE);

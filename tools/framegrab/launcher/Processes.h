@@ -14,6 +14,7 @@ struct InheritedSignals
     sigset_t mask;
     struct sigaction childEnded;
     struct sigaction brokenPipe;
+    struct sigaction fileTooLarge;
 };
 
 /// Lets the launcher wait for signals instead of being interrupted, and makes it the parent of every process
@@ -28,8 +29,8 @@ sigset_t SupervisedSignals();
 
 /// Starts a program, found as a shell would find it.
 ///
-/// It stays in the launcher's process group, so that a terminal's keys and job control reach both alike, and
-/// is sent SIGTERM when the launcher dies.
+/// It stays in the launcher's process group, so that a terminal's keys and job control reach both alike. When
+/// the launcher is killed, it goes on by itself.
 ///
 /// @param command      program and arguments
 /// @param environment  variables to set, by name

@@ -1,6 +1,7 @@
 #include "launcher/Report.h"
 
 #include "launcher/ContactSheet.h"
+#include "launcher/LauncherLog.h"
 #include "launcher/Say.h"
 #include "launcher/Text.h"
 
@@ -10,48 +11,55 @@ namespace Framegrab {
 
 void Report::Take(const Record& record)
 {
+    for (const std::string& line : record.log) {
+        LogLine(line);
+    }
     switch (record.kind) {
     case RecordKind::HooksLoaded:
         m_areHooksLoaded = true;
         break;
     case RecordKind::FirstSwap:
-        m_swappingProcesses.insert(record.process);
+        m_hasSwapped = true;
         break;
     case RecordKind::File:
         TakeFile(record);
         break;
     case RecordKind::FrameDone:
-        m_framesDone.Add(record.picture.frame);
-        if (record.picture.status == 0) {
-            m_framesWhole.Add(record.picture.frame);
+        ++m_framesDoneCount;
+        m_framesDone.Add(record.file.picture.frame);
+        if (record.file.picture.status == 0 &&
+            !m_cutFrames.contains({record.file.picture.process, record.file.picture.frame})) {
+            m_framesWhole.Add(record.file.picture.frame);
         }
         break;
     case RecordKind::Message:
         Say(record.text);
         break;
     case RecordKind::Log:
-        SayAgain(record.text);
+        LogLine(record.text);
         break;
     }
 }
 
 void Report::TakeFile(const Record& record)
 {
-    const Picture& picture = record.picture;
+    const Picture& picture = record.file.picture;
     if (picture.status != 0) {
         const std::string target = picture.target == 0 ? "" : ", target " + std::to_string(picture.target);
         Say("frame " + std::to_string(picture.frame) + target + ": the " +
             (picture.isThumbnail ? "thumbnail of the " : "") + BufferName(picture) +
-            " buffer was not captured whole (status " + std::to_string(picture.status) + ")");
+            " buffer was not captured whole (status " + std::to_string(picture.status) + ")" +
+            (record.error.empty() ? "" : ": " + record.error));
+        m_cutFrames.emplace(picture.process, picture.frame);
         return;
     }
-    PictureFile file{.picture = picture, .name = record.text, .image = {}};
+    PictureFile file = record.file;
     ReadImageFile(PathOf(file), file.image);
     m_bytes += file.image.bytes;
     m_files.push_back(std::move(file));
 }
 
-std::string Report::Progress() const
+std::string Report::Progress(std::uint64_t framesRead) const
 {
     if (m_framesDone.IsEmpty()) {
         return "";
@@ -61,15 +69,14 @@ std::string Report::Progress() const
     const std::string frames = wanted.IsOpen()
                                    ? Count(done, "frame")
                                    : std::to_string(done) + " of " + Count(wanted.Count(), "frame");
-    return frames + ", " + Count(m_files.size(), "file") + ", " + Count(m_bytes, "byte");
+    const std::string unwritten = framesRead > m_framesDoneCount
+                                      ? " (" + std::to_string(framesRead - m_framesDoneCount) + " more read)"
+                                      : "";
+    return frames + unwritten + ", " + Count(m_files.size(), "file") + ", " + Count(m_bytes, "byte");
 }
 
 bool Report::Finish(const std::string& program, const SharedCounters& counters)
 {
-    if (counters.recordsLost != 0) {
-        Say(Count(counters.recordsLost, "message") +
-            " of the program were lost: the folder for temporary files is full, or out of its reach");
-    }
     FrameList broken;
     m_bytes = 0;
     for (PictureFile& file : m_files) {
@@ -102,7 +109,7 @@ void Report::SayWhyNothingCame(const std::string& program, std::uint64_t swaps) 
         Say(program +
             " did not load framegrab's hooks: is it linked statically, set-user-ID, or built for another "
             "kind of processor?");
-    } else if (m_swappingProcesses.empty() && swaps == 0) {
+    } else if (!m_hasSwapped && swaps == 0) {
         Say(program + " ended before it showed a frame through EGL");
     } else if (swaps >= m_settings.frames.First()) {
         Say(program + " ended before it was done with a frame asked for");
@@ -125,8 +132,8 @@ void Report::WriteSheet(const std::string& program, const FrameList& missing) co
         sheet.SetNote("Not captured whole: frames " + missing.ToString());
     }
     std::string error;
-    if (sheet.Write(m_settings.output, error)) {
-        Say("contact sheet: " + ContactSheet::UrlOf(m_settings.output));
+    if (sheet.Write(m_folder, error)) {
+        Say("contact sheet: " + ContactSheet::UrlOf(m_folder));
     } else {
         Say(error);
     }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "launcher/PictureFile.h"
-#include "shared/Session.h"
+#include "launcher/Record.h"
+#include "shared/SessionMemory.h"
+#include "shared/Settings.h"
 
 #include <cstdint>
 #include <set>
@@ -17,17 +19,19 @@ class Report
 {
 public:
     /// @param settings  what was asked for; outlives this object
-    /// @param output    the output folder as the user wrote it, for messages
-    Report(const Settings& settings, std::string output) : m_settings(settings), m_output(std::move(output))
+    /// @param folder    of the pictures, from the root
+    /// @param output    the same as the user wrote it, for messages
+    Report(const Settings& settings, std::string folder, std::string output)
+        : m_settings(settings), m_folder(std::move(folder)), m_output(std::move(output))
     {}
 
     /// Notes one record; what is of interest at once is said.
     void Take(const Record& record);
 
     /// How much was done so far, in words: frames of those asked for, files, bytes. Empty before the first.
-    [[nodiscard]] std::string Progress() const;
-
-    [[nodiscard]] bool HasSwapped(pid_t process) const { return m_swappingProcesses.contains(process); }
+    ///
+    /// @param framesRead  how many wait to be written, besides
+    [[nodiscard]] std::string Progress(std::uint64_t framesRead) const;
 
     /// Checks the files on the disk and says what is there and what is missing.
     ///
@@ -44,12 +48,16 @@ private:
     [[nodiscard]] std::string PathOf(const PictureFile& file) const { return m_output + "/" + file.name; }
 
     const Settings& m_settings;
+    std::string m_folder;
     std::string m_output;
     std::vector<PictureFile> m_files; ///< in the order in which they were written
     std::uint64_t m_bytes = 0;        ///< of all files
     FrameList m_framesDone;
     FrameList m_framesWhole; ///< in at least one process
-    std::set<pid_t> m_swappingProcesses;
+    std::set<std::pair<std::uint32_t, std::uint64_t>>
+        m_cutFrames;                     ///< process and frame: a picture is missing
+    std::uint64_t m_framesDoneCount = 0; ///< of all processes
+    bool m_hasSwapped = false;           ///< a process that could not be captured
     bool m_areHooksLoaded = false;
 };
 

@@ -2,13 +2,17 @@
 
 #include "launcher/Processes.h"
 #include "launcher/Say.h"
+#include "shared/LogSettings.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <ctime>
+#include <poll.h>
+#include <sys/signalfd.h>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <utility>
 
 namespace Framegrab {
@@ -17,8 +21,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// How often the records are looked at.
-constexpr timespec Tick{.tv_sec = 0, .tv_nsec = 20'000'000};
+/// How often what no event tells is looked at, while something depends on it.
+constexpr auto Tick = 20ms;
+
+/// The same while nothing does but what is shown.
+constexpr auto SlowTick = 250ms;
 
 /// How long the last frame may take from being captured to being shown before -quit ends the program all the
 /// same.
@@ -54,39 +61,73 @@ std::string Seconds(double seconds)
 } // namespace
 
 Supervisor::Supervisor(pid_t process, std::string name, double timeout, const Settings& settings,
-                       SharedCounters& counters, RecordReader& records, Report& report)
-    : m_first(process), m_name(std::move(name)), m_timeout(timeout), m_settings(settings),
-      m_counters(counters), m_records(records), m_report(report)
-{}
+                       Session& session, Writers& writers, Report& report)
+    : m_first(process), m_name(std::move(name)), m_timeout(timeout), m_settings(settings), m_session(session),
+      m_counters(session.Memory().counters), m_writers(writers), m_report(report)
+{
+    const sigset_t signals = SupervisedSignals();
+    m_signals = Descriptor(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+}
 
 int Supervisor::Run()
 {
     while (!IsOver()) {
-        WaitForSignal();
+        WaitForEvent();
+        while (TakeSignal()) {
+        }
         ReapChildren();
+        m_session.Serve();
         TakeRecords();
         CheckFrames();
     }
-    TakeRecords();
+    m_counters.isEnding = 1;
+    m_counters.isOver = 1;
+    m_session.Memory().WakeAll();
+    WriteRest();
     ShowProgress("");
     return Status();
 }
 
-void Supervisor::WaitForSignal()
+std::chrono::milliseconds Supervisor::LongestWait() const
 {
-    const sigset_t signals = SupervisedSignals();
-    siginfo_t info{};
-    const int signal = sigtimedwait(&signals, &info, &Tick);
-    if (signal < 0 || signal == SIGCHLD) {
-        return;
+    const bool isEndNear = m_hasFirstEnded || m_ending != Ending::ByItself || m_counters.isLastFrameDone != 0;
+    if (isEndNear || m_timeout <= 0) {
+        return isEndNear ? Tick : SlowTick;
     }
+    const std::chrono::duration<double> left =
+        std::chrono::duration<double>(m_timeout) - (Clock::now() - m_start);
+    return std::clamp(std::chrono::ceil<std::chrono::milliseconds>(left), 0ms,
+                      std::chrono::milliseconds(SlowTick));
+}
+
+void Supervisor::WaitForEvent()
+{
+    std::array<pollfd, 3> events{{{m_signals.Get(), POLLIN, 0},
+                                  {m_session.Events().Get(), POLLIN, 0},
+                                  {m_writers.Events().Get(), POLLIN, 0}}};
+    poll(events.data(), events.size(), static_cast<int>(LongestWait().count()));
+}
+
+/// @return whether there was one
+bool Supervisor::TakeSignal()
+{
+    signalfd_siginfo info{};
+    if (read(m_signals.Get(), &info, sizeof(info)) != sizeof(info)) {
+        return false;
+    }
+    const int signal = static_cast<int>(info.ssi_signo);
+    if (signal == SIGCHLD) {
+        return true;
+    }
+    ++m_interrupts;
     if ((signal == SIGTERM || signal == SIGHUP) && m_ending == Ending::ByItself) {
         End(Ending::BySignal, signal);
-    } else if (info.si_code != SI_KERNEL) {
+    } else if (info.ssi_code != SI_KERNEL) {
         // What a terminal sends, it sends to the program as well. Whether an interrupt ends it is the
         // program's affair.
         SignalAll(signal);
     }
+    return true;
 }
 
 void Supervisor::ReapChildren()
@@ -101,27 +142,48 @@ void Supervisor::ReapChildren()
             m_waitStatus = status;
         }
     }
+    // Whoever loses a parent becomes a child of framegrab: without children there are no descendants.
+    m_hasChildren = process == 0;
 }
 
 void Supervisor::TakeRecords()
 {
-    for (const Record& record : m_records.ReadNew()) {
+    for (const Record& record : m_session.TakeRecords()) {
         m_report.Take(record);
     }
+    for (const Record& record : m_writers.TakeRecords()) {
+        m_report.Take(record);
+    }
+    TellWhenMemoryIsFull();
     if (m_lastFrameTime == Clock::time_point{} && m_counters.isLastFrameDone != 0) {
         m_lastFrameTime = Clock::now();
     }
-    const std::string progress = m_counters.isLastFrameDone != 0 ? "" : m_report.Progress();
+    const std::string progress = m_report.Progress(m_counters.framesRead);
     if (progress != m_progress) {
         ShowProgress(progress);
         m_progress = progress;
     }
 }
 
+void Supervisor::TellWhenMemoryIsFull()
+{
+    if (!m_isFullTold && m_counters.waits != 0) {
+        m_isFullTold = true;
+        FRAMEGRAB_LOG(
+            Core::Log::ZoneCapture,
+            "the memory for pictures is full: %s waits until some are written (see -memory and -threads)",
+            m_name.c_str());
+    }
+}
+
 void Supervisor::CheckFrames()
 {
     const Clock::time_point now = Clock::now();
-    if (m_ending != Ending::ByItself) {
+    if (m_endSignal != 0) {
+        if (m_counters.framesBegun == 0 || now >= m_endTime + FrameTime) {
+            SendEnd();
+        }
+    } else if (m_ending != Ending::ByItself) {
         if (now >= m_endTime + GraceTime) {
             SignalAll(SIGKILL);
         }
@@ -138,33 +200,64 @@ void Supervisor::CheckFrames()
     }
 }
 
+/// Lets no frame begin any more. The program is told when those that have begun are done.
 void Supervisor::End(Ending ending, int signal)
 {
     m_ending = ending;
-    m_counters.isEnding = 1;
-    for (const auto end = Clock::now() + FrameTime; m_counters.framesBegun != 0 && Clock::now() < end;) {
-        nanosleep(&Tick, nullptr);
-    }
+    m_endSignal = signal;
     m_endTime = Clock::now();
-    SignalAll(signal);
+    m_counters.isEnding = 1;
+}
+
+void Supervisor::SendEnd()
+{
+    m_counters.isOver = 1;
+    m_session.Memory().WakeAll();
+    SignalAll(m_endSignal);
     SignalAll(SIGCONT); // a process that is stopped would not get to see it
+    m_endSignal = 0;
+    m_endTime = Clock::now();
 }
 
 bool Supervisor::IsOver() const
 {
-    if (!m_hasFirstEnded && m_ending == Ending::ByItself) {
-        return false;
-    }
-    const std::vector<pid_t> processes = Descendants();
     if (m_ending != Ending::ByItself) {
-        return processes.empty() ? m_hasFirstEnded : Clock::now() >= m_endTime + GraceTime + KillTime;
+        const bool isGivenUp = m_endSignal == 0 && Clock::now() >= m_endTime + GraceTime + KillTime;
+        return (!m_hasChildren && m_hasFirstEnded) || isGivenUp;
     }
-    if (std::any_of(processes.begin(), processes.end(),
-                    [&](pid_t process) { return m_report.HasSwapped(process); })) {
+    if (!m_hasFirstEnded || m_session.IsAnyClientRunning()) {
         return false;
     }
-    return processes.empty() || m_counters.isLastFrameDone != 0 ||
+    return !m_hasChildren || m_counters.isLastFrameDone != 0 ||
            Clock::now() >= m_firstEndTime + BackgroundStartTime;
+}
+
+/// Waits until what was read is written, unless the user interrupts that as well.
+void Supervisor::WriteRest()
+{
+    m_interrupts = std::min(m_interrupts, 1U);
+    bool isTold = false;
+    while (!m_writers.IsIdle()) {
+        const std::string rest = std::to_string(m_writers.CountUnwritten());
+        if (m_interrupts >= 2) {
+            m_writers.Stop();
+            Say("given up: " + std::to_string(m_writers.CountUnwritten()) +
+                " pictures that were read are not written");
+            break;
+        }
+        if (m_interrupts == 1 && !isTold) {
+            isTold = true;
+            Say("writing " + rest + " pictures that were read; interrupt once more to give them up");
+        }
+        WaitForEvent();
+        m_session.Serve();
+        TakeRecords();
+        signalfd_siginfo info{};
+        while (read(m_signals.Get(), &info, sizeof(info)) == sizeof(info)) {
+            m_interrupts += info.ssi_signo != SIGCHLD ? 1 : 0;
+        }
+    }
+    TakeRecords();
 }
 
 int Supervisor::Status() const

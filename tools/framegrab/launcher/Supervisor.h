@@ -1,7 +1,9 @@
 #pragma once
 
 #include "launcher/Report.h"
-#include "shared/Session.h"
+#include "launcher/Session.h"
+#include "launcher/Writers.h"
+#include "shared/Settings.h"
 
 #include <chrono>
 #include <string>
@@ -16,11 +18,11 @@ public:
     /// @param process  the program's first process
     /// @param name     the program, for messages
     /// @param timeout  seconds after which the program is ended if the last frame has not come; 0 for none
-    /// @param counters  of the session; told when the program is ended
-    Supervisor(pid_t process, std::string name, double timeout, const Settings& settings,
-               SharedCounters& counters, RecordReader& records, Report& report);
+    Supervisor(pid_t process, std::string name, double timeout, const Settings& settings, Session& session,
+               Writers& writers, Report& report);
 
-    /// Returns when the program has ended, by itself or, as asked for, by this call.
+    /// Returns when the program has ended, by itself or, as asked for, by this call, and what was read of it
+    /// is written, or given up as the user wants.
     ///
     /// The program is over when its first process has ended and every process of it that shows frames. Other
     /// processes that it leaves behind are left alone, as they would be without framegrab, unless the program
@@ -39,11 +41,16 @@ private:
         BySignal,   ///< somebody ends framegrab
     };
 
-    void WaitForSignal();
+    void WaitForEvent();
+    bool TakeSignal();
     void ReapChildren();
     void TakeRecords();
+    void TellWhenMemoryIsFull();
     void CheckFrames();
     void End(Ending ending, int signal);
+    void SendEnd();
+    void WriteRest();
+    [[nodiscard]] std::chrono::milliseconds LongestWait() const;
     [[nodiscard]] bool IsOver() const;
     [[nodiscard]] int Status() const;
 
@@ -51,16 +58,22 @@ private:
     std::string m_name;
     double m_timeout;
     const Settings& m_settings;
+    Session& m_session;
     SharedCounters& m_counters;
-    RecordReader& m_records;
+    Writers& m_writers;
     Report& m_report;
+    Descriptor m_signals;   ///< can be read when one has come
     std::string m_progress; ///< as it was last shown
+    bool m_isFullTold = false;
 
     Clock::time_point m_start = Clock::now();
     Clock::time_point m_lastFrameTime{}; ///< when the last frame was dealt with
     Clock::time_point m_firstEndTime{};  ///< when the first process was seen to have ended
-    Clock::time_point m_endTime{};       ///< when `End` was called
+    Clock::time_point m_endTime{};       ///< when `End` was called, then when the program was told
     Ending m_ending = Ending::ByItself;
+    int m_endSignal = 0;       ///< by which the program is to be told; 0 when it was
+    unsigned m_interrupts = 0; ///< signals that were to end framegrab or the program
+    bool m_hasChildren = true; ///< whether any process is left that descends from here
     bool m_hasFirstEnded = false;
     bool m_wasFirstEnded = false; ///< from here, rather than by itself
     int m_waitStatus = 0;

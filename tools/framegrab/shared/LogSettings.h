@@ -3,9 +3,6 @@
 #include "Core/Log.h"
 
 #include <cstdint>
-#include <string>
-#include <string_view>
-#include <syslog.h>
 
 /// Logs a notice with the caller's place. A macro because the place is the caller's and because the compiler
 /// checks the arguments against the format only where it sees the literal.
@@ -24,34 +21,14 @@ struct LogSettings
     [[nodiscard]] bool IsOn(Core::Log::LogIOPipe pipe) const { return (pipes >> pipe & 1U) != 0; }
 };
 
-/// Name of the log file in the output folder, without its extension.
-inline constexpr const char* LogFileName = "framegrab";
-
-// The console is the launcher's: the standard error of the process that logs may be closed or belong to the
-// program's output. So the logger's debugger output gets what is meant for either, and passes it on.
-
-/// @return the logger's mask for the outputs that the user wants
-inline std::uint32_t RedirectedPipes(const LogSettings& settings)
+/// Gives the logger of the calling library the level and the zones that the user wants, and one output: where
+/// its lines end up is the launcher's affair, in whose process and on which thread they may come about.
+inline void SendLogTo(Core::Log::DebuggerSink sink, const LogSettings& settings)
 {
-    const bool isRedirected = settings.IsOn(Core::Log::PipeConsole) || settings.IsOn(Core::Log::PipeDebugger);
-    return (isRedirected ? 1U << Core::Log::PipeDebugger : 0U) |
-           (settings.IsOn(Core::Log::PipeFile) ? 1U << Core::Log::PipeFile : 0U);
-}
-
-/// Does what the logger's debugger output has to do.
-///
-/// @param text     a message, as the logger gives it
-/// @param console  is called with the message without its line end, if the console is wanted
-template <typename Console>
-void PassOn(const LogSettings& settings, std::string_view text, Console console)
-{
-    const std::string line(text.substr(0, text.find_last_not_of('\n') + 1));
-    if (settings.IsOn(Core::Log::PipeDebugger)) {
-        syslog(LOG_USER | LOG_DEBUG, "%s", line.c_str());
-    }
-    if (settings.IsOn(Core::Log::PipeConsole)) {
-        console(line);
-    }
+    Core::Log::SetDebuggerSink(sink);
+    Core::Log::m_level = settings.level;
+    Core::Log::m_zoneMask = settings.zones;
+    Core::Log::m_ioPipeMask = 1U << Core::Log::PipeDebugger;
 }
 
 } // namespace Framegrab

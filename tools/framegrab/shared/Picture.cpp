@@ -23,11 +23,6 @@ std::string Mark(const char* mark, std::uint32_t number)
 
 } // namespace
 
-bool IsSound(const Picture& picture)
-{
-    return static_cast<std::size_t>(picture.buffer) < Buffers.size();
-}
-
 std::string FrameName(const Picture& picture)
 {
     return "frame" + Padded(picture.frame, 6) + Mark("-p", picture.process) + Mark("-w", picture.surface);

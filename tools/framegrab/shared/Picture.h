@@ -63,6 +63,11 @@ constexpr const BufferKind& KindOf(Buffer buffer)
     return Buffers[static_cast<std::size_t>(buffer)];
 }
 
+constexpr bool IsSound(Buffer buffer)
+{
+    return static_cast<std::size_t>(buffer) < Buffers.size();
+}
+
 /// A text that can be copied as bytes, from one process to another.
 template <std::size_t Size>
 class FixedText
@@ -104,9 +109,6 @@ struct Picture
     std::int64_t readTime = 0;        ///< nanoseconds that it took
 };
 static_assert(std::is_trivially_copyable_v<Picture>);
-
-/// @return whether the fields are what a capture can have written; the program may write anywhere
-bool IsSound(const Picture& picture);
 
 /// @return what the names of all pictures of a frame begin with: "frame000060", "frame000060-p2" in the
 ///         second process, "frame000060-w2" of the second surface

@@ -1,45 +1,32 @@
 #pragma once
 
-#include "shared/Picture.h"
-
 #include <cstdint>
-#include <sys/types.h>
 
-/// What a process under framegrab tells the launcher: records at the end of one file in the session's folder.
-/// Part of the hook library, so it needs nothing but the C library.
+/// What a process under framegrab tells before it shares framegrab's memory, or when it cannot: records at the
+/// end of one file in the session's folder. Part of the hook library, so it needs nothing but the C library.
 namespace Framegrab {
 
 /// Names the session's folder to the program and to every process that it starts.
 inline constexpr const char* SessionVariable = "FRAMEGRAB_SESSION";
 
-/// First byte of a record.
 enum class RecordKind : char
 {
-    HooksLoaded = 'L', ///< a process began with the hooks in it
-    FirstSwap = 'P',   ///< a process swapped for the first time
-    File = 'F',        ///< `picture` was taken; `text` is the file's name in the output folder
-    FrameDone =
-        'D',       ///< all of `picture`'s frame was dealt with; status 0: each is in a file or does not exist
-    Message = 'M', ///< `text` is for the user
-    Log = 'G',     ///< `text` is a line of the log that goes to the console
+    HooksLoaded, ///< a process began with the hooks in it
+    FirstSwap,   ///< a process that cannot be captured swapped for the first time
+    Message,     ///< `text` is for the user
+
+    // Not in the file: of what came through the memory.
+    File,      ///< a picture was written, or was not
+    FrameDone, ///< all of a frame was dealt with; status 0: each picture was read or does not exist
+    Log,       ///< `text` is a line of the log
 };
 
 struct RecordFields
 {
-    const Picture* picture = nullptr;
     const char* text = ""; ///< cut after 4,000 bytes
 };
 
-/// What a record in the file begins with; its picture and its text follow.
-struct RecordHead
-{
-    RecordKind kind{};
-    bool hasPicture = false;
-    std::uint16_t textSize = 0; ///< in bytes
-    pid_t process = 0;
-};
-
-/// Appends one record to the session's file.
+/// Appends one record, of the first three kinds, to the session's file.
 ///
 /// The file is opened for this one write: a program may close descriptors that it did not open, and a child
 /// of it inherits none. One write to a file in append mode is never mixed with another process's.

@@ -1,0 +1,147 @@
+#include "launcher/Writers.h"
+
+#include "Util/GLUtils.h"
+#include "launcher/LauncherLog.h"
+
+#include <algorithm>
+#include <sched.h>
+#include <string>
+#include <sys/eventfd.h>
+#include <unistd.h>
+#include <utility>
+
+namespace Framegrab {
+
+namespace {
+
+/// Whether the pixels of an entry are there; the program may write anywhere.
+bool IsWhole(const Entry& entry, std::size_t size)
+{
+    const Picture& picture = entry.picture;
+    constexpr std::uint32_t LargestSide = 1U << 20U;
+    return IsSound(picture.buffer) && picture.width <= LargestSide && picture.height <= LargestSide &&
+           size == std::size_t{picture.width} * picture.height * Util::GetPitch(entry.format, entry.type);
+}
+
+} // namespace
+
+Writers::Writers(SessionMemory& memory, const FileSettings& settings, std::size_t threads)
+    : m_memory(memory), m_settings(settings), m_events(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+{
+    Apply(settings);
+    for (std::size_t i = 0; i < threads; ++i) {
+        m_threads.emplace_back([this] { Run(); });
+    }
+}
+
+void Writers::Stop()
+{
+    m_isEnding = true;
+    m_memory.WakeAll();
+    for (std::thread& thread : m_threads) {
+        thread.join();
+    }
+    m_threads.clear();
+}
+
+void Writers::Run()
+{
+    while (!m_isEnding) {
+        const std::uint32_t commits = m_memory.CommitCount();
+        if (!DealWithNext()) {
+            m_memory.WaitForCommit(commits);
+        }
+    }
+}
+
+/// @return false when there is nothing
+bool Writers::DealWithNext()
+{
+    Entry* entry = nullptr;
+    std::uint64_t ticket = 0;
+    {
+        const std::scoped_lock lock(m_mutex);
+        entry = m_memory.Take();
+        if (!entry) {
+            return false;
+        }
+        ticket = m_taken++;
+    }
+    Record record = DealWith(*entry);
+    m_memory.Free(*entry);
+    Deliver(ticket, std::move(record));
+    return true;
+}
+
+Record Writers::DealWith(const Entry& entry)
+{
+    const KeptLog log;
+    const std::span<const std::uint8_t> bytes = m_memory.BytesOf(entry);
+    Record record{.file = {.picture = entry.picture, .name = {}, .image = {}}};
+    switch (entry.kind) {
+    case EntryKind::Image: {
+        record.kind = RecordKind::File;
+        if (IsWhole(entry, bytes.size())) {
+            WrittenPicture written =
+                WritePicture(m_settings, entry.picture, {bytes, entry.format, entry.type});
+            record.file = std::move(written.file);
+            record.error = std::move(written.error);
+        } else {
+            record.file.picture = {};
+            record.file.picture.status = 1;
+            record.error = "the program has written into framegrab's memory";
+        }
+        break;
+    }
+    case EntryKind::NoImage:
+        record.kind = RecordKind::File;
+        break;
+    case EntryKind::FrameDone:
+        record.kind = RecordKind::FrameDone;
+        break;
+    case EntryKind::Message:
+    case EntryKind::Log:
+        record.kind = entry.kind == EntryKind::Log ? RecordKind::Log : RecordKind::Message;
+        record.text.assign(bytes.begin(), bytes.end());
+        break;
+    }
+    record.log = log.Lines();
+    return record;
+}
+
+/// Passes records on in the order of their tickets, whichever is done first.
+void Writers::Deliver(std::uint64_t ticket, Record record)
+{
+    const std::scoped_lock lock(m_mutex);
+    m_early.emplace(ticket, std::move(record));
+    for (auto next = m_early.begin(); next != m_early.end() && next->first == m_delivered;
+         next = m_early.erase(next)) {
+        m_records.push_back(std::move(next->second));
+        ++m_delivered;
+    }
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t ignored = write(m_events.Get(), &one, sizeof(one));
+}
+
+std::vector<Record> Writers::TakeRecords()
+{
+    std::uint64_t count = 0;
+    [[maybe_unused]] const ssize_t ignored = read(m_events.Get(), &count, sizeof(count));
+    const std::scoped_lock lock(m_mutex);
+    return std::exchange(m_records, {});
+}
+
+bool Writers::IsIdle()
+{
+    const std::scoped_lock lock(m_mutex);
+    return m_taken == m_delivered && m_memory.CountCommitted() == 0;
+}
+
+std::size_t DefaultThreads()
+{
+    cpu_set_t set;
+    const int count = sched_getaffinity(0, sizeof(set), &set) == 0 ? CPU_COUNT(&set) : 1;
+    return static_cast<std::size_t>(std::max(count - 1, 1));
+}
+
+} // namespace Framegrab

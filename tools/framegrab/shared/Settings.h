@@ -1,0 +1,49 @@
+#pragma once
+
+#include "shared/FrameList.h"
+#include "shared/LogSettings.h"
+#include "shared/Picture.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace Framegrab {
+
+/// What is to be captured, as the launcher tells it to the processes of the program.
+struct Settings
+{
+    FrameList frames;
+    std::vector<Buffer> buffers;      ///< in the order in which to take them
+    std::uint32_t thumbnailWidth = 0; ///< of the box that thumbnails fit, in pixels; 0: none are wanted
+    std::uint32_t thumbnailHeight = 0;
+    bool thumbnailOnly = false; ///< without the full-size pictures
+    bool quit = false;          ///< the program is ended after the last frame
+    bool targets = false;       ///< framebuffer objects too; the launcher chooses the hooks by it
+    LogSettings log;
+
+    /// Shows every setting to a visitor that writes or reads them.
+    template <typename Self, typename Visitor>
+    static void VisitAll(Self& settings, Visitor&& visit)
+    {
+        visit(settings.frames);
+        visit(settings.buffers);
+        visit(settings.thumbnailWidth);
+        visit(settings.thumbnailHeight);
+        visit(settings.thumbnailOnly);
+        visit(settings.quit);
+        visit(settings.targets);
+        visit(settings.log.level);
+        visit(settings.log.zones);
+        visit(settings.log.pipes);
+    }
+};
+
+/// @return the settings as `FromBytes` reads them
+std::vector<std::uint8_t> ToBytes(const Settings& settings);
+
+/// @return false when the bytes are not those of settings
+bool FromBytes(std::span<const std::uint8_t> bytes, Settings& settings);
+
+} // namespace Framegrab
