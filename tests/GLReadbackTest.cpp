@@ -145,11 +145,7 @@ TEST_F(ReadbackTest, MemoryUsedAgainShowsNoEarlierPicture)
         {"a size beyond the source's",
          [&](GLScreenshotHandler& handler, const std::string& name) {
              NewFramebuffer();
-             GLuint renderbuffer = 0;
-             glGenRenderbuffers(1, &renderbuffer);
-             glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
-             glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, Width / 2, Height / 2);
-             glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, renderbuffer);
+             Renderbuffer(GL_RGBA8, 0, {Width / 2, Height / 2}).attach(GL_COLOR_ATTACHMENT0);
              glClearColor(1.0F, 0.0F, 0.0F, 1.0F);
              glClear(GL_COLOR_BUFFER_BIT);
              return handler.WriteColorBuffer(name, GL_COLOR_ATTACHMENT0, Width, Height, GL_RGBA8);

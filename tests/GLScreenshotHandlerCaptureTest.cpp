@@ -103,31 +103,15 @@ TEST_F(CaptureTest, AttachmentsOfDifferentSizesAndDeletedNames)
     const GLContext context({.width = 8, .height = 8});
     NewFramebuffer();
     Texture2D(GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
-    GLuint small = 0;
-    glGenRenderbuffers(1, &small);
-    glBindRenderbuffer(GL_RENDERBUFFER, small);
-    glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, 16, 8);
-    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, small);
+    Renderbuffer(GL_DEPTH24_STENCIL8, 0, {16, 8}).attach(GL_DEPTH_STENCIL_ATTACHMENT);
     DrawQuadrants(16, 8);
     EXPECT_EQ(Take(AllBuffers), 0U);
     EXPECT_EQ(LoadImage(m_folder.File("shot_color0.png")).width, Width);
     EXPECT_EQ(CompareQuadrants(LoadImage(m_folder.File("shot_depth.png")), 16, 8, QuadrantsAs(Kind::Depth)),
               "");
 
-    // Deleted while attached to a framebuffer that is not bound: the attachment lives on, its name does not,
-    // and binding the name would make a new object of it.
     RemoveFiles();
-    GLint framebuffer = 0;
-    glGetIntegerv(GL_FRAMEBUFFER_BINDING, &framebuffer);
-    glBindFramebuffer(GL_FRAMEBUFFER, 0);
-    glDeleteRenderbuffers(1, &small);
-    GLuint texture = 0;
-    glBindTexture(GL_TEXTURE_2D, 0);
-    for (GLuint name = 1; name < 100 && texture == 0; ++name) {
-        texture = glIsTexture(name) ? name : 0;
-    }
-    glDeleteTextures(1, &texture);
-    glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(framebuffer));
+    DeleteWhatIsBound();
     const GLState before = GLState::Now();
     EXPECT_EQ(Take(AllBuffers), 1U);
     EXPECT_EQ(GLState::Now().ChangesSince(before), "");

@@ -63,13 +63,13 @@ Source Layer(GLenum target, GLenum format, int layer)
             }};
 }
 
-Source Renderbuffer(GLenum format, int samples)
+Source Renderbuffer(GLenum format, int samples, Extent size)
 {
-    return {"renderbuffer, samples " + std::to_string(samples), SourceWidth, SourceHeight, [=](GLenum point) {
+    return {"renderbuffer, samples " + std::to_string(samples), size.width, size.height, [=](GLenum point) {
                 GLuint renderbuffer = 0;
                 glGenRenderbuffers(1, &renderbuffer);
                 glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
-                glRenderbufferStorageMultisample(GL_RENDERBUFFER, samples, format, SourceWidth, SourceHeight);
+                glRenderbufferStorageMultisample(GL_RENDERBUFFER, samples, format, size.width, size.height);
                 glFramebufferRenderbuffer(GL_FRAMEBUFFER, point, GL_RENDERBUFFER, renderbuffer);
             }};
 }
@@ -100,9 +100,27 @@ void AttachViews(GLenum point, int baseView)
     GLint texture = 0;
     glGetFramebufferAttachmentParameteriv(GL_DRAW_FRAMEBUFFER, point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME,
                                           &texture);
+    if (!HasExtension("GL_OVR_multiview")) {
+        glFramebufferTextureLayer(GL_DRAW_FRAMEBUFFER, point, static_cast<GLuint>(texture), 0, 1);
+        return;
+    }
     const auto attach = reinterpret_cast<PFNGLFRAMEBUFFERTEXTUREMULTIVIEWOVRPROC>(
         eglGetProcAddress("glFramebufferTextureMultiviewOVR"));
     attach(GL_DRAW_FRAMEBUFFER, point, static_cast<GLuint>(texture), 0, baseView, 2);
+}
+
+void DeleteWhatIsBound()
+{
+    std::array<GLint, 3> bound{};
+    glGetIntegerv(GL_FRAMEBUFFER_BINDING, &bound[0]);
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound[1]);
+    glGetIntegerv(GL_RENDERBUFFER_BINDING, &bound[2]);
+    const std::array names{static_cast<GLuint>(bound[0]), static_cast<GLuint>(bound[1]),
+                           static_cast<GLuint>(bound[2])};
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glDeleteTextures(1, &names[1]);
+    glDeleteRenderbuffers(1, &names[2]);
+    glBindFramebuffer(GL_FRAMEBUFFER, names[0]);
 }
 
 void MakeStateHostile()

@@ -43,13 +43,17 @@ Source CubeFace(GLenum format);
 Source Layer(GLenum target, GLenum format, int layer);
 
 /// @param samples  0 for one that is not multisampled
-Source Renderbuffer(GLenum format, int samples = 0);
+Source Renderbuffer(GLenum format, int samples = 0, Extent size = {});
 Source MultisampleTexture(GLenum format, int samples);
 Source MultisampleLayer(GLenum format, int samples, int layer);
 
 /// Attaches two views of `GL_OVR_multiview`, from `baseView` on, of the array of which a layer is attached.
-/// Draw before: Mesa 25 crashes on a clear of several views.
+/// Draw before: Mesa 25 crashes on a clear of several views. Without the extension, layer 1 alone.
 void AttachViews(GLenum point, int baseView);
+
+/// Deletes the 2D texture and the renderbuffer that are bound while another framebuffer object is: what is
+/// attached of them lives on, their names do not, and binding a name would make a new object of it.
+void DeleteWhatIsBound();
 
 /// Turns everything against a capture that an application could have left behind: pack state, samplers,
 /// masks, tests, an active transform feedback, attributes that cannot be set anew, a read buffer of nothing.
