@@ -1,5 +1,6 @@
 """framegrab on packaged programs, and on small ones that do what these do not."""
 
+import json
 import os
 import re
 import signal
@@ -368,6 +369,7 @@ def test_exit_status_is_the_programs_unless_that_is_zero(tmp_path, options, prog
     assert outcome.status == status, outcome.errors
     assert said in outcome.said
     assert folder.exists() == (status not in (126, 127))
+    assert not folder.exists() or json.loads((folder / "manifest.json").read_text())["status"] == status
 
 
 def test_output_passes_through_untouched(tmp_path):

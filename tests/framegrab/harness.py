@@ -101,8 +101,8 @@ def on_terminal(words, **settings):
 # -- Files --------------------------------------------------------------------------------------------------
 
 def pictures(folder):
-    """The names of all files but the log and the contact sheet."""
-    return sorted({file.name for file in folder.iterdir()} - {"framegrab.log", "index.html"})
+    """The names of all files but the log, the contact sheet and the manifest."""
+    return sorted({file.name for file in folder.iterdir()} - {"framegrab.log", "index.html", "manifest.json"})
 
 
 def log(folder):

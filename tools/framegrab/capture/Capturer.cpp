@@ -188,6 +188,7 @@ bool Capturer::CaptureFrame(const CaptureContext& context, EGLDisplay display, E
     const Stopwatch stopwatch("frame " + std::to_string(m_frame));
     const KeptErrors errors(takenError);
     const SurfaceBinding binding;
+    TellDriverOnce(driver);
     bool isWhole = true;
     for (const Buffer buffer : m_connection->GetSettings().buffers) {
         isWhole = CaptureBuffer(buffer) && isWhole;
@@ -222,6 +223,7 @@ bool Capturer::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& 
     const Stopwatch stopwatch("frame " + std::to_string(frame) + ", target " + std::to_string(target));
     const KeptErrors errors(takenError);
     const TargetRead read;
+    TellDriverOnce(driver);
     std::set<std::string> leftOut;
     bool isWhole = true;
     for (const TargetAttachment& attachment :
@@ -293,6 +295,13 @@ Picture Capturer::NewPicture(std::uint64_t frame)
     picture.frame = frame;
     picture.process = m_number;
     return picture;
+}
+
+void Capturer::TellDriverOnce(const Driver& driver)
+{
+    if (!std::exchange(m_isDriverTold, true)) {
+        m_connection->Tell(EntryKind::Driver, NewPicture(0), driver.Description());
+    }
 }
 
 void Capturer::TellFrameDone(std::uint64_t frame, bool isWhole)

@@ -41,6 +41,7 @@ private:
     template <typename Read>
     bool ReadPicture(Picture picture, Read read);
     Picture NewPicture(std::uint64_t frame);
+    void TellDriverOnce(const Driver& driver);
     void TellFrameDone(std::uint64_t frame, bool isWhole);
     void SayOnce(const std::string& text);
 
@@ -50,8 +51,9 @@ private:
     std::unique_ptr<Connection> m_connection; ///< null without framegrab
     std::uint64_t m_frame = 0;                ///< swaps so far; the frame being drawn is the next
     std::uint32_t m_target = 0;               ///< targets drawn so far in the frame being drawn
-    bool m_areTargetsWhole = true;            ///< of the frame being drawn
-    std::uint32_t m_number = 0;               ///< among the processes that capture; 0 before the first frame
+    bool m_isDriverTold = false;
+    bool m_areTargetsWhole = true; ///< of the frame being drawn
+    std::uint32_t m_number = 0;    ///< among the processes that capture; 0 before the first frame
     std::map<void*, std::unique_ptr<Driver>> m_drivers; ///< by functions that the program calls
     std::set<std::string> m_said;
 };

@@ -76,10 +76,16 @@ Driver::Driver(const CaptureContext& context)
       m_getString(FindAs<PFNGLGETSTRINGPROC>("glGetString"))
 {}
 
-std::string Driver::CurrentVersionText() const
+std::string Driver::Text(GLenum name) const
 {
-    const auto* const text = m_getString ? reinterpret_cast<const char*>(m_getString(GL_VERSION)) : nullptr;
+    const auto* const text = m_getString ? reinterpret_cast<const char*>(m_getString(name)) : nullptr;
     return text ? text : "";
+}
+
+std::string Driver::Description() const
+{
+    return "GL_VENDOR: " + Text(GL_VENDOR) + "\nGL_RENDERER: " + Text(GL_RENDERER) +
+           "\nGL_VERSION: " + Text(GL_VERSION) + "\nlibrary: " + m_libraryPath;
 }
 
 Driver::Calls::Calls(const Driver& driver)

@@ -58,12 +58,17 @@ public:
     [[nodiscard]] int CurrentVersion() const { return m_tables.CurrentVersion(); }
 
     /// @return what the current context says of its version, of whatever API it is
-    [[nodiscard]] std::string CurrentVersionText() const;
+    [[nodiscard]] std::string CurrentVersionText() const { return Text(GL_VERSION); }
+
+    /// @return who the driver of the current context is: lines of a name, ": " and a value
+    [[nodiscard]] std::string Description() const;
 
     /// @return path of the library with the driver's EGL
     [[nodiscard]] const std::string& LibraryPath() const { return m_libraryPath; }
 
 private:
+    [[nodiscard]] std::string Text(GLenum name) const;
+
     std::string m_libraryPath;
     Core::DriverTables m_tables;
     PFNEGLGETCURRENTCONTEXTPROC m_getCurrentContext; ///< null where the driver has none

@@ -1,12 +1,12 @@
 #include "launcher/ContactSheet.h"
 
+#include "launcher/OutputFolder.h"
 #include "launcher/Text.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iomanip>
 #include <ostream>
@@ -127,22 +127,6 @@ std::string LegendOf(const char* title, const Legend& legend)
         html << "<p>Further ones have colors as well.</p>\n";
     }
     return html.str();
-}
-
-/// @return whether a file is missing or is a page from here
-bool CanBeReplaced(const std::string& path)
-{
-    std::error_code ignored;
-    if (std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored)) {
-        return false; // opening a pipe would wait for somebody at its other end
-    }
-    std::ifstream file(path, std::ios::binary);
-    if (!file.is_open()) {
-        return errno == ENOENT;
-    }
-    std::string start(1024, '\0');
-    file.read(start.data(), static_cast<std::streamsize>(start.size()));
-    return start.find(Generator) != std::string::npos;
 }
 
 } // namespace
@@ -324,7 +308,7 @@ std::string ContactSheet::CellHtml(const std::string& column, const Cell& cell)
 bool ContactSheet::Write(const std::string& folder, std::string& error) const
 {
     const std::string path = folder + "/" + FileName;
-    if (!CanBeReplaced(path)) {
+    if (!IsMissingOrMarked(path, Generator)) {
         error = path + " is not framegrab's: it stays, and there is no contact sheet";
         return false;
     }

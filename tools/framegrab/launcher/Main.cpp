@@ -3,6 +3,7 @@
 #include "framegrab/version.h"
 #include "launcher/Help.h"
 #include "launcher/LauncherLog.h"
+#include "launcher/Manifest.h"
 #include "launcher/MemoryBudget.h"
 #include "launcher/Options.h"
 #include "launcher/OutputFolder.h"
@@ -115,14 +116,22 @@ int Capture(Options options)
                   process, session.Folder().c_str());
     Writers writers(session.Memory(), options.files,
                     options.threads != 0 ? options.threads : DefaultThreads());
-    Report report(options.settings, folder.AbsolutePath(), output);
-    const int status =
-        Supervisor(process, program, options.timeout, options.settings, session, writers, report).Run();
-    const bool isComplete = report.Finish(program, session.Memory().counters);
-    if (status != 0) {
-        return status;
+    Manifest manifest;
+    if (!manifest.Open(folder.AbsolutePath(), options.program, error)) {
+        Say(error);
     }
-    return isComplete ? EXIT_SUCCESS : ExitIncomplete;
+    Report report(options.settings, folder.AbsolutePath(), output, manifest);
+    int status =
+        Supervisor(process, program, options.timeout, options.settings, session, writers, report).Run();
+    const FrameList missing = report.Finish(program, session.Memory().counters);
+    if (status == 0 && !missing.IsEmpty()) {
+        status = ExitIncomplete;
+    }
+    manifest.Finish(missing.ToString(), status);
+    if (!manifest.Error().empty()) {
+        Say(manifest.Error());
+    }
+    return status;
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -60,6 +61,21 @@ bool OutputFolder::PrepareNew(std::string& path, std::string& error)
     }
     m_isNew = true;
     return Prepare(path, error);
+}
+
+bool IsMissingOrMarked(const std::string& path, std::string_view mark)
+{
+    std::error_code ignored;
+    if (std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored)) {
+        return false; // opening a pipe would wait for somebody at its other end
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (!file.is_open()) {
+        return errno == ENOENT;
+    }
+    std::string start(1024, '\0');
+    file.read(start.data(), static_cast<std::streamsize>(start.size()));
+    return start.find(mark) != std::string::npos;
 }
 
 } // namespace Framegrab

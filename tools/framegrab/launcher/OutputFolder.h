@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace Framegrab {
 
@@ -33,5 +34,9 @@ private:
     std::string m_absolutePath;
     bool m_isNew = false;
 };
+
+/// @return whether there is no such file, or one that begins with about a kilobyte in which a mark stands: one
+///         that framegrab has written and may replace
+bool IsMissingOrMarked(const std::string& path, std::string_view mark);
 
 } // namespace Framegrab

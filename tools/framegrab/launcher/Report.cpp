@@ -32,6 +32,9 @@ void Report::Take(const Record& record)
             m_framesWhole.Add(record.file.picture.frame);
         }
         break;
+    case RecordKind::Driver:
+        m_manifest.SetDriver(record.file.picture.process, record.text);
+        break;
     case RecordKind::Message:
         Say(record.text);
         break;
@@ -51,10 +54,12 @@ void Report::TakeFile(const Record& record)
             " buffer was not captured whole (status " + std::to_string(picture.status) + ")" +
             (record.error.empty() ? "" : ": " + record.error));
         m_cutFrames.emplace(picture.process, picture.frame);
+        m_manifest.Add(record.file);
         return;
     }
     PictureFile file = record.file;
     ReadImageFile(PathOf(file), file.image);
+    m_manifest.Add(file);
     m_bytes += file.image.bytes;
     m_files.push_back(std::move(file));
 }
@@ -75,7 +80,7 @@ std::string Report::Progress(std::uint64_t framesRead) const
     return frames + unwritten + ", " + Count(m_files.size(), "file") + ", " + Count(m_bytes, "byte");
 }
 
-bool Report::Finish(const std::string& program, const SharedCounters& counters)
+FrameList Report::Finish(const std::string& program, const SharedCounters& counters)
 {
     FrameList broken;
     m_bytes = 0;
@@ -100,7 +105,7 @@ bool Report::Finish(const std::string& program, const SharedCounters& counters)
     }
     WriteSheet(program, missing);
     ListFiles();
-    return missing.IsEmpty();
+    return missing;
 }
 
 void Report::SayWhyNothingCame(const std::string& program, std::uint64_t swaps) const

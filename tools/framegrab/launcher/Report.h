@@ -1,5 +1,6 @@
 #pragma once
 
+#include "launcher/Manifest.h"
 #include "launcher/PictureFile.h"
 #include "launcher/Record.h"
 #include "shared/SessionMemory.h"
@@ -21,8 +22,9 @@ public:
     /// @param settings  what was asked for; outlives this object
     /// @param folder    of the pictures, from the root
     /// @param output    the same as the user wrote it, for messages
-    Report(const Settings& settings, std::string folder, std::string output)
-        : m_settings(settings), m_folder(std::move(folder)), m_output(std::move(output))
+    /// @param manifest  gets every picture; outlives this object
+    Report(const Settings& settings, std::string folder, std::string output, Manifest& manifest)
+        : m_settings(settings), m_folder(std::move(folder)), m_output(std::move(output)), m_manifest(manifest)
     {}
 
     /// Notes one record; what is of interest at once is said.
@@ -37,8 +39,8 @@ public:
     ///
     /// @param program   name of the program, for messages
     /// @param counters  of the session
-    /// @return whether every frame asked for is there whole
-    bool Finish(const std::string& program, const SharedCounters& counters);
+    /// @return the frames asked for that are not there whole
+    FrameList Finish(const std::string& program, const SharedCounters& counters);
 
 private:
     void TakeFile(const Record& record);
@@ -50,6 +52,7 @@ private:
     const Settings& m_settings;
     std::string m_folder;
     std::string m_output;
+    Manifest& m_manifest;
     std::vector<PictureFile> m_files; ///< in the order in which they were written
     std::uint64_t m_bytes = 0;        ///< of all files
     FrameList m_framesDone;

@@ -99,9 +99,12 @@ Record Writers::DealWith(const Entry& entry)
     case EntryKind::FrameDone:
         record.kind = RecordKind::FrameDone;
         break;
+    case EntryKind::Driver:
     case EntryKind::Message:
     case EntryKind::Log:
-        record.kind = entry.kind == EntryKind::Log ? RecordKind::Log : RecordKind::Message;
+        record.kind = entry.kind == EntryKind::Driver ? RecordKind::Driver
+                      : entry.kind == EntryKind::Log  ? RecordKind::Log
+                                                      : RecordKind::Message;
         record.text.assign(bytes.begin(), bytes.end());
         break;
     }

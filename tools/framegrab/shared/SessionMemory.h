@@ -37,6 +37,7 @@ enum class EntryKind : std::uint32_t
     Image,     ///< `picture`, with its pixels
     NoImage,   ///< `picture`, of which there are none: `picture.status` is why
     FrameDone, ///< all of `picture`'s frame was dealt with; `picture.status` 0: each is there or does not exist
+    Driver,    ///< the text is what `picture.process` captures with: lines of a name, ": " and a value
     Message,   ///< the text is for the user
     Log,       ///< the text is a line of the log
 };

@@ -18,6 +18,7 @@ enum class RecordKind : char
     // Not in the file: of what came through the memory.
     File,      ///< a picture was written, or was not
     FrameDone, ///< all of a frame was dealt with; status 0: each picture was read or does not exist
+    Driver,    ///< `text` is what the process of `file` captures with: lines of a name, ": " and a value
     Log,       ///< `text` is a line of the log
 };
 
