@@ -2,6 +2,7 @@
 include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/framegrab)
+list(JOIN FRAMEGRAB_CODECS " " FRAMEGRAB_CODEC_MODULES)
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/framegrabConfig.cmake.in framegrabConfig.cmake
     INSTALL_DESTINATION ${package_folder})
 write_basic_package_version_file(framegrabConfigVersion.cmake COMPATIBILITY SameMajorVersion)
@@ -14,10 +15,8 @@ install(EXPORT framegrab NAMESPACE framegrab:: FILE framegrabTargets.cmake DESTI
 # An archive leaves what it needs to those who link it.
 set(FRAMEGRAB_PC_REQUIRES zlib)
 if(NOT BUILD_SHARED_LIBS)
-    string(APPEND FRAMEGRAB_PC_REQUIRES ", libpng, liblz4, libzstd")
-    if(FRAMEGRAB_WITH_ISAL)
-        string(APPEND FRAMEGRAB_PC_REQUIRES ", libisal")
-    endif()
+    list(JOIN FRAMEGRAB_CODECS ", " codecs)
+    string(APPEND FRAMEGRAB_PC_REQUIRES ", libpng, ${codecs}")
 endif()
 # From where the file lies, so that a moved prefix works.
 file(RELATIVE_PATH FRAMEGRAB_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
