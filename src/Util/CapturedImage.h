@@ -18,8 +18,8 @@ struct CapturedImage
     std::uint32_t format = 0; ///< `GL_RGBA`
     std::uint32_t type = 0;   ///< `GL_UNSIGNED_BYTE`, or `GL_FLOAT`
 
-    /// As `glReadPixels` lays them out: bottom row first, rows of width x `GetPitch(format, type)` bytes without
-    /// padding.
+    /// As `glReadPixels` lays them out: bottom row first, rows of width x `GetPitch(format, type)` bytes
+    /// without padding.
     const std::uint8_t* pixels = nullptr;
 
     // In force when the picture was read.
@@ -30,12 +30,12 @@ struct CapturedImage
     UTIL_EXPORT void NoteSettings();
 };
 
-/// Takes the pictures that are read back. Called on the thread that captures, between GL calls of the library:
-/// makes no GL call that changes state, and throws nothing.
+/// Takes the pictures that are read back. Called on the thread that captures, between GL calls of the
+/// library: makes no GL call that changes state, and throws nothing.
 ///
 /// For each picture that can be read, `Lend` comes first, then `Take`, on the same thread. A picture that the
-/// library gives up after `Lend` is not taken: what was lent is the sink's again when the next `Lend` comes, or
-/// the capture returns.
+/// library gives up after `Lend` is not taken: what was lent is the sink's again when the next `Lend` comes,
+/// or the capture returns.
 class UTIL_EXPORT ImageSink
 {
 public:
@@ -46,16 +46,17 @@ public:
 
     /// Takes a picture.
     ///
-    /// @param image  good until this returns; its pixels too, unless they are in memory that the sink has lent
-    /// @return 0 when it is taken; anything else is the status of the capture, and ends the walk over the colour
-    ///         attachments of a framebuffer object
+    /// @param image  good until this returns; its pixels too, unless they are in memory that the sink has
+    ///               lent
+    /// @return 0 when it is taken; anything else is the status of the capture, and ends the walk over the
+    ///         colour attachments of a framebuffer object
     virtual std::uint32_t Take(const CapturedImage& image) = 0;
 
     /// Lends memory for the picture that is about to be read, so that it need not be copied.
     ///
     /// @param bytes  size of the picture
-    /// @return room for as many, of any content and alignment: what the driver does not fill becomes zero. Null:
-    ///         the picture is read into memory of the library's own.
+    /// @return room for as many, of any content and alignment: what the driver does not fill becomes zero.
+    ///         Null: the picture is read into memory of the library's own.
     virtual std::uint8_t* Lend(std::size_t bytes);
 };
 

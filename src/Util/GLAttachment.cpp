@@ -1,10 +1,10 @@
 #include "Util/GLAttachment.h"
 
 #include "Util/GLState.h"
-
-#include <GLES2/gl2ext.h>
+#include "Util/Logging.h"
 
 #include <array>
+#include <atomic>
 
 namespace Util {
 
@@ -28,9 +28,32 @@ constexpr std::array<TextureTarget, 5> Candidates{{
     {GL_TEXTURE_2D_MULTISAMPLE_ARRAY, GL_TEXTURE_BINDING_2D_MULTISAMPLE_ARRAY, true},
 }};
 
-void Forget(Attachment& attachment, std::span<const ImageQuery> queries)
+/// A value of an image: its query for a level of a texture, its query for a renderbuffer, its place. A query
+/// of 0 is not made.
+struct ImageQuery
 {
-    for (const ImageQuery& query : queries) {
+    GLenum texture;
+    GLenum renderbuffer;
+    GLint Attachment::*value;
+};
+
+constexpr std::array<ImageQuery, 11> ImageQueries{{
+    {GL_TEXTURE_WIDTH, GL_RENDERBUFFER_WIDTH, &Attachment::width},
+    {GL_TEXTURE_HEIGHT, GL_RENDERBUFFER_HEIGHT, &Attachment::height},
+    {GL_TEXTURE_RED_SIZE, GL_RENDERBUFFER_RED_SIZE, &Attachment::redSize},
+    {GL_TEXTURE_GREEN_SIZE, GL_RENDERBUFFER_GREEN_SIZE, &Attachment::greenSize},
+    {GL_TEXTURE_BLUE_SIZE, GL_RENDERBUFFER_BLUE_SIZE, &Attachment::blueSize},
+    {GL_TEXTURE_ALPHA_SIZE, GL_RENDERBUFFER_ALPHA_SIZE, &Attachment::alphaSize},
+    {GL_TEXTURE_RED_TYPE, 0, &Attachment::redType},
+    {GL_TEXTURE_INTERNAL_FORMAT, GL_RENDERBUFFER_INTERNAL_FORMAT, &Attachment::internalFormat},
+    {GL_TEXTURE_DEPTH_SIZE, GL_RENDERBUFFER_DEPTH_SIZE, &Attachment::depthSize},
+    {GL_TEXTURE_STENCIL_SIZE, GL_RENDERBUFFER_STENCIL_SIZE, &Attachment::stencilSize},
+    {GL_TEXTURE_SAMPLES, GL_RENDERBUFFER_SAMPLES, &Attachment::samples},
+}};
+
+void Forget(Attachment& attachment)
+{
+    for (const ImageQuery& query : ImageQueries) {
         attachment.*query.value = 0;
     }
 }
@@ -38,14 +61,12 @@ void Forget(Attachment& attachment, std::span<const ImageQuery> queries)
 /// Binds the texture to a target, asks, and binds what was there before.
 ///
 /// @param image  target of the queries: `target` itself, or a face of the cube map
-void QueryTexture(Attachment& attachment, const TextureTarget& target, GLenum image,
-                  std::span<const ImageQuery> queries)
+void QueryTexture(Attachment& attachment, const TextureTarget& target, GLenum image)
 {
     const GLint saved = GetInteger(target.binding);
     GL::BindTexture(target.target, static_cast<GLuint>(attachment.objectName));
-    for (const ImageQuery& query : queries) {
-        const bool isAsked = query.texture != GL_TEXTURE_SAMPLES || target.isMultisample;
-        if (query.texture != 0 && isAsked) {
+    for (const ImageQuery& query : ImageQueries) {
+        if (query.texture != GL_TEXTURE_SAMPLES || target.isMultisample) {
             GL::GetTexLevelParameteriv(image, attachment.level, query.texture, &(attachment.*query.value));
         }
     }
@@ -53,20 +74,50 @@ void QueryTexture(Attachment& attachment, const TextureTarget& target, GLenum im
     attachment.target = image;
 }
 
-void FindTextureTarget(Attachment& attachment, std::span<const ImageQuery> queries)
+/// Tries the targets: to bind a texture to another than its own is an error.
+void TryTextureTargets(Attachment& attachment)
 {
     const QuietErrors quiet;
     for (const TextureTarget& candidate : Candidates) {
-        Forget(attachment, queries);
-        QueryTexture(attachment, candidate, candidate.target, queries);
+        Forget(attachment);
+        QueryTexture(attachment, candidate, candidate.target);
         if (GL::GetError() == GL_NO_ERROR) {
             return;
         }
     }
-    Forget(attachment, queries);
+    Forget(attachment);
 }
 
-void DescribeTexture(GLenum point, Attachment& attachment, std::span<const ImageQuery> queries, Views views)
+/// Looks for the texture among what is bound to the texture units, where a trial would do no one knows what.
+///
+/// @return false where it is bound to none
+bool FindBoundTexture(Attachment& attachment)
+{
+    const SavedTextureUnit saved;
+    const GLint units = GetInteger(GL_MAX_COMBINED_TEXTURE_IMAGE_UNITS);
+    for (GLint unit = 0; unit < units; ++unit) {
+        GL::ActiveTexture(GL_TEXTURE0 + static_cast<GLuint>(unit));
+        for (const TextureTarget& candidate : Candidates) {
+            if (GetInteger(candidate.binding) == attachment.objectName) {
+                QueryTexture(attachment, candidate, candidate.target);
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+void LogUntoldTarget()
+{
+    static std::atomic<bool> s_isLogged{false};
+    if (!s_isLogged.exchange(true)) {
+        UTIL_LOG(Core::Log::LevelWarning,
+                 "The context reports no errors, by which the kind of a texture is found "
+                 "out: one that is attached but not bound is not captured");
+    }
+}
+
+void DescribeTexture(GLenum point, Attachment& attachment, Views views)
 {
     const auto ask = [point](GLenum name, GLint* value) {
         GL::GetFramebufferAttachmentParameteriv(GL_DRAW_FRAMEBUFFER, point, name, value);
@@ -74,7 +125,8 @@ void DescribeTexture(GLenum point, Attachment& attachment, std::span<const Image
     ask(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LEVEL, &attachment.level);
     ask(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_CUBE_MAP_FACE, &attachment.cubeMapFace);
     ask(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LAYER, &attachment.layer);
-    if (views == Views::Query) {
+    const bool canTry = CanReportErrors();
+    if (views == Views::Query && (canTry || HasExtension("GL_OVR_multiview"))) {
         const QuietErrors quiet;
         ask(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_BASE_VIEW_INDEX_OVR, &attachment.baseViewIndex);
         ask(GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_NUM_VIEWS_OVR, &attachment.numViews);
@@ -84,20 +136,23 @@ void DescribeTexture(GLenum point, Attachment& attachment, std::span<const Image
         return;
     }
     if (attachment.cubeMapFace != 0) {
-        QueryTexture(attachment, CubeMap, static_cast<GLenum>(attachment.cubeMapFace), queries);
-    } else {
-        FindTextureTarget(attachment, queries);
+        QueryTexture(attachment, CubeMap, static_cast<GLenum>(attachment.cubeMapFace));
+    } else if (canTry) {
+        TryTextureTargets(attachment);
+    } else if (!FindBoundTexture(attachment)) {
+        attachment.isUntold = true;
+        LogUntoldTarget();
     }
 }
 
-void DescribeRenderbuffer(Attachment& attachment, std::span<const ImageQuery> queries)
+void DescribeRenderbuffer(Attachment& attachment)
 {
     if (!GL::IsRenderbuffer(static_cast<GLuint>(attachment.objectName))) {
         return;
     }
     const GLint saved = GetInteger(GL_RENDERBUFFER_BINDING);
     GL::BindRenderbuffer(GL_RENDERBUFFER, static_cast<GLuint>(attachment.objectName));
-    for (const ImageQuery& query : queries) {
+    for (const ImageQuery& query : ImageQueries) {
         if (query.renderbuffer != 0) {
             GL::GetRenderbufferParameteriv(GL_RENDERBUFFER, query.renderbuffer, &(attachment.*query.value));
         }
@@ -107,7 +162,7 @@ void DescribeRenderbuffer(Attachment& attachment, std::span<const ImageQuery> qu
 
 } // namespace
 
-Attachment DescribeAttachment(GLenum point, std::span<const ImageQuery> queries, Views views)
+Attachment DescribeAttachment(GLenum point, Views views)
 {
     Attachment attachment;
     GL::GetFramebufferAttachmentParameteriv(GL_DRAW_FRAMEBUFFER, point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE,
@@ -118,9 +173,9 @@ Attachment DescribeAttachment(GLenum point, std::span<const ImageQuery> queries,
         return attachment;
     }
     if (attachment.objectType == GL_TEXTURE) {
-        DescribeTexture(point, attachment, queries, views);
+        DescribeTexture(point, attachment, views);
     } else if (attachment.objectType == GL_RENDERBUFFER) {
-        DescribeRenderbuffer(attachment, queries);
+        DescribeRenderbuffer(attachment);
     }
     return attachment;
 }
@@ -142,7 +197,7 @@ bool CanDescribeAttachments()
     return HasEntryPoints(GL::GetIntegerv, GL::BindRenderbuffer, GL::BindTexture,
                           GL::GetFramebufferAttachmentParameteriv, GL::GetRenderbufferParameteriv,
                           GL::GetTexLevelParameteriv, GL::GetError, GL::IsEnabled, GL::Enable, GL::Disable,
-                          GL::IsTexture, GL::IsRenderbuffer);
+                          GL::IsTexture, GL::IsRenderbuffer, GL::ActiveTexture);
 }
 
 bool CanQuerySurface()

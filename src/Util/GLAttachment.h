@@ -3,13 +3,10 @@
 #include "Util/GLCopy.h"
 #include "Util/GLDispatch.h"
 
-#include <cstdint>
-#include <span>
-
 namespace Util {
 
-/// One attachment of the framebuffer object bound for drawing, or the window surface. What was not asked for,
-/// or could not be had, is 0.
+/// One attachment of the framebuffer object bound for drawing, or the window surface. What could not be had
+/// is 0.
 struct Attachment
 {
     GLint objectType = 0; ///< `GL_TEXTURE`, `GL_RENDERBUFFER` or `GL_NONE`
@@ -29,26 +26,17 @@ struct Attachment
     GLint greenSize = 0;
     GLint blueSize = 0;
     GLint alphaSize = 0;
-    GLint redType = 0;
-    GLint greenType = 0;
-    GLint blueType = 0;
-    GLint alphaType = 0;
+    GLint redType = 0; ///< of a texture, e.g. `GL_FLOAT`
     GLint depthSize = 0;
     GLint stencilSize = 0;
     GLint internalFormat = 0;
     GLint samples = 0;
 
+    /// A texture that is there, but of a kind that could not be told: it cannot be captured.
+    bool isUntold = false;
+
     /// What the library reads as one image: of a layered texture with several views, which layer.
     [[nodiscard]] GLint ViewLayer() const { return layer > 0 ? layer : baseViewIndex; }
-};
-
-/// A value that a caller wants to know: its query for a texture level, its query for a renderbuffer, its
-/// place. A query of 0 is not made.
-struct ImageQuery
-{
-    GLenum texture;
-    GLenum renderbuffer;
-    GLint Attachment::*value;
 };
 
 /// Whether to ask for the views of a `GL_OVR_multiview` attachment; a context without the extension answers
@@ -62,12 +50,12 @@ enum class Views
 /// Describes an attachment of the framebuffer object bound for drawing.
 ///
 /// GL does not tell the target of a texture; it is found by binding the name to each until one raises no
-/// error. `GL_DEBUG_OUTPUT` is off meanwhile, and the errors are consumed. An object whose name has been
-/// deleted is not bound, since that would make it anew; its values stay 0.
+/// error. `GL_DEBUG_OUTPUT` is off meanwhile, and the errors are consumed. In a context that reports no
+/// errors it is told only where the application has bound the texture. An object whose name has been deleted
+/// is not bound, since that would make it anew; its values stay 0.
 ///
-/// @param point    e.g. `GL_COLOR_ATTACHMENT0`
-/// @param queries  what to ask of the image, in order
-Attachment DescribeAttachment(GLenum point, std::span<const ImageQuery> queries, Views views);
+/// @param point  e.g. `GL_COLOR_ATTACHMENT0`
+Attachment DescribeAttachment(GLenum point, Views views);
 
 /// Size of the surface current for drawing; 0 x 0 where there is none.
 Size QuerySurfaceSize();

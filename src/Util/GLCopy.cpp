@@ -102,6 +102,7 @@ GLenum ColorTarget::CopyFrom(GLuint framebuffer, GLenum readBuffer, Size sourceS
 
     GL::BindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer);
     const SelectedReadBuffer selected(readBuffer);
+    const EncodedSrgb encoded;
     const DisabledCapabilities<3> neutral({GL_SCISSOR_TEST, GL_STENCIL_TEST, GL_RASTERIZER_DISCARD});
     ClearColor();
     GL::GetError(); // whatever was pending says nothing about the copy

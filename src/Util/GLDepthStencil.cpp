@@ -160,6 +160,8 @@ public:
         return isDeleted == GL_FALSE;
     }
 
+    [[nodiscard]] bool MayDraw() const { return m_polygons.IsFilled(); }
+
 private:
     GLint m_program = GetInteger(GL_CURRENT_PROGRAM);
     GLint m_drawFramebuffer = GetInteger(GL_FRAMEBUFFER_BINDING);
@@ -179,6 +181,7 @@ private:
     bool m_pausesTransformFeedback = false;
     // Put back after the rest, when these members end.
     PackedRead m_packedRead;
+    FilledPolygons m_polygons;
     DisabledCapabilities<BendingCapabilities.size()> m_capabilities{BendingCapabilities};
 };
 
@@ -359,11 +362,17 @@ void ReadDepthStencil(Component component, Size sourceSize, Size outputSize, con
     DefineTexture(objects.colorTexture, {GL_RGBA, GL_RGBA, GL_UNSIGNED_BYTE}, outputSize);
     GL::FramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, objects.colorTexture, 0);
 
+    // What is not drawn is black, not what the memory held before.
+    constexpr std::array<GLfloat, 4> OpaqueBlack{0.0F, 0.0F, 0.0F, 1.0F};
+    GL::ClearBufferfv(GL_COLOR, 0, OpaqueBlack.data());
+
     const char* reason = nullptr;
     if (error != GL_NO_ERROR) {
         reason = "the driver refused to copy it";
     } else if (!state.MayChangeProgram()) {
         reason = "the program in use has been deleted and would be lost";
+    } else if (!state.MayDraw()) {
+        reason = "polygons are drawn as lines or points";
     } else if (!BuildProgram(objects, stencil ? StencilShaders : DepthShaders)) {
         reason = "the shader that shows it did not link";
     } else {

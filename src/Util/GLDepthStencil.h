@@ -13,11 +13,11 @@ enum class Component
     Stencil
 };
 
-/// Turns depth or stencil of the framebuffer bound for drawing into grey pixels. All state is as before when it
-/// returns; GL errors that were pending are consumed.
+/// Turns depth or stencil of the framebuffer bound for drawing into grey pixels. All state is as before when
+/// it returns; GL errors that were pending are consumed.
 ///
-/// Where the driver refuses to copy the buffer, or the shader does not build, the pixels are opaque black and a
-/// warning is logged.
+/// Where the driver refuses to copy the buffer, or the shader does not build, the pixels are opaque black and
+/// a warning is logged.
 ///
 /// @param sourceSize  of the source, from its origin
 /// @param outputSize  to which it is scaled, with nearest filtering

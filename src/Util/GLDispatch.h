@@ -82,6 +82,7 @@
 #define UTIL_EGL_ENTRY_POINTS(entry) \
     entry(10, GetCurrentDisplay, PFNEGLGETCURRENTDISPLAYPROC)  \
     entry(11, GetCurrentSurface, PFNEGLGETCURRENTSURFACEPROC)  \
+    entry(14, GetProcAddress, PFNEGLGETPROCADDRESSPROC)        \
     entry(19, QuerySurface, PFNEGLQUERYSURFACEPROC)
 
 // clang-format on

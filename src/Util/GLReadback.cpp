@@ -10,21 +10,12 @@
 #include "Util/Picture.h"
 #include "Util/StatusCode.h"
 
-#include <array>
 #include <new>
 #include <string>
 
 namespace Util {
 
 namespace {
-
-constexpr std::array<ImageQuery, 5> FullSizeQueries{{
-    {GL_TEXTURE_WIDTH, GL_RENDERBUFFER_WIDTH, &Attachment::width},
-    {GL_TEXTURE_HEIGHT, GL_RENDERBUFFER_HEIGHT, &Attachment::height},
-    {GL_TEXTURE_INTERNAL_FORMAT, GL_RENDERBUFFER_INTERNAL_FORMAT, &Attachment::internalFormat},
-    {GL_TEXTURE_DEPTH_SIZE, GL_RENDERBUFFER_DEPTH_SIZE, &Attachment::depthSize},
-    {GL_TEXTURE_STENCIL_SIZE, GL_RENDERBUFFER_STENCIL_SIZE, &Attachment::stencilSize},
-}};
 
 bool CanReadColor()
 {
@@ -151,8 +142,8 @@ try {
         return StatusFailure;
     }
     const QuietErrors quiet; // GL may well refuse to read an attachment
-    const Attachment source = DescribeAttachment(attachment, FullSizeQueries, Views::Ignore);
-    if (source.objectName == 0) {
+    const Attachment source = DescribeAttachment(attachment, Views::Ignore);
+    if (source.objectName == 0 || source.isUntold) {
         return StatusFailure;
     }
     if (!isColor) {

@@ -8,13 +8,13 @@
 
 /// @file
 /// Reads pictures of framebuffers back and hands them to a sink: the reading half of a screenshot, which
-/// encodes nothing and opens no file. `GLScreenshotHandler` has an operation for each of these that writes what
-/// is read; its header tells what is captured, which entry points and versions are needed, and what happens to
-/// GL state.
+/// encodes nothing and opens no file. `GLScreenshotHandler` has an operation for each of these that writes
+/// what is read; its header tells what is captured, which entry points and versions are needed, and what
+/// happens to GL state.
 ///
 /// Each returns the status of its sink, or one of its own when nothing came that far: 1 for what cannot be
-/// read, 3 and 4 for thumbnails. A picture that the driver refuses to deliver although everything was there for
-/// it comes as black, with a warning in the log.
+/// read, 3 and 4 for thumbnails. A picture that the driver refuses to deliver although everything was there
+/// for it comes as black, with a warning in the log.
 namespace Util {
 
 /// See `GLScreenshotHandler::TakeScreenshot`.

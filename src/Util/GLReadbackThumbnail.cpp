@@ -18,29 +18,6 @@ namespace Util {
 
 namespace {
 
-constexpr std::array<ImageQuery, 12> ColorQueries{{
-    {GL_TEXTURE_WIDTH, GL_RENDERBUFFER_WIDTH, &Attachment::width},
-    {GL_TEXTURE_HEIGHT, GL_RENDERBUFFER_HEIGHT, &Attachment::height},
-    {GL_TEXTURE_RED_SIZE, GL_RENDERBUFFER_RED_SIZE, &Attachment::redSize},
-    {GL_TEXTURE_GREEN_SIZE, GL_RENDERBUFFER_GREEN_SIZE, &Attachment::greenSize},
-    {GL_TEXTURE_BLUE_SIZE, GL_RENDERBUFFER_BLUE_SIZE, &Attachment::blueSize},
-    {GL_TEXTURE_ALPHA_SIZE, GL_RENDERBUFFER_ALPHA_SIZE, &Attachment::alphaSize},
-    {GL_TEXTURE_RED_TYPE, 0, &Attachment::redType},
-    {GL_TEXTURE_GREEN_TYPE, 0, &Attachment::greenType},
-    {GL_TEXTURE_BLUE_TYPE, 0, &Attachment::blueType},
-    {GL_TEXTURE_ALPHA_TYPE, 0, &Attachment::alphaType},
-    {GL_TEXTURE_INTERNAL_FORMAT, GL_RENDERBUFFER_INTERNAL_FORMAT, &Attachment::internalFormat},
-    {GL_TEXTURE_SAMPLES, GL_RENDERBUFFER_SAMPLES, &Attachment::samples},
-}};
-
-constexpr std::array<ImageQuery, 5> DepthStencilQueries{{
-    {GL_TEXTURE_WIDTH, GL_RENDERBUFFER_WIDTH, &Attachment::width},
-    {GL_TEXTURE_HEIGHT, GL_RENDERBUFFER_HEIGHT, &Attachment::height},
-    {GL_TEXTURE_DEPTH_SIZE, GL_RENDERBUFFER_DEPTH_SIZE, &Attachment::depthSize},
-    {GL_TEXTURE_STENCIL_SIZE, GL_RENDERBUFFER_STENCIL_SIZE, &Attachment::stencilSize},
-    {GL_TEXTURE_INTERNAL_FORMAT, GL_RENDERBUFFER_INTERNAL_FORMAT, &Attachment::internalFormat},
-}};
-
 /// @return `length` without its fraction, cut to what a size can be
 GLsizei Truncate(float length)
 {
@@ -166,7 +143,7 @@ ColorSource DescribeColorSource()
         source.image.blueSize = GetInteger(GL_BLUE_BITS);
         source.image.alphaSize = GetInteger(GL_ALPHA_BITS);
     } else {
-        source.image = DescribeAttachment(GL_COLOR_ATTACHMENT0, ColorQueries, Views::Query);
+        source.image = DescribeAttachment(GL_COLOR_ATTACHMENT0, Views::Query);
         GL::GetFramebufferParameteriv(GL_DRAW_FRAMEBUFFER, GL_FRAMEBUFFER_DEFAULT_SAMPLES, &defaultSamples);
     }
     source.isMultisampled = sampleBuffers > 0 || defaultSamples > 0 || source.image.samples > 0;
@@ -195,7 +172,7 @@ ImageLayout ResolveLayout(const ColorSource& source)
         const auto bits = [](GLint value) { return static_cast<unsigned int>(value); };
         internalFormat = GetInternalFormatFromRGBAComponentInfo(
             bits(image.redSize), bits(image.greenSize), bits(image.blueSize), bits(image.alphaSize),
-            bits(image.redType), bits(image.greenType), bits(image.blueType), bits(image.alphaType));
+            bits(image.redType), 0, 0, 0); // of the types, red's alone counts
     }
     if (source.isSrgb && (internalFormat == GL_RGBA8 || internalFormat == GL_RGB8)) {
         internalFormat = GL_SRGB8_ALPHA8; // a window surface tells its component sizes alone
@@ -283,7 +260,10 @@ std::uint32_t ReadThumbnailOf(Component component, ImageSink& sink, const std::s
         image.depthSize = GetInteger(GL_DEPTH_BITS);
         image.stencilSize = GetInteger(GL_STENCIL_BITS);
     } else {
-        image = DescribeAttachment(point, DepthStencilQueries, Views::Query);
+        image = DescribeAttachment(point, Views::Query);
+        if (image.isUntold) {
+            return StatusFailure;
+        }
         if (image.numViews > 0 && !view.Create(image, point)) {
             return StatusFailure;
         }
@@ -323,6 +303,9 @@ std::uint32_t ReadThumbnail(ImageSink& sink, const std::string& fileName, std::i
     const QuietErrors quiet;
     const ColorSource source = DescribeColorSource();
     const Size sourceSize{source.image.width, source.image.height};
+    if (source.image.isUntold) {
+        return StatusFailure;
+    }
     if (sourceSize.width == 0 || sourceSize.height == 0) {
         return StatusEmptySource;
     }

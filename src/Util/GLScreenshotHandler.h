@@ -13,21 +13,23 @@ namespace Util {
 
 /// Takes screenshots of the framebuffer that is bound for drawing and writes them as BMP or PNG files.
 ///
-/// Two ways to use it. By itself it writes each picture on the calling thread before a capture returns. With a
-/// sink (`SetSink`) it only reads: each picture goes to the sink, whose status stands where that of
+/// Two ways to use it. By itself it writes each picture on the calling thread before a capture returns. With
+/// a sink (`SetSink`) it only reads: each picture goes to the sink, whose status stands where that of
 /// `WriteScreenshot` would, and another handler, on any thread, writes it with `WriteScreenshot`. A host that
-/// wants pictures without files needs no handler at all: see GLReadback.h. The library itself starts no thread.
+/// wants pictures without files needs no handler at all: see GLReadback.h. The library itself starts no
+/// thread.
 ///
 /// The handler keeps the memory that it reads into for its next capture; see `ReleaseMemory`.
 ///
 /// Every capture runs on the thread on which the OpenGL ES context is current, reaches GL and EGL through the
 /// host's dispatch tables alone, and needs OpenGL ES 3.0; framebuffer objects and thumbnails need 3.1. GL
 /// state is as before when a call returns, except where an operation says so, and no GL object remains; a GL
-/// error that was pending is consumed. A capture whose entry points are not all there returns 1 and makes no
-/// GL call. The host's `m_opaqueScreenshots` makes every alpha of a picture 255.
+/// error that was pending is consumed. A capture whose entry points are not all there returns 1, nearly
+/// always before any GL call; what a multisampled or multiview source needs beside that is known only when
+/// the source has been described. The host's `m_opaqueScreenshots` makes every alpha of a picture 255.
 ///
-/// A picture that the driver does not deliver (an incomplete framebuffer object, a lost context) is black, with
-/// a warning in the log, and what the source is too small for is black.
+/// A picture that the driver does not deliver (an incomplete framebuffer object, a lost context) is black,
+/// with a warning in the log, and what the source is too small for is black.
 ///
 /// Pixels between the operations are laid out as `glReadPixels` returns them: bottom row first, rows of width
 /// x `GetPitch(format, type)` bytes without padding.
@@ -37,9 +39,16 @@ namespace Util {
 /// query that is active (occlusion, primitives, time) counts the quad of a depth or stencil capture; a
 /// binding whose object another context has deleted meanwhile comes back to an empty object of that name; the
 /// window surface is read through the surface current for drawing, which must also be the one current for
-/// reading; in a context without error reporting (`GL_KHR_no_error`) a copy that the driver refuses cannot be
-/// noticed; conditional rendering in progress (`GL_NV_conditional_render`) may leave thumbnails, depth and
-/// stencil without content.
+/// reading; with polygons drawn as lines or points (`GL_NV_polygon_mode`, `GL_ANGLE_polygon_mode`), depth and
+/// stencil are black where `eglGetProcAddress` does not know the function that changes it; conditional
+/// rendering in progress (`GL_NV_conditional_render`) may leave thumbnails, depth and stencil without
+/// content.
+///
+/// In a context without error reporting (`GL_KHR_no_error`) a copy that the driver refuses cannot be noticed,
+/// and the target of a texture is not found out by trial: of framebuffer objects, renderbuffers, cube map
+/// faces and textures that are bound to a texture unit are captured; the others give 1, with a warning for
+/// the first. Such a context tells what it is from OpenGL ES 3.2 on; below that it may not, and what a
+/// capture does then is the driver's secret.
 class UTIL_EXPORT GLScreenshotHandler : public ScreenshotWriter
 {
 public:
@@ -53,9 +62,9 @@ public:
     /// @param sink  must live as long as it is set; null: pictures are written, as at the start
     void SetSink(ImageSink* sink);
 
-    /// Gives back the memory that is kept from one capture to the next: as much as the largest picture so far,
-    /// 8 MiB for 1920 x 1080 and four times that for floats. The next capture gets it anew, which costs about as
-    /// much time as reading the picture does: pages that the process has not used yet are slow.
+    /// Gives back the memory that is kept from one capture to the next: as much as the largest picture so
+    /// far, 8 MiB for 1920 x 1080 and four times that for floats. The next capture gets it anew, which costs
+    /// about as much time as reading the picture does: pages that the process has not used yet are slow.
     void ReleaseMemory();
 
     /// Captures what is bound for drawing: the window surface, or the attachments of a framebuffer object.
@@ -170,8 +179,8 @@ public:
     /// @param format    `GL_RGBA`
     /// @param type      `GL_UNSIGNED_BYTE`, `GL_UNSIGNED_INT`, `GL_INT` or `GL_FLOAT`
     /// @return 0; 8 for a handler of another image kind; 1 when layout or block are refused, the file cannot
-    ///         be created or was not written whole. Each is logged; after 8 and a refusal there is no file,
-    ///         otherwise what was written of it stays.
+    ///         be created or was not written whole. Each is logged, but for a lack of memory for the path;
+    ///         after 8 and a refusal there is no file, otherwise what was written of it stays.
     std::uint32_t WriteScreenshot(const std::string& fileName, std::uint32_t width, std::uint32_t height,
                                   const std::uint8_t* pixels, std::uint32_t format, std::uint32_t type);
 

@@ -1,7 +1,5 @@
 #include "Util/GLState.h"
 
-#include <GLES2/gl2ext.h>
-
 namespace Util {
 
 GLint GetInteger(GLenum name, GLint preset)
@@ -51,6 +49,46 @@ bool HasExtension(std::string_view name)
     const auto* const names = GL::GetString.IsMissing() ? nullptr : GL::GetString(GL_EXTENSIONS);
     return names &&
            std::string_view(reinterpret_cast<const char*>(names)).find(name) != std::string_view::npos;
+}
+
+EncodedSrgb::EncodedSrgb()
+    : m_wasOff(HasExtension("GL_EXT_sRGB_write_control") &&
+               GL::IsEnabled(GL_FRAMEBUFFER_SRGB_EXT) == GL_FALSE)
+{
+    if (m_wasOff) {
+        GL::Enable(GL_FRAMEBUFFER_SRGB_EXT);
+    }
+}
+
+EncodedSrgb::~EncodedSrgb()
+{
+    if (m_wasOff) {
+        GL::Disable(GL_FRAMEBUFFER_SRGB_EXT);
+    }
+}
+
+FilledPolygons::FilledPolygons()
+{
+    const char* const name = HasExtension("GL_NV_polygon_mode")      ? "glPolygonModeNV"
+                             : HasExtension("GL_ANGLE_polygon_mode") ? "glPolygonModeANGLE"
+                                                                     : nullptr;
+    if (!name) {
+        return;
+    }
+    m_mode = GetInteger(GL_POLYGON_MODE_NV, GL_FILL_NV); // both extensions have the same values
+    if (m_mode != GL_FILL_NV && HasEntryPoints(EGL::GetProcAddress)) {
+        m_function = reinterpret_cast<PFNGLPOLYGONMODENVPROC>(EGL::GetProcAddress(name));
+    }
+    if (m_function) {
+        m_function(GL_FRONT_AND_BACK, GL_FILL_NV);
+    }
+}
+
+FilledPolygons::~FilledPolygons()
+{
+    if (m_function) {
+        m_function(GL_FRONT_AND_BACK, static_cast<GLenum>(m_mode));
+    }
 }
 
 BottomRowFirst::BottomRowFirst()

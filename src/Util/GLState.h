@@ -2,6 +2,8 @@
 
 #include "Util/GLDispatch.h"
 
+#include <GLES2/gl2ext.h>
+
 #include <array>
 #include <cstddef>
 #include <span>
@@ -50,8 +52,8 @@ GLenum TakeError();
 
 /// @return false where GL tells of no error whatever happens: in a context of `GL_KHR_no_error`, or where the
 ///         host has no `glGetError`
-/// @note An error that is pending is consumed. Contexts tell of it from OpenGL ES 3.2 on; an earlier one may be
-///       of that kind all the same.
+/// @note An error that is pending is consumed. Contexts tell of it from OpenGL ES 3.2 on; an earlier one may
+///       be of that kind all the same.
 bool CanReportErrors();
 
 /// Keeps errors that are raised in its scope, some of them on purpose, from the application: from its debug
@@ -72,6 +74,40 @@ private:
 
 /// @return whether the context has an extension, e.g. `"GL_EXT_clip_control"`
 bool HasExtension(std::string_view name);
+
+/// Makes blits encode what they write to an sRGB image, as they do unless `GL_EXT_sRGB_write_control` is in
+/// use, until the end of its scope.
+class EncodedSrgb
+{
+public:
+    EncodedSrgb();
+    EncodedSrgb(const EncodedSrgb&) = delete;
+    EncodedSrgb& operator=(const EncodedSrgb&) = delete;
+    ~EncodedSrgb();
+
+private:
+    bool m_wasOff;
+};
+
+/// Makes GL fill what it draws, as it does unless `GL_NV_polygon_mode` or `GL_ANGLE_polygon_mode` is in use,
+/// until the end of its scope.
+///
+/// The function is in no dispatch table: the driver is asked for it.
+class FilledPolygons
+{
+public:
+    FilledPolygons();
+    FilledPolygons(const FilledPolygons&) = delete;
+    FilledPolygons& operator=(const FilledPolygons&) = delete;
+    ~FilledPolygons();
+
+    /// @return false where lines or points are drawn and the driver's function is not to be had
+    [[nodiscard]] bool IsFilled() const { return m_mode == GL_FILL_NV || m_function; }
+
+private:
+    GLint m_mode = GL_FILL_NV;
+    PFNGLPOLYGONMODENVPROC m_function = nullptr;
+};
 
 /// Makes `glReadPixels` begin with the bottom row, as it does unless `GL_ANGLE_pack_reverse_row_order` is in
 /// use, until the end of its scope.
@@ -104,6 +140,19 @@ private:
     GLint m_skipPixels;
     GLint m_skipRows;
     BottomRowFirst m_bottomRowFirst;
+};
+
+/// Selects the active texture unit again at the end of its scope.
+class SavedTextureUnit
+{
+public:
+    SavedTextureUnit() : m_unit(GetInteger(GL_ACTIVE_TEXTURE, GL_TEXTURE0)) {}
+    SavedTextureUnit(const SavedTextureUnit&) = delete;
+    SavedTextureUnit& operator=(const SavedTextureUnit&) = delete;
+    ~SavedTextureUnit() { GL::ActiveTexture(static_cast<GLenum>(m_unit)); }
+
+private:
+    GLint m_unit;
 };
 
 /// Selects a read buffer of the framebuffer now bound for reading; at the end of its scope, while the same

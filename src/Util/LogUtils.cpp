@@ -2,14 +2,14 @@
 
 #include "Core/Console.h"
 #include "Core/Log.h"
+#include "Util/LogNames.h"
 #include "Util/NoThrow.h"
 #include "Util/String.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdint>
-#include <span>
-#include <string_view>
 #include <vector>
 
 namespace Util {
@@ -49,51 +49,12 @@ private:
     Restored<std::uint64_t> m_zones{Log::m_zoneMask};
 };
 
-/// A name that an option accepts, and the bits that it stands for.
-template <typename Mask>
-struct Name
-{
-    std::string_view name;
-    Mask bits;
-};
-
-constexpr std::uint64_t Bit(Log::LogZone zone)
-{
-    return std::uint64_t{1} << zone;
-}
-
-constexpr std::uint32_t Bit(Log::LogIOPipe pipe)
-{
-    return std::uint32_t{1} << pipe;
-}
-
-constexpr Name<std::uint64_t> ZoneNames[] = {
-    {"application", Bit(Log::ZoneApplication)},
-    {"capture", Bit(Log::ZoneCapture)},
-    {"core", Bit(Log::ZoneCore)},
-    {"data", Bit(Log::ZoneData)},
-    {"playback", Bit(Log::ZonePlayback)},
-    {"util", Bit(Log::ZoneUtil)},
-    {"dll", Bit(Log::ZoneDll)},
-    {"stats", Bit(Log::ZoneStats)},
-    {"apicalls", Bit(Log::ZoneApiCalls)},
-    {"playbackobjectid", Bit(Log::ZonePlaybackObjectId)},
-    {"all", ~std::uint64_t{0}},
-};
-
-constexpr Name<std::uint32_t> IOPipeNames[] = {
-    {"debugger", Bit(Log::PipeDebugger)},
-    {"console", Bit(Log::PipeConsole)},
-    {"file", Bit(Log::PipeFile)},
-    {"all", ~std::uint32_t{0}},
-};
-
 /// Replaces a mask of the logger by the bits that the value of an option names.
 ///
 /// @param option   as on the command line
 /// @param subject  what a bit of the mask is
 template <typename Mask, std::size_t Count>
-void ParseMask(const std::string& value, const Name<Mask> (&names)[Count], const char* option,
+void ParseMask(const std::string& value, const std::array<NamedBits<Mask>, Count>& names, const char* option,
                const char* subject, std::atomic<Mask>& setting)
 {
     std::vector<std::string> tokens;
@@ -101,8 +62,8 @@ void ParseMask(const std::string& value, const Name<Mask> (&names)[Count], const
 
     Mask mask = 0;
     for (const std::string& token : tokens) {
-        const auto* const found = std::ranges::find(names, token, &Name<Mask>::name);
-        if (found != std::end(names)) {
+        const auto found = std::ranges::find(names, token, &NamedBits<Mask>::name);
+        if (found != names.end()) {
             mask |= found->bits;
         } else {
             const WarningsShown shown;
@@ -144,12 +105,12 @@ void ParseCmdArgsLogLevel(const std::string& value)
 
 void ParseCmdArgsLogZone(const std::string& value)
 {
-    ParseMask(value, ZoneNames, "-logzones", "zone", Log::m_zoneMask);
+    ParseMask(value, LogZoneNames, "-logzones", "zone", Log::m_zoneMask);
 }
 
 void ParseCmdArgsLogIOPipe(const std::string& value)
 {
-    ParseMask(value, IOPipeNames, "-logiopipe", "iopipe", Log::m_ioPipeMask);
+    ParseMask(value, LogIOPipeNames, "-logiopipe", "iopipe", Log::m_ioPipeMask);
 }
 
 std::shared_ptr<Core::StdioWriter> LoggerCreateStdioWriter(const std::string& baseName)

@@ -50,8 +50,8 @@ GLenum Picture::Read()
         Clear();
         return read();
     }
-    // GL raises no error for pixels outside of the source and leaves them as they are. The last one is outside
-    // whenever any is.
+    // GL raises no error for pixels outside of the source and leaves them as they are. The last one is
+    // outside whenever any is.
     std::copy_n(Mark.begin(), m_pitch, LastPixel());
     GLenum error = read();
     if (error != GL_NO_ERROR || std::equal(LastPixel(), LastPixel() + m_pitch, Mark.begin())) {

@@ -26,8 +26,9 @@ public:
 
     [[nodiscard]] std::uint8_t* Pixels() { return m_pPixels; }
 
-    /// Reads the read buffer of the framebuffer bound for reading, from its origin. What a smaller source does
-    /// not have is zero, and so is everything when the driver refuses. Needs packed rows and quiet errors.
+    /// Reads the read buffer of the framebuffer bound for reading, from its origin. What a smaller source
+    /// does not have is zero, and so is everything when the driver refuses. Needs packed rows and quiet
+    /// errors.
     ///
     /// @return `GL_NO_ERROR`, or what the driver raised
     GLenum Read();

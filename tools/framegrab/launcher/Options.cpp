@@ -1,5 +1,7 @@
 #include "launcher/Options.h"
 
+#include "Util/LogNames.h"
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -15,35 +17,6 @@ namespace {
 
 using Log = Core::Log;
 
-/// A word that stands for bits of a mask.
-template <typename Mask>
-struct NamedBits
-{
-    const char* name;
-    Mask bits;
-};
-
-constexpr std::array<NamedBits<std::uint64_t>, 11> Zones{{
-    {"application", std::uint64_t{1} << Log::ZoneApplication},
-    {"capture", std::uint64_t{1} << Log::ZoneCapture},
-    {"core", std::uint64_t{1} << Log::ZoneCore},
-    {"data", std::uint64_t{1} << Log::ZoneData},
-    {"playback", std::uint64_t{1} << Log::ZonePlayback},
-    {"util", std::uint64_t{1} << Log::ZoneUtil},
-    {"dll", std::uint64_t{1} << Log::ZoneDll},
-    {"stats", std::uint64_t{1} << Log::ZoneStats},
-    {"apicalls", std::uint64_t{1} << Log::ZoneApiCalls},
-    {"playbackobjectid", std::uint64_t{1} << Log::ZonePlaybackObjectId},
-    {"all", ~std::uint64_t{0}},
-}};
-
-constexpr std::array<NamedBits<std::uint32_t>, 4> Pipes{{
-    {"console", 1U << Log::PipeConsole},
-    {"file", 1U << Log::PipeFile},
-    {"debugger", 1U << Log::PipeDebugger},
-    {"all", ~std::uint32_t{0}},
-}};
-
 template <typename Row, std::size_t Size>
 constexpr std::array<const char*, Size> NamesOf(const std::array<Row, Size>& rows)
 {
@@ -55,8 +28,8 @@ constexpr std::array<const char*, Size> NamesOf(const std::array<Row, Size>& row
 constexpr auto BufferNames = NamesOf(Buffers);
 constexpr auto ImageNames = NamesOf(ImageKinds);
 constexpr auto EncodingNames = NamesOf(EncodingKinds);
-constexpr auto ZoneNames = NamesOf(Zones);
-constexpr auto PipeNames = NamesOf(Pipes);
+constexpr auto ZoneNames = NamesOf(Util::LogZoneNames);
+constexpr auto PipeNames = NamesOf(Util::LogIOPipeNames);
 constexpr std::array<const char*, 2> AnswerNames{"man", "bash"};
 
 /// @return the words as a sentence has them, e.g. "color, depth and stencil"
@@ -101,7 +74,7 @@ bool ReadWords(std::span<const char* const> words, std::string_view value, std::
 }
 
 template <typename Mask, std::size_t Size>
-bool ReadMask(const std::array<NamedBits<Mask>, Size>& rows, std::span<const char* const> names,
+bool ReadMask(const std::array<Util::NamedBits<Mask>, Size>& rows, std::span<const char* const> names,
               std::string value, Mask& mask, std::string& error)
 {
     std::transform(value.begin(), value.end(), value.begin(),
@@ -187,12 +160,12 @@ bool ReadLogLevel(const std::string& value, Options& options, std::string& error
 
 bool ReadLogZones(const std::string& value, Options& options, std::string& error)
 {
-    return ReadMask(Zones, ZoneNames, value, options.settings.log.zones, error);
+    return ReadMask(Util::LogZoneNames, ZoneNames, value, options.settings.log.zones, error);
 }
 
 bool ReadLogPipes(const std::string& value, Options& options, std::string& error)
 {
-    return ReadMask(Pipes, PipeNames, value, options.settings.log.pipes, error);
+    return ReadMask(Util::LogIOPipeNames, PipeNames, value, options.settings.log.pipes, error);
 }
 
 bool ReadHelp(const std::string& value, Options& options, std::string& error)
