@@ -1,6 +1,7 @@
 #include "Util/ScreenshotWriter.h"
 
 #include "support/FailingAllocation.h"
+#include "support/FileSizeLimit.h"
 #include "support/Image.h"
 #include "support/RecordingLog.h"
 #include "support/TemporaryFolder.h"
@@ -13,6 +14,8 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <numeric>
+#include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -26,7 +29,6 @@ constexpr auto PNGFailed = "ScreenshotWriter::CreatePNGFile failed";
 constexpr auto DDSFailed = "ScreenshotWriter::CreateDDSFile failed";
 constexpr auto LibpngFailed = "An internal libpng failure occured.";
 
-/// Accepts every byte until it is flushed, then has no room.
 constexpr auto FullDisk = "/dev/full";
 
 std::uint32_t Read32(const std::string& bytes, std::size_t offset)
@@ -47,6 +49,13 @@ std::size_t OpenDescriptors()
 {
     const std::filesystem::directory_iterator open("/proc/self/fd");
     return static_cast<std::size_t>(std::distance(begin(open), end(open)));
+}
+
+struct sigaction AbortAction()
+{
+    struct sigaction action = {};
+    sigaction(SIGABRT, nullptr, &action);
+    return action;
 }
 
 class ScreenshotWriterTest : public testing::Test
@@ -138,51 +147,38 @@ std::vector<std::uint8_t> Noise(std::size_t size)
     return noise;
 }
 
-TEST_P(PNGTest, EverySmallSizeOfBothColourTypes)
+TEST_P(PNGTest, EverySizeOfBothColourTypes)
 {
-    const std::string path = m_folder.File("image.png");
-    for (std::uint32_t width = 1; width <= 17; ++width) {
-        for (std::uint32_t height = 1; height <= 17; ++height) {
-            for (const std::size_t channels : {4U, 1U}) {
-                const auto pixels = Noise(channels * width * height);
-                ASSERT_EQ(m_writer.CreatePNGFile(path, width, height, channels == 4), 0U);
-                ASSERT_EQ(m_writer.WriteImageData(pixels.data(), pixels.size()), 0U);
-                ASSERT_EQ(m_writer.CloseFile(), 0U);
-                const auto image = TestSupport::LoadImage(path);
-                ASSERT_EQ(image.pixels.size(), std::size_t{width} * height);
-                for (std::size_t i = 0; i < image.pixels.size(); ++i) {
-                    const auto* p = &pixels[i * channels];
-                    const auto expected = channels == 4 ? TestSupport::Pixel{p[2], p[1], p[0], p[3]}
-                                                        : TestSupport::Pixel{p[0], p[0], p[0], 255};
-                    ASSERT_EQ(image.pixels[i], expected) << width << " x " << height << ", pixel " << i;
-                }
-            }
-        }
+    // Small ones; rows of megabytes, and a million rows; a grey row that fills the compressor's input to its
+    // end.
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> sizes{
+        {1000000, 3}, {1, 1000000}, {777, 555}, {131071, 3}};
+    for (std::uint32_t i = 0; i < 17 * 17; ++i) {
+        sizes.emplace_back(1 + i / 17, 1 + i % 17);
     }
-}
+    const std::string path = m_folder.File("image.png");
+    for (const auto& [width, height] : sizes) {
+        for (const std::size_t channels : {4U, 1U}) {
+            SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
+            const auto pixels = Noise(channels * width * height);
+            ASSERT_EQ(m_writer.CreatePNGFile(path, width, height, channels == 4), 0U);
+            ASSERT_EQ(m_writer.WriteImageData(pixels.data(), pixels.size()), 0U);
+            ASSERT_EQ(m_writer.CloseFile(), 0U);
+            EXPECT_FALSE(ScreenshotWriter::s_pngFailed);
+            // Noise compresses least: the file may exceed the pixels by a hundredth at most.
+            const std::size_t raw = pixels.size() + height; // a byte for each row's filter
+            EXPECT_LE(std::filesystem::file_size(path), raw * 101 / 100 + 100);
 
-TEST_P(PNGTest, RowsOfMegabytesAndAMillionRows)
-{
-    // Noise compresses least: the file may exceed the pixels by a hundredth at most.
-    for (const auto& [width, height] : {std::pair{1000000U, 3U}, {1U, 1000000U}, {777U, 555U}}) {
-        SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
-        const std::string path = m_folder.File("image.png");
-        const auto pixels = Noise(std::size_t{4} * width * height);
-        ASSERT_EQ(m_writer.CreatePNGFile(path, width, height, true), 0U);
-        ASSERT_EQ(m_writer.WriteImageData(pixels.data(), pixels.size()), 0U);
-        ASSERT_EQ(m_writer.CloseFile(), 0U);
-        EXPECT_FALSE(ScreenshotWriter::s_pngFailed);
-        const std::size_t filterBytes = height; // a byte for each row's filter
-        EXPECT_LE(std::filesystem::file_size(path), (pixels.size() + filterBytes) * 101 / 100);
-
-        const auto image = TestSupport::LoadImage(path);
-        ASSERT_EQ(image.pixels.size(), pixels.size() / 4);
-        std::size_t wrong = 0;
-        for (std::size_t i = 0; i < image.pixels.size(); ++i) {
-            const auto* p = &pixels[i * 4];
-            wrong += image.pixels[i] != TestSupport::Pixel{p[2], p[1], p[0], p[3]};
+            const auto image = TestSupport::LoadImage(path);
+            ASSERT_EQ(image.pixels.size(), std::size_t{width} * height);
+            std::size_t wrong = 0;
+            for (std::size_t i = 0; i < image.pixels.size(); ++i) {
+                const auto* p = &pixels[i * channels];
+                wrong += image.pixels[i] != (channels == 4 ? TestSupport::Pixel{p[2], p[1], p[0], p[3]}
+                                                           : TestSupport::Pixel{p[0], p[0], p[0], 255});
+            }
+            EXPECT_EQ(wrong, 0U);
         }
-        EXPECT_EQ(wrong, 0U);
     }
 }
 
@@ -226,20 +222,83 @@ TEST_P(PNGTest, HoldsAsManyBytesAsItHasPixels)
 
 TEST_P(PNGTest, RowsNeverDeliveredAreZero)
 {
-    // Memory that held something before must not show.
-    {
-        const auto dirty = Counting(100 * 100 * 4);
-    }
+    // The memory of an earlier image, which is kept, must neither show nor change how the next is compressed.
     const std::string path = m_folder.File("image.png");
-    ASSERT_EQ(m_writer.CreatePNGFile(path, 100, 100, true), 0U);
-    const auto row = Counting(400);
-    EXPECT_EQ(m_writer.WriteImageData(row.data(), 400), 0U);
-    EXPECT_EQ(m_writer.CloseFile(), 0U);
+    const std::string fresh = m_folder.File("fresh.png");
+    const auto write = [](ScreenshotWriter& writer, const std::string& file, std::size_t size) {
+        const auto pixels = Noise(size);
+        ASSERT_EQ(writer.CreatePNGFile(file, 100, 100, true), 0U);
+        EXPECT_EQ(writer.WriteImageData(pixels.data(), size), 0U);
+        writer.ReleaseMemory(); // of files that are done
+        EXPECT_EQ(writer.CloseFile(), 0U);
+    };
+    write(m_writer, path, 40000);
+    write(m_writer, path, 400);
+    ScreenshotWriter writer;
+    write(writer, fresh, 400);
+    EXPECT_TRUE(TestSupport::ReadFile(path) == TestSupport::ReadFile(fresh));
 
     const auto image = TestSupport::LoadImage(path);
     ASSERT_EQ(image.height, 100);
-    EXPECT_EQ(image.At(0, 0), (TestSupport::Pixel{3, 2, 1, 4}));
+    EXPECT_NE(image.At(0, 0), TestSupport::Pixel{});
     EXPECT_EQ(std::count(image.pixels.begin() + 100, image.pixels.end(), TestSupport::Pixel{}), 9900);
+    m_writer.ReleaseMemory();
+    write(m_writer, path, 400);
+    EXPECT_EQ(TestSupport::LoadImage(path).pixels, image.pixels);
+}
+
+TEST_P(PNGTest, SeveralFilesAreOpenAtOnce)
+{
+    const auto pixel = Counting(4);
+    const auto before = AbortAction().sa_handler;
+    for (const bool firstClosesFirst : {true, false}) {
+        ScreenshotWriter second;
+        ASSERT_EQ(m_writer.CreatePNGFile(m_folder.File("1.png"), 1, 1, true), 0U);
+        ASSERT_EQ(second.CreatePNGFile(m_folder.File("2.png"), 1, 1, true), 0U);
+        {
+            ScreenshotWriter failing;
+            EXPECT_EQ(failing.CreatePNGFile(FullDisk, 1, 1, true), 1U);
+            EXPECT_TRUE(failing.HasPNGFailed());
+        }
+        EXPECT_TRUE(ScreenshotWriter::s_pngFailed);
+        ScreenshotWriter& closedFirst = firstClosesFirst ? m_writer : second;
+        ScreenshotWriter& closedLast = firstClosesFirst ? second : m_writer;
+        for (ScreenshotWriter* const writer : {&closedFirst, &closedLast}) {
+            EXPECT_EQ(AbortAction().sa_handler, &ScreenshotWriter::LibPngSignalHandler);
+            EXPECT_EQ(writer->WriteImageData(pixel.data(), 4), 0U) << "the failure is another's";
+            EXPECT_EQ(writer->CloseFile(), 0U);
+            EXPECT_FALSE(writer->HasPNGFailed());
+        }
+        EXPECT_EQ(AbortAction().sa_handler, before);
+    }
+    ASSERT_EQ(m_writer.CreatePNGFile(m_folder.File("1.png"), 1, 1, true), 0U);
+    EXPECT_FALSE(ScreenshotWriter::s_pngFailed);
+    ScreenshotWriter::s_pngFailed = true;
+    EXPECT_EQ(m_writer.WriteImageData(pixel.data(), 4), 1U) << "nobody else's";
+}
+
+TEST_P(PNGTest, ThreadsWriteSideBySide)
+{
+    const auto before = AbortAction().sa_handler;
+    const auto pixels = Noise(4 * 32 * 32);
+    std::atomic<int> failures = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&, path = m_folder.File(std::to_string(thread) + ".png")] {
+            for (int i = 0; i < 50; ++i) {
+                ScreenshotWriter writer;
+                failures += writer.CreatePNGFile(path, 32, 32, true) != 0;
+                failures += writer.WriteImageData(pixels.data(), pixels.size()) != 0;
+                failures += writer.CloseFile() != 0 || writer.HasPNGFailed();
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(AbortAction().sa_handler, before);
+    EXPECT_EQ(TestSupport::LoadImage(m_folder.File("3.png")).width, 32);
 }
 
 TEST_F(ScreenshotWriterTest, AnIdleWriterRefuses)
@@ -273,31 +332,40 @@ TEST_F(ScreenshotWriterTest, FailsToCreate)
     };
     const std::string file = m_folder.File("image");
     const std::string nowhere = m_folder.File("missing/image");
+    const std::string other = m_folder.File("other");
+    const std::string missing = nowhere + " cannot be created: No such file or directory";
+    const std::string isFolder = m_folder.Path().string() + " cannot be created: Is a directory";
+    const std::string isFull = FullDisk + std::string(" cannot be written: No space left on device");
+    const std::string isTooLarge = file + " cannot be created: Cannot allocate memory";
     const std::vector<Row> rows{
-        {"BMP in a missing folder", bmp, nowhere, {BMPFailed}},
-        {"DDS in a missing folder", dds, nowhere, {DDSFailed}},
-        {"PNG in a missing folder", png(1, 1), nowhere, {PNGFailed}},
-        {"PNG that is a folder", png(1, 1), m_folder.Path(), {PNGFailed}},
+        {"BMP in a missing folder", bmp, nowhere, {missing, BMPFailed}},
+        {"DDS in a missing folder", dds, nowhere, {missing, DDSFailed}},
+        {"PNG in a missing folder", png(1, 1), nowhere, {missing, PNGFailed}},
+        {"PNG that is a folder", png(1, 1), m_folder.Path(), {isFolder, PNGFailed}},
+        {"NUL in a name", bmp, other + '\0', {other + " cannot be created: Invalid argument", BMPFailed}},
+        {"BMP on a full disk", bmp, FullDisk, {isFull, BMPFailed}},
+        {"PNG on a full disk", png(1, 1), FullDisk, {isFull, LibpngFailed, PNGFailed}},
         {"width 0", png(0, 1), file, {LibpngFailed, PNGFailed}},
         {"height 0", png(1, 0), file, {LibpngFailed, PNGFailed}},
         {"wider than libpng takes", png(1000001, 1), file, {LibpngFailed, PNGFailed}},
         {"higher than any PNG", png(1, 0xFFFFFFFF), file, {LibpngFailed, PNGFailed}},
-        {"more than there is memory", png(1000000, 1000000), file, {PNGFailed}},
+        {"more than there is memory", png(1000000, 1000000), file, {isTooLarge, PNGFailed}},
     };
     const std::size_t descriptors = OpenDescriptors();
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        struct sigaction before = {};
-        sigaction(SIGABRT, nullptr, &before);
+        const auto before = AbortAction().sa_handler;
         TestSupport::ClearLog();
         EXPECT_EQ(row.create(m_writer, row.path), 1U);
         EXPECT_EQ(TestSupport::LogTexts(), row.messages);
+        for (const auto& entry : TestSupport::LogEntries()) {
+            EXPECT_EQ(entry.level, entry.text.starts_with("Screensh") ? 4 : 1) << entry.text;
+        }
         EXPECT_EQ(m_writer.CloseFile(), 9U) << "a file stayed open";
         EXPECT_EQ(OpenDescriptors(), descriptors);
-        struct sigaction after = {};
-        sigaction(SIGABRT, nullptr, &after);
-        EXPECT_EQ(after.sa_handler, before.sa_handler);
+        EXPECT_EQ(AbortAction().sa_handler, before);
     }
+    EXPECT_FALSE(std::filesystem::exists(other));
     // And the writer is as good as new.
     ASSERT_EQ(m_writer.CreatePNGFile(file, 1, 1, true), 0U);
     const auto pixel = Counting(4);
@@ -306,33 +374,69 @@ TEST_F(ScreenshotWriterTest, FailsToCreate)
     EXPECT_EQ(TestSupport::LoadImage(file).At(0, 0), (TestSupport::Pixel{3, 2, 1, 4}));
 }
 
-TEST_F(ScreenshotWriterTest, AFullDiskIsNotASuccess)
+TEST_F(ScreenshotWriterTest, TheCallThatMeetsAFullDiskTells)
 {
+    const TestSupport::FileSizeLimit limit(100);
+    const std::string path = m_folder.File("image.bmp");
     const auto bytes = Counting(1 << 20);
-    // Stays in the stream's buffer until the close.
-    ASSERT_EQ(m_writer.CreateBMPFile(FullDisk, 1, 1), 0U);
-    EXPECT_EQ(m_writer.WriteImageData(bytes.data(), 4), 0U);
-    EXPECT_EQ(m_writer.CloseFile(), 1U);
-    // Does not.
-    ASSERT_EQ(m_writer.CreateBMPFile(FullDisk, 512, 512), 0U);
+    ASSERT_EQ(m_writer.CreateBMPFile(path, 512, 512), 0U);
+    EXPECT_EQ(m_writer.WriteImageData(bytes.data(), 46), 0U);
+    EXPECT_EQ(m_writer.WriteImageData(bytes.data(), 1), 1U);
     EXPECT_EQ(m_writer.WriteImageData(bytes.data(), bytes.size()), 1U);
-    m_writer.CloseFile();
+    EXPECT_EQ(m_writer.CloseFile(), 1U);
+    EXPECT_THAT(TestSupport::LogTexts(), ElementsAre(path + " cannot be written: File too large"));
 }
 
 TEST_P(PNGTest, AFullDiskIsNotASuccess)
 {
-    // Noise is larger than any buffer: the encoder fails.
-    const auto noise = Noise(1 << 20);
-    ASSERT_EQ(m_writer.CreatePNGFile(FullDisk, 512, 512, true), 0U);
-    EXPECT_EQ(m_writer.WriteImageData(noise.data(), noise.size()), 0U);
-    m_writer.CloseFile();
-    EXPECT_TRUE(ScreenshotWriter::s_pngFailed);
-    EXPECT_THAT(TestSupport::LogTexts(), ElementsAre(LibpngFailed));
+    const TestSupport::FileSizeLimit limit(40); // signature and IDHR are 33
+    const std::string path = m_folder.File("image.png");
+    for (const std::uint32_t side : {512U, 1U}) {
+        TestSupport::ClearLog();
+        const auto noise = Noise(std::size_t{4} * side * side);
+        ASSERT_EQ(m_writer.CreatePNGFile(path, side, side, true), 0U);
+        EXPECT_EQ(m_writer.WriteImageData(noise.data(), noise.size()), 0U);
+        EXPECT_EQ(m_writer.CloseFile(), 1U);
+        EXPECT_TRUE(m_writer.HasPNGFailed());
+        EXPECT_THAT(TestSupport::LogTexts(),
+                    ElementsAre(path + " cannot be written: File too large", LibpngFailed));
+    }
+}
 
-    // One that fits into the stream's buffer fails when that is flushed, and is the close's to tell.
-    ASSERT_EQ(m_writer.CreatePNGFile(FullDisk, 1, 1, true), 0U);
-    EXPECT_EQ(m_writer.WriteImageData(noise.data(), 4), 0U);
-    EXPECT_EQ(m_writer.CloseFile(), 1U);
+TEST_F(ScreenshotWriterTest, AForkedChildWritesNothing)
+{
+    const auto pixels = Counting(32);
+    for (const auto* const name : {"image.bmp", "image.png"}) {
+        const std::string path = m_folder.File(name);
+        auto writer = std::make_unique<ScreenshotWriter>();
+        ASSERT_EQ(path.ends_with("png") ? writer->CreatePNGFile(path, 4, 2, true)
+                                        : writer->CreateBMPFile(path, 4, 2),
+                  0U);
+        EXPECT_EQ(writer->WriteImageData(pixels.data(), 16), 0U);
+        const pid_t child = fork();
+        if (child == 0) {
+            writer.reset(); // as exit does with one that is static
+            std::fflush(nullptr);
+            _exit(0);
+        }
+        waitpid(child, nullptr, 0);
+        EXPECT_EQ(writer->WriteImageData(pixels.data() + 16, 16), 0U);
+        EXPECT_EQ(writer->CloseFile(), 0U);
+        const auto image = TestSupport::LoadImage(path);
+        ASSERT_EQ(image.height, 2) << name;
+        EXPECT_EQ(image.At(3, 1)[3], path.ends_with("png") ? 32 : 16);
+    }
+}
+
+TEST_F(ScreenshotWriterTest, TakesNoStandardDescriptor)
+{
+    const int standardInput = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    EXPECT_EQ(m_writer.CreateBMPFile(m_folder.File("image.bmp"), 1, 1), 0U);
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+    EXPECT_EQ(m_writer.CloseFile(), 0U);
+    dup2(standardInput, STDIN_FILENO);
+    close(standardInput);
 }
 
 TEST_F(ScreenshotWriterTest, ClosesTheFileThatIsStillOpen)
@@ -353,6 +457,7 @@ TEST_F(ScreenshotWriterTest, AHeaderOfTheCallersOwnIsReleasedWithItsFile)
     const std::string path = m_folder.File("image.png");
     ASSERT_EQ(m_writer.OpenFile(path), 0U);
     ASSERT_EQ(m_writer.WritePNGHeader(1, 1, true), 0U);
+    EXPECT_EQ(m_writer.WritePNGHeader(2, 2, true), 1U) << "a second one";
     EXPECT_EQ(m_writer.CloseFile(), 0U);
     EXPECT_EQ(TestSupport::LoadImage(path).width, 1);
     m_writer.FinalizePNG(); // must not write to the file that is closed
@@ -367,10 +472,18 @@ void ReportCrash(int /*signal*/, siginfo_t* /*info*/, void* /*context*/)
     s_crashReports = s_crashReports + 1;
 }
 
-void ReportOtherwise(int /*signal*/) {}
+void (*s_replaced)(int) = nullptr;
 
-TEST_F(ScreenshotWriterTest, TheApplicationsCrashReporterSurvives)
+void ReportAndChain(int signal)
 {
+    s_crashReports = s_crashReports + 1;
+    s_replaced(signal);
+}
+
+TEST_F(ScreenshotWriterTest, AnAbortIsTheApplications)
+{
+    const std::string path = m_folder.File("image.png");
+    const auto pixel = Counting(4);
     struct sigaction original = {};
     struct sigaction reporter = {};
     reporter.sa_sigaction = &ReportCrash;
@@ -379,35 +492,53 @@ TEST_F(ScreenshotWriterTest, TheApplicationsCrashReporterSurvives)
     sigaddset(&reporter.sa_mask, SIGUSR1);
     sigaction(SIGABRT, &reporter, &original);
 
-    ASSERT_EQ(m_writer.CreatePNGFile(m_folder.File("image.png"), 1, 1, true), 0U);
+    // Its crash reporter sees it, and stays what it was.
+    ASSERT_EQ(m_writer.CreatePNGFile(path, 1, 1, true), 0U);
     std::raise(SIGABRT);
+    EXPECT_EQ(s_crashReports, 1);
     EXPECT_TRUE(ScreenshotWriter::s_pngFailed);
     EXPECT_THAT(TestSupport::LogTexts(), IsEmpty()) << "a signal handler must not take the logger's lock";
-    const auto pixel = Counting(4);
     EXPECT_EQ(m_writer.WriteImageData(pixel.data(), 4), 1U);
     EXPECT_THAT(TestSupport::LogTexts(), ElementsAre(LibpngFailed));
     EXPECT_EQ(m_writer.CloseFile(), 0U);
+    for (int i = 0; i < 2; ++i) {
+        const struct sigaction after = AbortAction();
+        EXPECT_EQ(after.sa_sigaction, &ReportCrash);
+        EXPECT_EQ(after.sa_flags & (SA_SIGINFO | SA_NODEFER), SA_SIGINFO | SA_NODEFER);
+        EXPECT_EQ(sigismember(&after.sa_mask, SIGUSR1), 1);
+        EXPECT_EQ(m_writer.CreatePNGFile(path, 1, 1, true), 0U);
+        EXPECT_EQ(m_writer.CloseFile(), 0U);
+    }
 
-    struct sigaction after = {};
-    sigaction(SIGABRT, nullptr, &after);
-    EXPECT_EQ(after.sa_sigaction, &ReportCrash);
-    EXPECT_EQ(after.sa_flags & (SA_SIGINFO | SA_NODEFER), SA_SIGINFO | SA_NODEFER);
-    EXPECT_EQ(sigismember(&after.sa_mask, SIGUSR1), 1);
+    // What is installed meanwhile stays. It gets a signal once, though it calls what it has replaced.
+    ASSERT_EQ(m_writer.CreatePNGFile(path, 1, 1, true), 0U);
+    s_replaced = std::signal(SIGABRT, &ReportAndChain);
+    TestSupport::ClearLog();
+    for (const int reports : {2, 3}) {
+        std::raise(SIGABRT);
+        EXPECT_EQ(s_crashReports, reports);
+        EXPECT_EQ(m_writer.CloseFile(), 0U);
+        EXPECT_EQ(AbortAction().sa_handler, &ReportAndChain);
+        EXPECT_THAT(TestSupport::LogTexts(), ElementsAre(LibpngFailed));
+        TestSupport::ClearLog();
+        EXPECT_EQ(m_writer.CreatePNGFile(path, 1, 1, true), 0U);
+    }
+    EXPECT_EQ(m_writer.CloseFile(), 0U);
+
+    // One that comes while no file is open says nothing of the next.
+    s_replaced = &ScreenshotWriter::LibPngSignalHandler;
     std::raise(SIGABRT);
-    EXPECT_EQ(s_crashReports, 1);
-
-    // The default comes back as well, and what somebody installed meanwhile stays.
-    sigaction(SIGABRT, &original, nullptr);
-    ASSERT_EQ(m_writer.CreatePNGFile(m_folder.File("image.png"), 1, 1, true), 0U);
+    EXPECT_EQ(m_writer.CreatePNGFile(path, 1, 1, true), 0U);
+    EXPECT_EQ(m_writer.WriteImageData(pixel.data(), 4), 0U);
     EXPECT_EQ(m_writer.CloseFile(), 0U);
-    sigaction(SIGABRT, nullptr, &after);
-    EXPECT_EQ(after.sa_handler, original.sa_handler);
+    EXPECT_THAT(TestSupport::LogTexts(), IsEmpty());
 
-    ASSERT_EQ(m_writer.CreatePNGFile(m_folder.File("image.png"), 1, 1, true), 0U);
-    std::signal(SIGABRT, &ReportOtherwise);
-    EXPECT_EQ(m_writer.CloseFile(), 0U);
-    EXPECT_EQ(std::signal(SIGABRT, SIG_DFL), &ReportOtherwise);
+    // The default comes back as well; with it the handler keeps a raised signal from ending the process.
     sigaction(SIGABRT, &original, nullptr);
+    ASSERT_EQ(m_writer.CreatePNGFile(path, 1, 1, true), 0U);
+    std::raise(SIGABRT);
+    EXPECT_EQ(m_writer.CloseFile(), 0U);
+    EXPECT_EQ(AbortAction().sa_handler, original.sa_handler);
 }
 
 } // namespace

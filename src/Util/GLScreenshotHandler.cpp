@@ -5,6 +5,8 @@
 #include "Util/PixelBuffer.h"
 #include "Util/PixelConversion.h"
 
+#include <GLES3/gl3.h>
+
 #include <algorithm>
 #include <new>
 
@@ -62,18 +64,30 @@ try {
         return StatusFailure;
     }
 
-    std::uint32_t status = isPng ? CreatePNGFile(path, image.width, image.height, true, image.encoding)
-                                 : CreateBMPFile(path, image.width, image.height);
+    // GL and BMP store the bottom row first, PNG the top row.
+    const bool isEncodedInPlace = isPng && image.type == GL_UNSIGNED_BYTE;
+    std::uint32_t status = StatusSuccess;
+    if (isPng) {
+        status = CreatePNGFile(path, {.width = image.width,
+                                      .height = image.height,
+                                      .rgba = true,
+                                      .encoding = image.encoding,
+                                      .pixels = isEncodedInPlace ? image.pixels : nullptr,
+                                      .opaque = image.opaque});
+    } else {
+        status = CreateBMPFile(path, image.width, image.height);
+    }
     if (status != StatusSuccess) {
         LogNotCreated(path);
         return status;
     }
 
-    // GL and BMP store the bottom row first, PNG the top row.
-    status =
-        WriteAsBGRA(image.pixels, image.width, image.height, image.format, image.type, isPng, image.opaque);
+    if (!isEncodedInPlace) {
+        status = WriteAsBGRA(image.pixels, image.width, image.height, image.format, image.type, isPng,
+                             image.opaque);
+    }
     const bool isClosed = CloseFile() == StatusSuccess;
-    if (status == StatusSuccess && (!isClosed || (isPng && s_pngFailed))) {
+    if (status == StatusSuccess && (!isClosed || (isPng && HasPNGFailed()))) {
         status = StatusFailure;
     }
     if (status != StatusSuccess) {

@@ -63,8 +63,9 @@ public:
     void SetSink(ImageSink* sink);
 
     /// Gives back the memory that is kept from one capture to the next: as much as the largest picture so
-    /// far, 8 MiB for 1920 x 1080 and four times that for floats. The next capture gets it anew, which costs
-    /// about as much time as reading the picture does: pages that the process has not used yet are slow.
+    /// far, 8 MiB for 1920 x 1080 and four times that for floats, and what `ScreenshotWriter::ReleaseMemory`
+    /// tells. The next capture gets it anew, which costs about as much time as reading the picture does:
+    /// pages that the process has not used yet are slow.
     void ReleaseMemory();
 
     /// Captures what is bound for drawing: the window surface, or the attachments of a framebuffer object.
@@ -172,15 +173,17 @@ public:
     std::uint32_t TakeScreenshotThumbnailStencil(const std::string& fileName, std::int32_t maxWidth,
                                                  std::int32_t maxHeight);
 
-    /// Writes a block of pixels as an image file. Makes no GL call.
+    /// Writes a block of pixels as an image file. Makes no GL call. While the host's `m_opaqueScreenshots` is
+    /// set, every alpha is written as 255. Several handlers may write on several threads at once.
     ///
     /// @param fileName  path; ".bmp" or ".png" is appended always
     /// @param pixels    bottom row first; may be null where the image has no pixels
     /// @param format    `GL_RGBA`
     /// @param type      `GL_UNSIGNED_BYTE`, `GL_UNSIGNED_INT`, `GL_INT` or `GL_FLOAT`
     /// @return 0; 8 for a handler of another image kind; 1 when layout or block are refused, the file cannot
-    ///         be created or was not written whole. Each is logged, but for a lack of memory for the path;
-    ///         after 8 and a refusal there is no file, otherwise what was written of it stays.
+    ///         be created or was not written whole, or there is no memory. Each is logged, but for a lack of
+    ///         memory for the path; after 8 and a refusal there is no file, otherwise what was written of it
+    ///         stays.
     std::uint32_t WriteScreenshot(const std::string& fileName, std::uint32_t width, std::uint32_t height,
                                   const std::uint8_t* pixels, std::uint32_t format, std::uint32_t type);
 

@@ -32,6 +32,7 @@ void GLScreenshotHandler::SetSink(ImageSink* sink)
 void GLScreenshotHandler::ReleaseMemory()
 {
     m_writing.ReleaseMemory();
+    ScreenshotWriter::ReleaseMemory();
 }
 
 std::uint32_t GLScreenshotHandler::TakeScreenshot(const std::string& fileName, std::uint32_t bufferMask)

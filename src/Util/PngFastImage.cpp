@@ -2,145 +2,162 @@
 
 #include "Util/PixelConversion.h"
 
-#include <isa-l/igzip_lib.h>
+#include <isa-l/crc.h>
 #include <png.h>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
-#include <new>
 
 namespace Util {
 
 namespace {
 
-/// Rows are filtered and compressed in bands that stay in cache.
-constexpr std::size_t BandBytes = 64 * 1024;
-
-/// Size of the IDAT chunks.
-constexpr std::size_t ChunkBytes = 64 * 1024;
-
-constexpr std::array<png_byte, 5> ChunkIDAT{'I', 'D', 'A', 'T', 0};
-constexpr std::array<png_byte, 5> ChunkIEND{'I', 'E', 'N', 'D', 0};
-
-} // namespace
-
-struct PngFastMemory
+void PutBigEndian(std::uint32_t value, std::uint8_t* bytes)
 {
-    isal_zstream stream;
-    std::array<std::uint8_t, ISAL_DEF_LVL1_DEFAULT> level;
-    std::array<std::uint8_t, BandBytes> band;
-    std::array<std::uint8_t, ChunkBytes> chunk;
-};
-
-namespace {
-
-// No object here has a destructor: libpng leaves by longjmp.
-
-void BeginStream(PngFastMemory& memory)
-{
-    isal_deflate_init(&memory.stream);
-    memory.stream.level = 1;
-    memory.stream.level_buf = memory.level.data();
-    memory.stream.level_buf_size = static_cast<std::uint32_t>(memory.level.size());
-    memory.stream.gzip_flag = IGZIP_ZLIB;
-    memory.stream.next_out = memory.chunk.data();
-    memory.stream.avail_out = static_cast<std::uint32_t>(ChunkBytes);
-}
-
-void WriteChunk(png_structp png, PngFastMemory& memory)
-{
-    png_write_chunk(png, ChunkIDAT.data(), memory.chunk.data(), ChunkBytes - memory.stream.avail_out);
-    memory.stream.next_out = memory.chunk.data();
-    memory.stream.avail_out = static_cast<std::uint32_t>(ChunkBytes);
-}
-
-/// Compresses the first `size` bytes of the band; a chunk goes to the file whenever one is full.
-void CompressBand(png_structp png, PngFastMemory& memory, std::size_t size, bool isLast)
-{
-    isal_zstream& stream = memory.stream;
-    stream.next_in = memory.band.data();
-    stream.avail_in = static_cast<std::uint32_t>(size);
-    stream.end_of_stream = isLast ? 1 : 0;
-    for (;;) {
-        if (isal_deflate(&stream) != COMP_OK) {
-            png_error(png, "compression failed");
-        }
-        if (stream.avail_out != 0) {
-            break;
-        }
-        WriteChunk(png, memory);
-    }
-    if (isLast) {
-        WriteChunk(png, memory);
+    for (int i = 0; i < 4; ++i) {
+        bytes[i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
     }
 }
 
-/// Filters a piece of a row and brings its samples into PNG's order.
-///
-/// @param above  the same piece of the row above; null in the first row
-void FilterPiece(const std::uint8_t* row, const std::uint8_t* above, std::size_t size, std::size_t pixelBytes,
-                 std::uint8_t* filtered)
+template <typename Change>
+void ChangePixels(std::uint8_t* pixels, std::size_t size, Change change)
 {
-    if (above) {
-        for (std::size_t i = 0; i < size; ++i) {
-            filtered[i] = static_cast<std::uint8_t>(row[i] - above[i]);
-        }
-    } else {
-        std::memcpy(filtered, row, size);
-    }
-    if (pixelBytes == 4) {
-        for (std::size_t i = 0; i < size; i += 4) {
-            std::uint32_t pixel = 0;
-            std::memcpy(&pixel, filtered + i, sizeof(pixel));
-            pixel = SwapFirstAndThirdByte(pixel);
-            std::memcpy(filtered + i, &pixel, sizeof(pixel));
-        }
+    for (std::size_t i = 0; i < size; i += 4) {
+        std::uint32_t pixel = 0;
+        std::memcpy(&pixel, pixels + i, sizeof(pixel));
+        pixel = change(pixel);
+        std::memcpy(pixels + i, &pixel, sizeof(pixel));
     }
 }
 
-} // namespace
-
-void DeletePngFastMemory::operator()(PngFastMemory* memory) const
+class Encoder
 {
-    delete memory;
-}
+public:
+    Encoder(std::FILE* file, PngFastMemory& memory) : m_file(file), m_memory(memory)
+    {
+        // The compressor does not clear its tables of matches: what they held would decide between equally
+        // good files.
+        std::memset(&m_stream, 0, sizeof(m_stream));
+        m_memory.level.fill(0);
+        isal_deflate_init(&m_stream);
+        m_stream.level = 1;
+        m_stream.level_buf = m_memory.level.data();
+        m_stream.level_buf_size = static_cast<std::uint32_t>(m_memory.level.size());
+        m_stream.gzip_flag = IGZIP_ZLIB;
+        BeginChunk();
+    }
 
-PngFastMemoryPtr AllocatePngFastMemory()
-{
-    // Cleared, since the compressor looks up matches in tables that it does not clear itself: what memory
-    // held before would decide between equally good files.
-    return PngFastMemoryPtr(new (std::nothrow) PngFastMemory());
-}
-
-void WritePngFastImage(png_structp png, PngFastMemory& memory, const PngImage& image)
-{
-    BeginStream(memory);
-    std::size_t used = 0;
-    for (std::size_t y = 0; y < image.height; ++y) {
-        const std::uint8_t* const row = image.pixels + y * image.rowBytes;
-        const std::uint8_t* const above = y > 0 ? row - image.rowBytes : nullptr;
-        if (used == BandBytes) {
-            CompressBand(png, memory, used, false);
-            used = 0;
+    /// @return false when the file takes no more
+    bool Write(const PngImage& image)
+    {
+        for (std::size_t y = 0; y < image.height; ++y) {
+            if (!PutRow(image.rows[y], y > 0 ? image.rows[y - 1] : nullptr, image)) {
+                return false;
+            }
         }
-        memory.band[used++] = above ? PNG_FILTER_VALUE_UP : PNG_FILTER_VALUE_NONE;
+        return CompressBand(true) && WriteChunk("IEND", 0);
+    }
 
+private:
+    /// Filters a row into the band, which is compressed whenever it is full.
+    ///
+    /// @param above  null in the first row
+    bool PutRow(const std::uint8_t* row, const std::uint8_t* above, const PngImage& image)
+    {
+        if (m_used == PngFastMemory::BandBytes && !CompressBand(false)) {
+            return false;
+        }
+        m_memory.band[m_used++] = above ? PNG_FILTER_VALUE_UP : PNG_FILTER_VALUE_NONE;
+
+        const std::size_t unit = image.samples == PngSamples::AsStored ? 1 : 4; // bytes that stay together
         for (std::size_t x = 0; x < image.rowBytes;) {
-            const std::size_t room = (BandBytes - used) / image.pixelBytes * image.pixelBytes;
-            const std::size_t size = std::min(image.rowBytes - x, room);
+            const std::size_t size =
+                std::min(image.rowBytes - x, (PngFastMemory::BandBytes - m_used) / unit * unit);
             if (size == 0) {
-                CompressBand(png, memory, used, false);
-                used = 0;
+                if (!CompressBand(false)) {
+                    return false;
+                }
                 continue;
             }
-            FilterPiece(row + x, above ? above + x : nullptr, size, image.pixelBytes, &memory.band[used]);
+            FilterPiece(row + x, above ? above + x : nullptr, size, image.samples);
             x += size;
-            used += size;
+        }
+        return true;
+    }
+
+    void FilterPiece(const std::uint8_t* row, const std::uint8_t* above, std::size_t size, PngSamples samples)
+    {
+        std::uint8_t* const filtered = &m_memory.band[m_used];
+        m_used += size;
+        if (above) {
+            for (std::size_t i = 0; i < size; ++i) {
+                filtered[i] = static_cast<std::uint8_t>(row[i] - above[i]);
+            }
+        } else {
+            std::memcpy(filtered, row, size);
+        }
+        // A second pass over what is in the nearest cache costs less than what a loop over bytes and pixels
+        // at once is compiled to.
+        if (samples == PngSamples::SwapBlue) {
+            ChangePixels(filtered, size, SwapFirstAndThirdByte);
+        } else if (samples == PngSamples::MakeOpaque && above) {
+            ChangePixels(filtered, size, [](std::uint32_t pixel) { return pixel & 0x00FFFFFFU; });
+        } else if (samples == PngSamples::MakeOpaque) {
+            ChangePixels(filtered, size, [](std::uint32_t pixel) { return pixel | 0xFF000000U; });
         }
     }
-    CompressBand(png, memory, used, true);
-    png_write_chunk(png, ChunkIEND.data(), nullptr, 0);
+
+    /// Compresses what is in the band; a chunk goes to the file whenever one is full.
+    bool CompressBand(bool isLast)
+    {
+        m_stream.next_in = m_memory.band.data();
+        m_stream.avail_in = static_cast<std::uint32_t>(m_used);
+        m_stream.end_of_stream = isLast ? 1 : 0;
+        m_used = 0;
+        for (;;) {
+            isal_deflate(&m_stream); // fails for wrong arguments alone
+            if (m_stream.avail_out != 0) {
+                return !isLast || WriteChunk("IDAT", PngFastMemory::ChunkBytes - m_stream.avail_out);
+            }
+            if (!WriteChunk("IDAT", PngFastMemory::ChunkBytes)) {
+                return false;
+            }
+            BeginChunk();
+        }
+    }
+
+    void BeginChunk()
+    {
+        m_stream.next_out = &m_memory.chunk[PngFastMemory::ChunkDataOffset];
+        m_stream.avail_out = static_cast<std::uint32_t>(PngFastMemory::ChunkBytes);
+    }
+
+    /// @param size  bytes of data, which are in the buffer behind the room for length and type
+    bool WriteChunk(const char (&type)[5], std::size_t size)
+    {
+        std::uint8_t* const chunk = m_memory.chunk.data();
+        PutBigEndian(static_cast<std::uint32_t>(size), chunk);
+        std::memcpy(chunk + PngFastMemory::ChunkTypeOffset, type,
+                    PngFastMemory::ChunkDataOffset - PngFastMemory::ChunkTypeOffset);
+        const std::uint32_t crc =
+            crc32_gzip_refl(0, chunk + PngFastMemory::ChunkTypeOffset,
+                            size + PngFastMemory::ChunkDataOffset - PngFastMemory::ChunkTypeOffset);
+        PutBigEndian(crc, chunk + PngFastMemory::ChunkDataOffset + size);
+        const std::size_t bytes = PngFastMemory::ChunkDataOffset + size + PngFastMemory::ChunkCrcSize;
+        return std::fwrite(chunk, 1, bytes, m_file) == bytes;
+    }
+
+    std::FILE* m_file;
+    PngFastMemory& m_memory;
+    isal_zstream& m_stream = m_memory.stream;
+    std::size_t m_used = 0; ///< bytes in the band
+};
+
+} // namespace
+
+bool WritePngFastImage(std::FILE* file, PngFastMemory& memory, const PngImage& image)
+{
+    return Encoder(file, memory).Write(image);
 }
 
 } // namespace Util

@@ -1,21 +1,17 @@
 #include "Util/ScreenshotWriter.h"
 
 #include "Util/Logging.h"
-#ifdef FRAMEGRAB_WITH_ISAL
 #include "Util/PngFastImage.h"
-#endif
-
-#include <png.h>
 
 #include <algorithm>
 #include <array>
-#include <csetjmp>
+#include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <new>
+#include <unistd.h>
 
 namespace Util {
-
-std::atomic<bool> ScreenshotWriter::s_pngFailed{false};
 
 namespace {
 
@@ -23,24 +19,6 @@ using FourCC = std::array<std::uint8_t, 4>;
 
 constexpr FourCC DDSFourCC{'D', 'D', 'S', ' '};
 constexpr FourCC DX10FourCC{'D', 'X', '1', '0'};
-
-/// A signal handler may touch atomics only while they are free of locks.
-static_assert(std::atomic<bool>::is_always_lock_free);
-
-/// The handler has seen a `SIGABRT` that is not in the log yet.
-std::atomic<bool> s_abortIsUnlogged{false};
-
-void LogPngFailure()
-{
-    UTIL_LOG(Core::Log::LevelError, "An internal libpng failure occured.");
-}
-
-void LogPendingAbort()
-{
-    if (s_abortIsUnlogged.exchange(false)) {
-        LogPngFailure();
-    }
-}
 
 /// A file header of little-endian fields, filled from its first byte on.
 template <std::size_t Size>
@@ -66,63 +44,33 @@ private:
     std::uint8_t* m_end = m_bytes.data();
 };
 
-// libpng leaves a function by longjmp when it meets a fatal error, into the frame that called setjmp. These
-// frames hold no object with a destructor, and nothing that libpng calls does either.
-
-struct PngHeader
+/// Opens a file for writing, never as descriptor 0 to 2: an application that has closed these may write its
+/// messages there all the same.
+int OpenForWriting(const std::string& path)
 {
-    std::uint32_t width;
-    std::uint32_t height;
-    bool rgba;
-    PNGEncoding encoding;
-};
-
-bool WritePngInfo(png_structp png, png_infop info, FILE* file, const PngHeader& header)
-{
-    if (setjmp(png_jmpbuf(png))) {
-        return false;
+    if (path.find('\0') != std::string::npos) {
+        errno = EINVAL; // what stands before it names another file
+        return -1;
     }
-    png_init_io(png, file);
-    png_set_compression_mem_level(png, 9);
-    png_set_bgr(png);
-    png_set_IHDR(png, info, header.width, header.height, 8,
-                 header.rgba ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
-                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    if (header.encoding == PNGFast) {
-        // What libpng itself can do for speed; it counts where ISA-L does not compress the image.
-        png_set_compression_level(png, 1);
-        png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_UP);
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (descriptor < 0 || descriptor > STDERR_FILENO) {
+        return descriptor;
     }
-    png_write_info(png, info);
-    return true;
-}
-
-#ifdef FRAMEGRAB_WITH_ISAL
-bool WritePngImageFast(png_structp png, PngFastMemory& memory, const PngImage& image)
-{
-    if (setjmp(png_jmpbuf(png))) {
-        return false;
-    }
-    WritePngFastImage(png, memory, image);
-    return true;
-}
-#endif
-
-bool WritePngImage(png_structp png, png_bytepp rows)
-{
-    if (setjmp(png_jmpbuf(png))) {
-        return false;
-    }
-    png_write_image(png, rows);
-    png_write_end(png, nullptr);
-    return true;
+    const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int error = errno;
+    close(descriptor);
+    errno = error;
+    return moved;
 }
 
 } // namespace
 
+ScreenshotWriter::ScreenshotWriter() = default;
+
 ScreenshotWriter::~ScreenshotWriter()
 {
-    if (m_pFile) {
+    // A forked child that exits is here, too, for what its parent has open and goes on writing.
+    if (m_pFile && m_owner == getpid()) {
         CloseFile();
     }
 }
@@ -145,29 +93,6 @@ std::uint32_t ScreenshotWriter::CreateBMPFile(const std::string& fileName, std::
     }
     if (status != StatusSuccess) {
         UTIL_LOG(Core::Log::LevelNote, "ScreenshotWriter::CreateBMPFile failed");
-    }
-    return status;
-}
-
-std::uint32_t ScreenshotWriter::CreatePNGFile(const std::string& fileName, std::uint32_t width,
-                                              std::uint32_t height, bool rgba)
-{
-    return CreatePNGFile(fileName, width, height, rgba, GetPNGEncoding());
-}
-
-std::uint32_t ScreenshotWriter::CreatePNGFile(const std::string& fileName, std::uint32_t width,
-                                              std::uint32_t height, bool rgba, PNGEncoding encoding)
-{
-    std::uint32_t status = OpenFile(fileName);
-    if (status == StatusSuccess) {
-        s_pngFailed = false;
-        status =
-            FinishHeader(WritePNGHeader(width, height, rgba, encoding), rgba ? FormatPNG : FormatPNGGray);
-    }
-    if (status == StatusSuccess) {
-        InstallAbortHandler();
-    } else {
-        UTIL_LOG(Core::Log::LevelNote, "ScreenshotWriter::CreatePNGFile failed");
     }
     return status;
 }
@@ -196,21 +121,10 @@ std::uint32_t ScreenshotWriter::WriteImageData(const std::uint8_t* data, std::si
     if (!data && size != 0) {
         return StatusFailure;
     }
-    if (m_fileFormat != FormatPNG && m_fileFormat != FormatPNGGray) {
-        return size == 0 || std::fwrite(data, 1, size, m_pFile) == size ? StatusSuccess : StatusFailure;
+    if (m_fileFormat == FormatPNG || m_fileFormat == FormatPNGGray) {
+        return GatherPNG(data, size);
     }
-
-    LogPendingAbort();
-    std::uint32_t status = StatusSuccess;
-    if (!m_pPng || !m_pPngImage) {
-        status = StatusNotOpen;
-    } else if (size > m_pngImageSize - m_pngImageUsed) {
-        status = StatusImageFull;
-    } else if (size != 0) {
-        std::memcpy(m_pPngImage + m_pngImageUsed, data, size);
-        m_pngImageUsed += size;
-    }
-    return s_pngFailed ? std::uint32_t{StatusFailure} : status;
+    return WriteBytes(data, size) ? StatusSuccess : StatusFailure;
 }
 
 std::uint32_t ScreenshotWriter::CloseFile()
@@ -221,19 +135,38 @@ std::uint32_t ScreenshotWriter::CloseFile()
     if (m_pPng || m_fileFormat == FormatPNG || m_fileFormat == FormatPNGGray) {
         FinalizePNG();
     }
+    const bool isCut = std::ferror(m_pFile) != 0;
     const int result = std::fclose(m_pFile);
+    if (result != 0 && !isCut) {
+        LogReason("written", errno);
+    }
     m_pFile = nullptr;
     m_fileFormat = FormatNone;
-    return result == 0 ? StatusSuccess : StatusFailure;
+    return result == 0 && !isCut ? StatusSuccess : StatusFailure;
 }
 
 std::uint32_t ScreenshotWriter::OpenFile(const std::string& fileName)
-{
+try {
     if (m_pFile) {
         CloseFile();
     }
-    m_pFile = std::fopen(fileName.c_str(), "wbe");
-    return m_pFile ? StatusSuccess : StatusFailure;
+    m_hasPNGFailed = false;
+    m_fileName = fileName;
+    const int descriptor = OpenForWriting(fileName);
+    m_pFile = descriptor >= 0 ? fdopen(descriptor, "wb") : nullptr;
+    if (!m_pFile) {
+        LogReason("created", errno);
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
+        return StatusFailure;
+    }
+    // What a call leaves in a buffer, a forked child would write again, and a full disk would tell too late.
+    std::setvbuf(m_pFile, nullptr, _IONBF, 0);
+    m_owner = getpid();
+    return StatusSuccess;
+} catch (const std::bad_alloc&) {
+    return StatusFailure; // no memory for the name
 }
 
 std::uint32_t ScreenshotWriter::WriteBMPHeader(std::uint32_t width, std::uint32_t height)
@@ -263,55 +196,6 @@ std::uint32_t ScreenshotWriter::WriteBMPHeader(std::uint32_t width, std::uint32_
 
     const std::uint32_t status = WriteImageData(file.Data(), FileHeaderSize);
     return status != StatusSuccess ? status : WriteImageData(info.Data(), InfoHeaderSize);
-}
-
-std::uint32_t ScreenshotWriter::WritePNGHeader(std::uint32_t width, std::uint32_t height, bool rgba)
-{
-    return WritePNGHeader(width, height, rgba, GetPNGEncoding());
-}
-
-std::uint32_t ScreenshotWriter::WritePNGHeader(std::uint32_t width, std::uint32_t height, bool rgba,
-                                               PNGEncoding encoding)
-{
-    if (!m_pFile) {
-        return StatusNotOpen;
-    }
-    if (m_pPng) {
-        return StatusFailure;
-    }
-
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png ? png_create_info_struct(png) : nullptr;
-    if (!info) {
-        png_destroy_write_struct(&png, nullptr);
-        return StatusFailure;
-    }
-    if (!WritePngInfo(png, info, m_pFile, {width, height, rgba, encoding})) {
-        LogPngFailure();
-        s_pngFailed = true;
-    }
-
-    // A refused header has no rows; one that libpng took has at least one, of at least one byte.
-    const std::size_t rowBytes = s_pngFailed ? 0 : png_get_rowbytes(png, info);
-    auto* const image = s_pngFailed ? nullptr : new (std::nothrow) std::uint8_t[rowBytes * height];
-    auto** const rows = image ? new (std::nothrow) std::uint8_t*[height] : nullptr;
-    if (!rows) {
-        delete[] image;
-        png_destroy_write_struct(&png, &info);
-        return StatusFailure;
-    }
-    for (std::size_t i = 0; i < height; ++i) {
-        rows[i] = image + i * rowBytes;
-    }
-
-    m_pPng = png;
-    m_pPngInfo = info;
-    m_pPngImage = image;
-    m_ppPngRows = rows;
-    m_pngImageSize = rowBytes * height;
-    m_pngImageUsed = 0;
-    m_pngEncoding = encoding;
-    return StatusSuccess;
 }
 
 std::uint32_t ScreenshotWriter::WriteDDSHeader(std::uint32_t width, std::uint32_t height, std::uint32_t depth,
@@ -353,51 +237,6 @@ std::uint32_t ScreenshotWriter::WriteDDSHeader(std::uint32_t width, std::uint32_
     return status != StatusSuccess ? status : WriteImageData(extension.Data(), ExtensionSize);
 }
 
-void ScreenshotWriter::FinalizePNG()
-{
-    if (m_pPng) {
-        if (m_pPngImage && m_ppPngRows) {
-            std::memset(m_pPngImage + m_pngImageUsed, 0, m_pngImageSize - m_pngImageUsed);
-            if (!EncodePNG()) {
-                LogPngFailure();
-                s_pngFailed = true;
-            }
-        }
-        png_destroy_write_struct(&m_pPng, &m_pPngInfo);
-    }
-    delete[] m_ppPngRows;
-    m_ppPngRows = nullptr;
-    delete[] m_pPngImage;
-    m_pPngImage = nullptr;
-
-    RestoreAbortHandler();
-    LogPendingAbort();
-}
-
-void ScreenshotWriter::LibPngSignalHandler(int signal)
-{
-    if (signal == SIGABRT) {
-        s_pngFailed = true;
-        s_abortIsUnlogged = true;
-    }
-}
-
-bool ScreenshotWriter::EncodePNG()
-{
-#ifdef FRAMEGRAB_WITH_ISAL
-    if (m_pngEncoding == PNGFast) {
-        const std::size_t height = png_get_image_height(m_pPng, m_pPngInfo);
-        const PngFastMemoryPtr memory = AllocatePngFastMemory();
-        return memory && WritePngImageFast(m_pPng, *memory,
-                                           {.pixels = m_pPngImage,
-                                            .rowBytes = m_pngImageSize / height,
-                                            .height = height,
-                                            .pixelBytes = png_get_channels(m_pPng, m_pPngInfo)});
-    }
-#endif
-    return WritePngImage(m_pPng, m_ppPngRows);
-}
-
 /// What every create operation does once its header has, or has not, been written.
 std::uint32_t ScreenshotWriter::FinishHeader(std::uint32_t status, ImageFormat format)
 {
@@ -408,31 +247,23 @@ std::uint32_t ScreenshotWriter::FinishHeader(std::uint32_t status, ImageFormat f
     return status;
 }
 
-void ScreenshotWriter::InstallAbortHandler()
+bool ScreenshotWriter::WriteBytes(const void* bytes, std::size_t size)
 {
-    struct sigaction action = {};
-    action.sa_handler = &LibPngSignalHandler;
-    action.sa_flags = SA_RESTART | SA_ONSTACK;
-    sigemptyset(&action.sa_mask);
-
-    struct sigaction previous = {};
-    if (sigaction(SIGABRT, &action, &previous) == 0) {
-        m_prevAbortAction = previous;
+    const bool isCut = std::ferror(m_pFile) != 0;
+    if (size == 0 || std::fwrite(bytes, 1, size, m_pFile) == size) {
+        return true;
     }
+    if (!isCut) {
+        LogReason("written", errno);
+    }
+    return false;
 }
 
-void ScreenshotWriter::RestoreAbortHandler()
+/// Why a file fails, beside the fixed texts, which hosts match.
+void ScreenshotWriter::LogReason(const char* cannotBe, int error)
 {
-    if (!m_prevAbortAction) {
-        return;
-    }
-    struct sigaction current = {};
-    const bool isOurs = sigaction(SIGABRT, nullptr, &current) == 0 && (current.sa_flags & SA_SIGINFO) == 0 &&
-                        current.sa_handler == &LibPngSignalHandler;
-    if (isOurs) {
-        sigaction(SIGABRT, &*m_prevAbortAction, nullptr);
-    }
-    m_prevAbortAction.reset();
+    UTIL_LOG(Core::Log::LevelError, "%s cannot be %s: %s", m_fileName.c_str(), cannotBe,
+             std::strerror(error));
 }
 
 } // namespace Util
