@@ -195,11 +195,42 @@ def test_keeps_alpha_or_makes_it_opaque(tmp_path, option, alpha):
 
 
 @pytest.mark.parametrize("option", ["", "-targets"])
-def test_threads_that_swap_at_the_same_time_share_the_count(tmp_path, option):
-    outcome = grab(tmp_path, f"-frames 1-300 {option}", "context threads:100")
+def test_threads_may_swap_at_the_same_time(tmp_path, option):
+    outcome = grab(tmp_path, f"-frames 1- {option}", "context threads:100")
     assert outcome.status == 0, outcome.errors
     found = Counter(("target" in name, *colors(tmp_path / name)) for name in pictures(tmp_path))
     assert found == {(kind, color): 100 for kind in {False, bool(option)} for color in (RED, GREEN, BLUE)}
+
+
+@cases("options, steps, status, files", {
+    "each with its own frames":
+        ("-frames 1-2", "clear:ff0000ff swap surface:2 clear:00ff00ff swap surface:1 clear:0000ffff swap", 0,
+         {"1": RED, "1-w2": GREEN, "2": BLUE}),
+    "one of them": ("-windows 2", "clear:ff0000ff swap surface:2 clear:00ff00ff swap", 0, {"1-w2": GREEN}),
+    "one that never comes": ("-windows 1,2", "clear:ff0000ff swap", 1, {"1": RED}),
+    "a new one with the handle of an old one":
+        ("", "clear:ff0000ff swap surface:2 destroy:1 surface:3 clear:00ff00ff swap", 0,
+         {"1": RED, "1-w2": GREEN}),
+    "until the last frame of the first":
+        ("-quit -frames 1-2",
+         "surface:2 clear:00ff00ff swap surface:1 clear:ff0000ff swap:2 surface:2 swap pause", 0,
+         {"1": GREEN, "1-w2": RED, "2-w2": RED, "2": GREEN}),
+    "until the last frame of all named":
+        ("-quit -windows 1,2", "clear:ff0000ff swap surface:2 clear:00ff00ff swap pause", 0,
+         {"1": RED, "1-w2": GREEN}),
+    "targets of the one that is current":
+        ("-targets -frames 2",
+         "clear:ff0000ff swap surface:2 swap bind:1 clear:ff0000ff bind:0 surface:1 bind:1 clear:00ff00ff bind:0 "
+         "surface:3 bind:1 clear:0000ffff bind:0 surface:1 swap", 0,
+         {"2-w2_target01_color0": RED, "2_target01_color0": GREEN, "2_target02_color0": BLUE, "2": RED}),
+})
+def test_windows(tmp_path, options, steps, status, files):
+    outcome = grab(tmp_path, options, f"context {steps}")
+    assert outcome.status == status, outcome.errors
+    found = {name: colors(tmp_path / name) for name in pictures(tmp_path)}
+    for name, color in files.items():
+        assert found.pop(f"frame00000{name}.png", None) == {color}, name
+    assert not found
 
 
 @cases("program", {
@@ -208,7 +239,7 @@ def test_threads_that_swap_at_the_same_time_share_the_count(tmp_path, option):
     "a fork of a process that has swapped": "context clear:ff0000ff swap fork context swap",
 })
 def test_processes_that_swap_write_files_of_their_own(tmp_path, program):
-    outcome = grab(tmp_path, "", program)
+    outcome = grab(tmp_path, "-windows 1", program)
     assert outcome.status == 0, outcome.errors
     assert pictures(tmp_path) == ["frame000001-p2.png", "frame000001.png"]
     assert colors(tmp_path / "frame000001.png") == {RED}

@@ -1,4 +1,5 @@
-// The library that captures: opened by the hooks when a process swaps for the first time.
+// The library that captures: opened by the hooks when a process makes a window surface or swaps for the first
+// time.
 
 #include "capture/Capturer.h"
 #include "shared/CaptureInterface.h"
@@ -23,7 +24,7 @@ struct Current
 
 std::atomic<Current*> s_current{nullptr}; ///< never destroyed: threads may swap while the process ends
 
-/// @return null before the first swap
+/// @return null before the first call that makes one
 Capturer* FindCapturer()
 {
     Current* const current = s_current;
@@ -50,26 +51,46 @@ Capturer& MakeCapturer(const char* session)
 #define FRAMEGRAB_EXPORT extern "C" __attribute__((visibility("default")))
 
 // No exception may pass through the program's frames, which may not be C++.
+template <typename Call>
+static Framegrab::CaptureAnswer Answer(Call call) noexcept
+{
+    try {
+        return call();
+    } catch (...) {
+        return {};
+    }
+}
 
 FRAMEGRAB_EXPORT Framegrab::CaptureAnswer FramegrabBeforeSwap(const Framegrab::CaptureContext* context,
                                                               EGLDisplay display, EGLSurface surface) noexcept
 {
-    try {
-        return Framegrab::MakeCapturer(context->session).BeforeSwap(*context, display, surface);
-    } catch (...) {
-        return {};
-    }
+    return Answer(
+        [&] { return Framegrab::MakeCapturer(context->session).BeforeSwap(*context, display, surface); });
 }
 
 FRAMEGRAB_EXPORT Framegrab::CaptureAnswer
 FramegrabCaptureTargetIfLeft(const Framegrab::CaptureContext* context,
                              const Framegrab::TargetEvent* event) noexcept
 {
-    try {
-        return Framegrab::MakeCapturer(context->session).CaptureTargetIfLeft(*context, *event);
-    } catch (...) {
-        return {};
-    }
+    return Answer(
+        [&] { return Framegrab::MakeCapturer(context->session).CaptureTargetIfLeft(*context, *event); });
+}
+
+FRAMEGRAB_EXPORT Framegrab::CaptureAnswer
+FramegrabAfterWindowSurface(const Framegrab::CaptureContext* context, EGLDisplay display, EGLSurface surface,
+                            std::uintptr_t window) noexcept
+{
+    return Answer([&] {
+        return Framegrab::MakeCapturer(context->session).AfterWindowSurface(display, surface, window);
+    });
+}
+
+FRAMEGRAB_EXPORT Framegrab::CaptureAnswer
+FramegrabBeforeSurfaceIsDestroyed(const Framegrab::CaptureContext* context, EGLDisplay display,
+                                  EGLSurface surface) noexcept
+{
+    return Answer(
+        [&] { return Framegrab::MakeCapturer(context->session).BeforeSurfaceIsDestroyed(display, surface); });
 }
 
 FRAMEGRAB_EXPORT void FramegrabAfterSwap() noexcept

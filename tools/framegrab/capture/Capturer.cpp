@@ -7,6 +7,7 @@
 #include "capture/Targets.h"
 #include "capture/Thumbnail.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -51,6 +52,13 @@ private:
     std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
 };
 
+/// @return a frame as a message names it
+std::string Name(const CountedSurface& surface, std::uint64_t frame)
+{
+    return "frame " + std::to_string(frame) +
+           (surface.number > 1 ? " of window " + std::to_string(surface.number) : "");
+}
+
 } // namespace
 
 CaptureAnswer Capturer::BeforeSwap(const CaptureContext& context, EGLDisplay display, EGLSurface surface)
@@ -68,10 +76,11 @@ CaptureAnswer Capturer::CaptureSwap(const CaptureContext& context, EGLDisplay di
 {
     const std::scoped_lock lock(m_mutex);
     ConnectOnce();
-    const bool areTargetsWhole = m_areTargetsWhole;
-    CountSwap();
+    CountedSurface& counted = m_surfaces.OfSwap(display, surface);
+    const bool areTargetsWhole = counted.areTargetsWhole;
+    CountSwap(counted);
     CaptureAnswer answer = Answer();
-    if (!IsConnected() || !IsWanted(m_frame)) {
+    if (!IsConnected() || !IsWanted(counted, counted.swaps)) {
         return answer;
     }
     const Settings& settings = m_connection->GetSettings();
@@ -82,13 +91,13 @@ CaptureAnswer Capturer::CaptureSwap(const CaptureContext& context, EGLDisplay di
         }
         bool isWhole = false;
         try {
-            isWhole = CaptureFrame(context, display, surface, answer.takenError) && areTargetsWhole;
+            isWhole = CaptureFrame(context, display, surface, counted, answer.takenError) && areTargetsWhole;
         } catch (const std::exception& error) {
             SayOnce(std::string("a frame was not captured: ") + error.what());
         }
-        TellFrameDone(m_frame, isWhole);
+        TellFrameDone(counted, isWhole);
     }
-    if (settings.frames.IsLast(m_frame)) {
+    if (IsLastFrame(counted)) {
         m_connection->Counters().isLastFrameDone = 1;
         answer.tellWhenShown = settings.quit;
     }
@@ -111,29 +120,82 @@ CaptureAnswer Capturer::CaptureTargetIfLeft(const CaptureContext& context, const
     if (!answer.areTargetsWanted || !IsConnected()) {
         return answer;
     }
+    const Driver& driver = DriverOf(context);
+    const Driver::Calls calls(driver);
+    if (!driver.HasCurrentContext() || driver.CurrentVersion() == 0 || !IsTargetBound()) {
+        return answer;
+    }
+    CountedSurface& surface = m_surfaces.OfTarget(EGL::GetCurrentDisplay(), EGL::GetCurrentSurface(EGL_DRAW));
+    if (!AreTargetsWanted(surface)) {
+        return answer;
+    }
     try {
-        const Driver& driver = DriverOf(context);
-        const Driver::Calls calls(driver);
-        if (!driver.HasCurrentContext() || driver.CurrentVersion() == 0 || !IsTargetBound()) {
-            return answer;
-        }
         answer.isTargetLeft = IsDoneWithTarget(driver, event);
         const FrameInProgress progress(m_connection->Counters());
         if (answer.isTargetLeft && !progress.IsTooLate()) {
-            m_areTargetsWhole = CaptureTarget(driver, m_frame + 1, answer.takenError) && m_areTargetsWhole;
+            surface.areTargetsWhole =
+                CaptureTarget(driver, surface, answer.takenError) && surface.areTargetsWhole;
         }
     } catch (const std::exception& error) {
-        m_areTargetsWhole = false;
+        surface.areTargetsWhole = false;
         SayOnce(std::string("a framebuffer object was not captured: ") + error.what());
     }
     m_connection->TellLog();
     return answer;
 }
 
+CaptureAnswer Capturer::AfterWindowSurface(EGLDisplay display, EGLSurface surface, std::uintptr_t window)
+{
+    const std::scoped_lock lock(m_mutex);
+    m_surfaces.AfterWindowSurface(display, surface, window);
+    ++m_events;
+    return Answer();
+}
+
+CaptureAnswer Capturer::BeforeSurfaceIsDestroyed(EGLDisplay display, EGLSurface surface)
+{
+    const std::scoped_lock lock(m_mutex);
+    m_surfaces.BeforeDestruction(display, surface);
+    return Answer();
+}
+
 /// What is known before anything is captured.
 CaptureAnswer Capturer::Answer() const
 {
-    return {.swaps = m_frame, .areTargetsWanted = m_connection && IsWanted(m_frame + 1)};
+    const bool areTargetsWanted = m_connection && m_surfaces.Any([&](const CountedSurface& surface) {
+        return AreTargetsWanted(surface);
+    });
+    return {.events = m_events, .areTargetsWanted = areTargetsWanted || !m_hasTriedToConnect};
+}
+
+/// @param surface  without a number it may become any
+bool Capturer::IsWanted(const CountedSurface& surface, std::uint64_t frame) const
+{
+    const Settings& settings = m_connection->GetSettings();
+    const std::vector<std::uint32_t>& windows = settings.windows;
+    return settings.frames.Contains(frame) &&
+           (windows.empty() || surface.number == 0 ||
+            std::find(windows.begin(), windows.end(), surface.number) != windows.end());
+}
+
+/// Of the frame that is being drawn.
+bool Capturer::AreTargetsWanted(const CountedSurface& surface) const
+{
+    return IsWanted(surface, surface.swaps + 1);
+}
+
+/// Whether a frame asked for, which was just dealt with, is the one that the user waits for.
+bool Capturer::IsLastFrame(const CountedSurface& surface) const
+{
+    const Settings& settings = m_connection->GetSettings();
+    if (!settings.frames.IsLast(surface.swaps)) {
+        return false;
+    }
+    return settings.windows.empty()
+               ? surface.number == 1
+               : std::all_of(settings.windows.begin(), settings.windows.end(), [&](std::uint32_t window) {
+                     return m_surfaces.Swaps(window) >= settings.frames.Last();
+                 });
 }
 
 void Capturer::ConnectOnce()
@@ -153,15 +215,16 @@ bool Capturer::IsConnected()
     return m_connection != nullptr;
 }
 
-void Capturer::CountSwap()
+void Capturer::CountSwap(CountedSurface& surface)
 {
-    ++m_frame;
-    m_target = 0;
-    m_areTargetsWhole = true;
+    ++m_events;
+    ++surface.swaps;
+    surface.targets = 0;
+    surface.areTargetsWhole = true;
     if (m_connection) {
         std::atomic<std::uint64_t>& most = m_connection->Counters().swaps;
         std::uint64_t known = most;
-        while (known < m_frame && !most.compare_exchange_weak(known, m_frame)) {
+        while (known < surface.swaps && !most.compare_exchange_weak(known, surface.swaps)) {
         }
     }
 }
@@ -177,7 +240,7 @@ const Driver& Capturer::DriverOf(const CaptureContext& context)
 }
 
 bool Capturer::CaptureFrame(const CaptureContext& context, EGLDisplay display, EGLSurface surface,
-                            GLenum& takenError)
+                            const CountedSurface& counted, GLenum& takenError)
 {
     const Driver& driver = DriverOf(context);
     const Driver::Calls calls(driver);
@@ -185,18 +248,18 @@ bool Capturer::CaptureFrame(const CaptureContext& context, EGLDisplay display, E
         SayOnce(reason);
         return false;
     }
-    const Stopwatch stopwatch("frame " + std::to_string(m_frame));
+    const Stopwatch stopwatch(Name(counted, counted.swaps));
     const KeptErrors errors(takenError);
     const SurfaceBinding binding;
     TellDriverOnce(driver);
     bool isWhole = true;
     for (const Buffer buffer : m_connection->GetSettings().buffers) {
-        isWhole = CaptureBuffer(buffer) && isWhole;
+        isWhole = CaptureBuffer(counted, buffer) && isWhole;
     }
     return isWhole;
 }
 
-bool Capturer::CaptureBuffer(Buffer buffer)
+bool Capturer::CaptureBuffer(const CountedSurface& surface, Buffer buffer)
 {
     const BufferKind& kind = KindOf(buffer);
     const std::string format = SurfaceFormat(kind);
@@ -204,7 +267,7 @@ bool Capturer::CaptureBuffer(Buffer buffer)
         SayOnce(std::string("the surface has no ") + kind.name + " buffer");
         return true;
     }
-    Picture picture = NewPicture(m_frame);
+    Picture picture = NewPicture(surface, surface.swaps);
     picture.buffer = buffer;
     picture.format = decltype(picture.format)(format);
     picture.samples = static_cast<std::uint32_t>(Util::GetInteger(GL_SAMPLES));
@@ -212,15 +275,16 @@ bool Capturer::CaptureBuffer(Buffer buffer)
                           [&](Util::ImageSink& sink) { return Util::ReadScreenshot(sink, "", kind.mask); });
 }
 
-bool Capturer::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& takenError)
+bool Capturer::CaptureTarget(const Driver& driver, CountedSurface& surface, GLenum& takenError)
 {
     if (driver.CurrentVersion() < 31) {
         SayOnce("framebuffer objects are captured in contexts of OpenGL ES 3.1 and later only");
         return false;
     }
     // Counted whether or not it has what was asked for: its number is the same whatever that is.
-    const std::uint32_t target = ++m_target;
-    const Stopwatch stopwatch("frame " + std::to_string(frame) + ", target " + std::to_string(target));
+    const std::uint32_t target = ++surface.targets;
+    const std::uint64_t frame = surface.swaps + 1;
+    const Stopwatch stopwatch(Name(surface, frame) + ", target " + std::to_string(target));
     const KeptErrors errors(takenError);
     const TargetRead read;
     TellDriverOnce(driver);
@@ -228,7 +292,7 @@ bool Capturer::CaptureTarget(const Driver& driver, std::uint64_t frame, GLenum& 
     bool isWhole = true;
     for (const TargetAttachment& attachment :
          FindTargetAttachments(m_connection->GetSettings().buffers, leftOut)) {
-        Picture picture = NewPicture(frame);
+        Picture picture = NewPicture(surface, frame);
         picture.target = target;
         picture.buffer = attachment.buffer;
         picture.attachment = attachment.number;
@@ -286,7 +350,7 @@ bool Capturer::ReadPicture(Picture picture, Read read)
     return false;
 }
 
-Picture Capturer::NewPicture(std::uint64_t frame)
+Picture Capturer::NewPicture(const CountedSurface& surface, std::uint64_t frame)
 {
     if (m_number == 0) {
         m_number = ++m_connection->Counters().capturingProcesses;
@@ -294,22 +358,23 @@ Picture Capturer::NewPicture(std::uint64_t frame)
     Picture picture;
     picture.frame = frame;
     picture.process = m_number;
+    picture.surface = std::max(surface.number, 1U); // drawn before the first swap: of the first surface
     return picture;
 }
 
 void Capturer::TellDriverOnce(const Driver& driver)
 {
     if (!std::exchange(m_isDriverTold, true)) {
-        m_connection->Tell(EntryKind::Driver, NewPicture(0), driver.Description());
+        m_connection->Tell(EntryKind::Driver, NewPicture({}, 0), driver.Description());
     }
 }
 
-void Capturer::TellFrameDone(std::uint64_t frame, bool isWhole)
+void Capturer::TellFrameDone(const CountedSurface& surface, bool isWhole)
 {
     SharedCounters& counters = m_connection->Counters();
     // A frame that was cut short by the end of the program is none that anybody waits for.
     if (isWhole || counters.isOver == 0) {
-        Picture done = NewPicture(frame);
+        Picture done = NewPicture(surface, surface.swaps);
         done.status = isWhole ? 0 : 1;
         ++counters.framesRead;
         m_connection->Tell(EntryKind::FrameDone, done);

@@ -25,29 +25,34 @@ CountedSurface& SurfaceCounts::OfSwap(EGLDisplay display, EGLSurface surface)
         counted = std::make_shared<CountedSurface>();
     }
     if (counted->number == 0) {
-        if (m_count == 0) {
-            *counted = *m_first;
-            m_first = counted;
+        if (m_numbered.empty()) {
+            *counted = m_firstToCome;
         }
-        counted->number = ++m_count;
+        m_numbered.push_back(counted);
+        counted->number = static_cast<std::uint32_t>(m_numbered.size());
     }
     return *counted;
 }
 
 CountedSurface& SurfaceCounts::OfTarget(EGLDisplay display, EGLSurface surface)
 {
-    const auto known = m_byHandle.find({display, surface});
-    if (known == m_byHandle.end() || m_count == 0) {
-        return *m_first;
+    if (m_numbered.empty()) {
+        return m_firstToCome;
     }
-    // A window that was not swapped yet is about to be.
-    return OfSwap(display, surface);
+    // One that is known without a number is of a window, and about to be swapped for the first time.
+    return m_byHandle.contains({display, surface}) ? OfSwap(display, surface) : *m_numbered.front();
+}
+
+std::uint64_t SurfaceCounts::Swaps(std::uint32_t number) const
+{
+    return number <= m_numbered.size() ? m_numbered[number - 1]->swaps : 0;
 }
 
 bool SurfaceCounts::Any(const std::function<bool(const CountedSurface&)>& holds) const
 {
-    return holds(*m_first) || std::any_of(m_byHandle.begin(), m_byHandle.end(),
-                                          [&](const auto& known) { return holds(*known.second); });
+    return holds(m_numbered.empty() ? m_firstToCome : *m_numbered.front()) ||
+           std::any_of(m_byHandle.begin(), m_byHandle.end(),
+                       [&](const auto& known) { return holds(*known.second); });
 }
 
 } // namespace Framegrab

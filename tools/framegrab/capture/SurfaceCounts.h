@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <utility>
+#include <vector>
 
 namespace Framegrab {
 
@@ -39,6 +40,9 @@ public:
     /// @param surface  the current one, or `EGL_NO_SURFACE`
     CountedSurface& OfTarget(EGLDisplay display, EGLSurface surface);
 
+    /// @return swaps of the surface of a number; 0 when there is none yet
+    [[nodiscard]] std::uint64_t Swaps(std::uint32_t number) const;
+
     /// @return whether there is a surface of which this holds, be it one that has not been swapped yet
     [[nodiscard]] bool Any(const std::function<bool(const CountedSurface&)>& holds) const;
 
@@ -46,9 +50,9 @@ private:
     using Handle = std::pair<EGLDisplay, EGLSurface>;
     using Window = std::pair<EGLDisplay, std::uintptr_t>;
 
-    std::uint32_t m_count = 0;                                                    ///< of numbers given
-    std::shared_ptr<CountedSurface> m_first = std::make_shared<CountedSurface>(); ///< it may be to come
-    std::map<Handle, std::shared_ptr<CountedSurface>> m_byHandle;                 ///< of those not destroyed
+    std::vector<std::shared_ptr<CountedSurface>> m_numbered; ///< the first has the number 1
+    CountedSurface m_firstToCome; ///< stands for the first surface as long as none has a number
+    std::map<Handle, std::shared_ptr<CountedSurface>> m_byHandle; ///< of those not destroyed
     std::map<Window, std::shared_ptr<CountedSurface>> m_byWindow;
 };
 

@@ -24,8 +24,8 @@ namespace Framegrab {
 
 namespace {
 
-/// The latest answer to whether the targets of the frame that is being drawn are asked for: twice the swaps
-/// made before it, and 1 more if they are not. They may be before the capture library has been asked.
+/// The latest answer to whether targets are asked for: twice the events before it, and 1 more if they are not.
+/// They may be before the capture library has been asked.
 std::atomic<std::uint64_t> s_latestAnswer{0};
 
 bool AreTargetsWanted()
@@ -181,7 +181,7 @@ void CaptureTargetBeforeSwap() noexcept
 
 void LearnWhetherTargetsAreWanted(const CaptureAnswer& answer) noexcept
 {
-    const std::uint64_t told = 2 * answer.swaps + (answer.areTargetsWanted ? 0 : 1);
+    const std::uint64_t told = 2 * answer.events + (answer.areTargetsWanted ? 0 : 1);
     std::uint64_t latest = s_latestAnswer;
     while (latest < told && !s_latestAnswer.compare_exchange_weak(latest, told)) {
     }

@@ -117,6 +117,24 @@ bool ReadNumber(std::string_view text, std::uint32_t least, std::uint32_t larges
     return status == std::errc{} && stop == end && number >= least && number <= largest;
 }
 
+bool ReadWindows(const std::string& value, Options& options, std::string& error)
+{
+    constexpr std::uint32_t Largest = 999;
+    std::vector<std::uint32_t>& windows = options.settings.windows;
+    windows.clear();
+    for (std::size_t start = 0; start <= value.size();) {
+        const std::size_t end = std::min(value.find(',', start), value.size());
+        const std::string_view word = std::string_view(value).substr(start, end - start);
+        start = end + 1;
+        if (!ReadNumber(word, 1, Largest, windows.emplace_back())) {
+            error = "\"" + std::string(word) + "\" is not the number of a window, from 1 to " +
+                    std::to_string(Largest);
+            return false;
+        }
+    }
+    return true;
+}
+
 bool ReadThumbnail(const std::string& value, Options& options, std::string& error)
 {
     constexpr std::uint32_t Largest = 16384;
@@ -217,6 +235,13 @@ constexpr std::array Table{
               .help = "frames to capture, e.g. 1,60,100-110; the first swap shows frame 1. 60-: every frame "
                       "from the 60th on; 60-/10, 60-100/10: every tenth (default: 1)",
               .read = &ReadFrames},
+    OptionRow{.name = "windows",
+              .value = "LIST",
+              .help =
+                  "which windows to capture, e.g. 1,3: each has its own frames, and its number by when it "
+                  "first showed one; the last frame has come when all of these have shown it (default: "
+                  "all, and when the first has)",
+              .read = &ReadWindows},
     OptionRow{.name = "buffers",
               .value = "LIST",
               .help = "what to capture of each: color, depth, stencil (default: color)",

@@ -27,9 +27,9 @@ void Report::Take(const Record& record)
     case RecordKind::FrameDone:
         ++m_framesDoneCount;
         m_framesDone.Add(record.file.picture.frame);
-        if (record.file.picture.status == 0 &&
-            !m_cutFrames.contains({record.file.picture.process, record.file.picture.frame})) {
+        if (record.file.picture.status == 0 && !m_cutFrames.contains(FrameName(record.file.picture))) {
             m_framesWhole.Add(record.file.picture.frame);
+            m_framesWholeOf[record.file.picture.surface].Add(record.file.picture.frame);
         }
         break;
     case RecordKind::Driver:
@@ -48,12 +48,14 @@ void Report::TakeFile(const Record& record)
 {
     const Picture& picture = record.file.picture;
     if (picture.status != 0) {
+        const std::string window =
+            picture.surface == 1 ? "" : " of window " + std::to_string(picture.surface);
         const std::string target = picture.target == 0 ? "" : ", target " + std::to_string(picture.target);
-        Say("frame " + std::to_string(picture.frame) + target + ": the " +
+        Say("frame " + std::to_string(picture.frame) + window + target + ": the " +
             (picture.isThumbnail ? "thumbnail of the " : "") + BufferName(picture) +
             " buffer was not captured whole (status " + std::to_string(picture.status) + ")" +
             (record.error.empty() ? "" : ": " + record.error));
-        m_cutFrames.emplace(picture.process, picture.frame);
+        m_cutFrames.insert(FrameName(picture));
         m_manifest.Add(record.file);
         return;
     }
@@ -96,7 +98,10 @@ FrameList Report::Finish(const std::string& program, const SharedCounters& count
 
     FrameList due = m_settings.frames.Closed();
     due.Add(m_framesDone);
-    const FrameList missing = due.Without(m_framesWhole.Without(broken));
+    FrameList missing = due.Without(m_framesWhole.Without(broken));
+    for (const std::uint32_t window : m_settings.windows) {
+        missing.Add(m_settings.frames.Closed().Without(m_framesWholeOf[window]));
+    }
     if (m_framesDone.IsEmpty()) {
         SayWhyNothingCame(program, counters.swaps);
     }
@@ -117,7 +122,9 @@ void Report::SayWhyNothingCame(const std::string& program, std::uint64_t swaps) 
     } else if (!m_hasSwapped && swaps == 0) {
         Say(program + " ended before it showed a frame through EGL");
     } else if (swaps >= m_settings.frames.First()) {
-        Say(program + " ended before it was done with a frame asked for");
+        Say(program + " ended before " +
+            (m_settings.windows.empty() ? "it was done with" : "a window asked for had shown") +
+            " a frame asked for");
     } else if (swaps > 0) {
         Say(program + " ended before frame " + std::to_string(m_settings.frames.First()) +
             ", the first asked for; it showed " + Count(swaps, "frame"));

@@ -7,6 +7,7 @@
 #include "shared/Settings.h"
 
 #include <cstdint>
+#include <map>
 #include <set>
 #include <string>
 #include <sys/types.h>
@@ -56,11 +57,11 @@ private:
     std::vector<PictureFile> m_files; ///< in the order in which they were written
     std::uint64_t m_bytes = 0;        ///< of all files
     FrameList m_framesDone;
-    FrameList m_framesWhole; ///< in at least one process
-    std::set<std::pair<std::uint32_t, std::uint64_t>>
-        m_cutFrames;                     ///< process and frame: a picture is missing
-    std::uint64_t m_framesDoneCount = 0; ///< of all processes
-    bool m_hasSwapped = false;           ///< a process that could not be captured
+    FrameList m_framesWhole;                            ///< in at least one process, of at least one window
+    std::map<std::uint32_t, FrameList> m_framesWholeOf; ///< the same, of each window
+    std::set<std::string> m_cutFrames;                  ///< by `FrameName`: a picture is missing
+    std::uint64_t m_framesDoneCount = 0;                ///< of all processes
+    bool m_hasSwapped = false;                          ///< a process that could not be captured
     bool m_areHooksLoaded = false;
 };
 

@@ -28,10 +28,10 @@ struct CaptureAnswer
     /// An error that the program has not asked for yet, and that GL will not tell again.
     GLenum takenError = GL_NO_ERROR;
 
-    /// Swaps of the process until now: of two threads' answers, the one with more is the later one.
-    std::uint64_t swaps = 0;
+    /// Swaps and new surfaces until now: of two threads' answers, the one with more is the later one.
+    std::uint64_t events = 0;
 
-    /// Whether targets of the frame that is being drawn are asked for. If not, none is until the next swap.
+    /// Whether targets are asked for of any frame that is being drawn. If not, none is until the next event.
     bool areTargetsWanted = true;
 
     /// Of a swap: whether `AfterSwapFunction` is to be called when the frame is shown.

@@ -25,11 +25,12 @@ public:
         bytes.insert(bytes.end(), text.begin(), text.end());
     }
 
-    void operator()(const std::vector<Buffer>& buffers)
+    template <typename Element>
+    void operator()(const std::vector<Element>& elements)
     {
-        (*this)(buffers.size());
-        for (const Buffer buffer : buffers) {
-            (*this)(buffer);
+        (*this)(elements.size());
+        for (const Element element : elements) {
+            (*this)(element);
         }
     }
 
@@ -63,17 +64,23 @@ public:
         }
     }
 
-    void operator()(std::vector<Buffer>& buffers)
+    template <typename Element>
+    void operator()(std::vector<Element>& elements)
     {
         std::size_t size = 0;
         (*this)(size);
         if (Has(size)) {
-            buffers.resize(size);
-            for (Buffer& buffer : buffers) {
-                (*this)(buffer);
-                isWhole = isWhole && IsSound(buffer);
+            elements.resize(size);
+            for (Element& element : elements) {
+                (*this)(element);
             }
         }
+    }
+
+    void operator()(Buffer& buffer)
+    {
+        operator()<Buffer>(buffer);
+        isWhole = isWhole && IsSound(buffer);
     }
 
     bool Has(std::size_t size)

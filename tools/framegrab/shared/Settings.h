@@ -15,8 +15,9 @@ namespace Framegrab {
 struct Settings
 {
     FrameList frames;
-    std::vector<Buffer> buffers;      ///< in the order in which to take them
-    std::uint32_t thumbnailWidth = 0; ///< of the box that thumbnails fit, in pixels; 0: none are wanted
+    std::vector<std::uint32_t> windows; ///< numbers of the surfaces to capture; none: all
+    std::vector<Buffer> buffers;        ///< in the order in which to take them
+    std::uint32_t thumbnailWidth = 0;   ///< of the box that thumbnails fit, in pixels; 0: none are wanted
     std::uint32_t thumbnailHeight = 0;
     bool thumbnailOnly = false; ///< without the full-size pictures
     bool quit = false;          ///< the program is ended after the last frame
@@ -28,6 +29,7 @@ struct Settings
     static void VisitAll(Self& settings, Visitor&& visit)
     {
         visit(settings.frames);
+        visit(settings.windows);
         visit(settings.buffers);
         visit(settings.thumbnailWidth);
         visit(settings.thumbnailHeight);
