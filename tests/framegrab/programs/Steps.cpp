@@ -7,6 +7,8 @@
 //
 //     context           makes a context of OpenGL ES 3 current, with an off-screen surface of its own; context:es2
 //                       one of OpenGL ES 2, context:gl one of desktop GL
+//     size:N            makes the surfaces that are made from now on N pixels wide and high
+//     target-size:N     the same for framebuffer objects
 //     surface:N         makes the context's surface of this number current, a new one if there is none; the first
 //                       is 1
 //     destroy:N         destroys that surface
@@ -27,7 +29,8 @@
 //     delete            deletes it
 //     pack:N, error     sets GL_PACK_ROW_LENGTH; raises GL_INVALID_ENUM
 //     print-bindings    prints state of GL that a capture might change
-//     print:TEXT, print-answer, read, pause, chdir:DIR, close-files, fork, signal:N, exit:N
+//     forbid-files      lets the system kill the process when it opens a file or a socket
+//     print:TEXT, print-answer, read, pause, chdir:DIR, chroot:DIR, user:N, close-files, fork, signal:N, exit:N
 //                       what the C library's functions do; the child of a fork goes on with the steps that follow,
 //                       and so does the parent when the child has ended
 
@@ -40,13 +43,18 @@
 #include <GLES2/gl2ext.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -64,8 +72,9 @@ int Answer()
 
 namespace {
 
-constexpr int Width = 16;
-constexpr int Height = 8;
+int s_width = 16;
+int s_height = 8;
+GLint s_targetSize = 4;
 
 PFNEGLSWAPBUFFERSPROC s_swapBuffers = &eglSwapBuffers;
 PFNEGLSWAPBUFFERSWITHDAMAGEKHRPROC s_swapWithDamage = nullptr;
@@ -89,7 +98,7 @@ void MakeSurfaceCurrent(EGLContext context, const std::string& number)
 {
     EGLSurface& surface = t_surfaces[number];
     if (!surface) {
-        const EGLint size[]{EGL_WIDTH, Width, EGL_HEIGHT, Height, EGL_NONE};
+        const EGLint size[]{EGL_WIDTH, s_width, EGL_HEIGHT, s_height, EGL_NONE};
         surface = eglCreatePbufferSurface(s_display, t_config, size);
     }
     t_surface = surface;
@@ -207,8 +216,6 @@ void FindGL(const std::string& way)
 
 // -- Framebuffer objects ------------------------------------------------------------------------------------
 
-constexpr GLint TargetSize = 4;
-
 /// A framebuffer object and what was attached to it at first.
 struct Target
 {
@@ -225,7 +232,7 @@ GLuint MakeTexture(GLenum format)
     GLuint texture = 0;
     glGenTextures(1, &texture);
     glBindTexture(GL_TEXTURE_2D, texture);
-    glTexStorage2D(GL_TEXTURE_2D, 2, format, TargetSize, TargetSize);
+    glTexStorage2D(GL_TEXTURE_2D, 2, format, s_targetSize, s_targetSize);
     return texture;
 }
 
@@ -244,7 +251,7 @@ void BindTarget(const std::string& number)
         t_target.color = MakeTexture(GL_RGBA8);
         glGenRenderbuffers(1, &t_target.depthStencil);
         glBindRenderbuffer(GL_RENDERBUFFER, t_target.depthStencil);
-        glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, TargetSize, TargetSize);
+        glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, s_targetSize, s_targetSize);
         t_targets[number] = t_target;
     }
     s_bindFramebuffer(GL_FRAMEBUFFER, t_target.framebuffer);
@@ -300,7 +307,7 @@ void DrawTriangle(const std::string&)
     }
     glLinkProgram(program);
     glUseProgram(program);
-    glViewport(0, 0, TargetSize, TargetSize);
+    glViewport(0, 0, s_targetSize, s_targetSize);
     glDrawArrays(GL_TRIANGLES, 0, 3);
 }
 
@@ -355,6 +362,22 @@ void CancelThatSwaps(const std::string&)
     thread.join();
 }
 
+/// Seen in programs that draw what they do not trust.
+void ForbidFiles(const std::string&)
+{
+    std::vector<sock_filter> filter{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
+    for (const auto call :
+         {SYS_openat, SYS_socket, SYS_connect, SYS_memfd_create, SYS_fcntl, SYS_ftruncate}) {
+        filter.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(call), 0, 1));
+        filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS));
+    }
+    filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+    const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
+    Require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+                prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0,
+            "seccomp");
+}
+
 struct Step
 {
     const char* name;
@@ -363,6 +386,8 @@ struct Step
 
 const Step Steps[]{
     {"context", &MakeContext},
+    {"size", [](const std::string& side) { s_width = s_height = std::atoi(side.c_str()); }},
+    {"target-size", [](const std::string& side) { s_targetSize = std::atoi(side.c_str()); }},
     {"surface", &ChooseSurface},
     {"destroy", &DestroySurface},
     {"find", &FindSwap},
@@ -376,7 +401,7 @@ const Step Steps[]{
     {"delete", [](const std::string&) { glDeleteFramebuffers(1, &t_target.framebuffer); }},
     {"pack", [](const std::string& length) { glPixelStorei(GL_PACK_ROW_LENGTH, std::atoi(length.c_str())); }},
     {"error", [](const std::string&) { glEnable(GL_NONE); }},
-    {"quadrants", [](const std::string&) { TestSupport::DrawQuadrants(Width, Height); }},
+    {"quadrants", [](const std::string&) { TestSupport::DrawQuadrants(s_width, s_height); }},
     {"swap", &Swap},
     {"threads", &SwapInThreads},
     {"cancel", &CancelThatSwaps},
@@ -391,6 +416,12 @@ const Step Steps[]{
          }
      }},
     {"chdir", [](const std::string& path) { Require(chdir(path.c_str()) == 0, "chdir"); }},
+    {"chroot", [](const std::string& path) { Require(chroot(path.c_str()) == 0, "chroot"); }},
+    {"user",
+     [](const std::string& id) {
+         Require(setuid(static_cast<uid_t>(std::atoi(id.c_str()))) == 0, "setuid");
+     }},
+    {"forbid-files", &ForbidFiles},
     {"read", [](const std::string&) { std::getchar(); }},
     {"pause", [](const std::string&) { pause(); }},
     {"signal", [](const std::string& number) { raise(std::atoi(number.c_str())); }},
