@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <mutex>
 #include <unistd.h>
 
 namespace Framegrab {
@@ -22,17 +21,12 @@ WrittenPicture WritePicture(const FileSettings& settings, const Picture& picture
     using std::chrono::nanoseconds;
     using Clock = std::chrono::steady_clock;
 
-    static std::mutex s_png; // one PNG file is open in a process at a time
     const ImageKind& kind = ImageKinds[settings.imageKind];
     const std::string stem = FileStem(picture);
     WrittenPicture written{.file = {.picture = picture, .name = stem + "." + kind.name, .image = {}},
                            .error = {}};
     const std::string path = settings.folder + "/" + written.file.name;
 
-    std::unique_lock lock(s_png, std::defer_lock);
-    if (kind.format == Util::ScreenshotWriter::FormatPNG) {
-        lock.lock();
-    }
     const Clock::time_point start = Clock::now();
     Util::GLScreenshotHandler handler(kind.format);
     errno = 0;
