@@ -203,7 +203,8 @@ bool SessionMemory::IsFramegrabAlive()
 {
     const int result = pthread_mutex_trylock(&m_alive);
     if (result == EOWNERDEAD) {
-        pthread_mutex_consistent(&m_alive); // a mutex that is not repaired seems to be held to who tries twice
+        pthread_mutex_consistent(
+            &m_alive); // a mutex that is not repaired seems to be held to who tries twice
     }
     if (result == 0 || result == EOWNERDEAD) {
         pthread_mutex_unlock(&m_alive);
