@@ -11,7 +11,6 @@
 
 #include <array>
 #include <map>
-#include <ostream>
 #include <vector>
 
 namespace {
@@ -20,15 +19,6 @@ using namespace TestSupport;
 
 // Above the largest enumerant that any table holds.
 constexpr unsigned int Enumerants = 0x10000;
-
-struct Hex
-{
-    unsigned int value;
-    friend std::ostream& operator<<(std::ostream& stream, Hex hex)
-    {
-        return stream << "0x" << std::hex << hex.value << std::dec;
-    }
-};
 
 std::vector<unsigned int> SizedFormats()
 {
@@ -41,41 +31,20 @@ std::vector<unsigned int> SizedFormats()
     return formats;
 }
 
-bool IsCompressed(unsigned int internalFormat)
+/// Makes a 4 x 4 texture and binds it.
+void MakeTexture(unsigned int internalFormat, unsigned int format, unsigned int type)
 {
-    return Util::GetFormatFromInternalFormat(internalFormat) == internalFormat &&
-           internalFormat != GL_STENCIL_INDEX8;
+    NewTexture(GL_TEXTURE_2D);
+    glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(internalFormat), 4, 4, 0, format, type, nullptr);
 }
 
-/// A 4 x 4 texture, bound to GL_TEXTURE_2D.
-class Texture
+/// What GL says of level 0 of the texture bound.
+unsigned int Ask(GLenum parameter)
 {
-public:
-    Texture(unsigned int internalFormat, unsigned int format, unsigned int type)
-    {
-        glGenTextures(1, &m_name);
-        glBindTexture(GL_TEXTURE_2D, m_name);
-        glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(internalFormat), 4, 4, 0, format, type, nullptr);
-    }
-    explicit Texture(unsigned int internalFormat)
-        : Texture(internalFormat, Util::GetFormatFromInternalFormat(internalFormat),
-                  Util::GetTypeFromInternalFormat(internalFormat))
-    {}
-    Texture(const Texture&) = delete;
-    Texture& operator=(const Texture&) = delete;
-    ~Texture() { glDeleteTextures(1, &m_name); }
-
-    /// What GL says of level 0.
-    [[nodiscard]] static unsigned int Ask(GLenum parameter)
-    {
-        GLint value = -1;
-        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, parameter, &value);
-        return static_cast<unsigned int>(value);
-    }
-
-private:
-    GLuint m_name = 0;
-};
+    GLint value = -1;
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, parameter, &value);
+    return static_cast<unsigned int>(value);
+}
 
 // What no driver can be asked about.
 TEST(GLUtils, FormatsWithoutATransferFormatOfTheirOwn)
@@ -84,29 +53,13 @@ TEST(GLUtils, FormatsWithoutATransferFormatOfTheirOwn)
                                       0x87EEU,    // GL_ATC_RGBA_INTERPOLATED_ALPHA_AMD
                                       0x93B0U,    // GL_COMPRESSED_RGBA_ASTC_4x4_KHR
                                       0x93DDU}) { // GL_COMPRESSED_SRGB8_ALPHA8_ASTC_12x12_KHR
-        EXPECT_EQ(Util::GetFormatFromInternalFormat(itself), itself) << Hex{itself};
-        EXPECT_EQ(Util::GetTypeFromInternalFormat(itself), GL_UNSIGNED_BYTE) << Hex{itself};
+        EXPECT_EQ(Util::GetFormatFromInternalFormat(itself), itself) << itself;
+        EXPECT_EQ(Util::GetTypeFromInternalFormat(itself), GL_UNSIGNED_BYTE) << itself;
     }
     for (const unsigned int none : {unsigned{GL_R16_EXT}, unsigned{GL_RGBA}, 0xFFFFFFFFU}) {
-        EXPECT_EQ(Util::GetFormatFromInternalFormat(none), 0U) << Hex{none};
-        EXPECT_EQ(Util::GetTypeFromInternalFormat(none), 0U) << Hex{none};
+        EXPECT_EQ(Util::GetFormatFromInternalFormat(none), 0U) << none;
+        EXPECT_EQ(Util::GetTypeFromInternalFormat(none), 0U) << none;
     }
-}
-
-TEST(GLUtils, TheDriverTakesEveryTransferFormat)
-{
-    const GLContext context;
-    int taken = 0;
-    for (const unsigned int internalFormat : SizedFormats()) {
-        if (IsCompressed(internalFormat) || internalFormat == GL_STENCIL_INDEX8) {
-            continue;
-        }
-        const Texture texture(internalFormat);
-        EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR}) << Hex{internalFormat};
-        EXPECT_EQ(Texture::Ask(GL_TEXTURE_INTERNAL_FORMAT), internalFormat) << Hex{internalFormat};
-        ++taken;
-    }
-    EXPECT_EQ(taken, 54);
 }
 
 TEST(GLUtils, PixelSizes)
@@ -135,11 +88,11 @@ TEST(GLUtils, ADepthStencilTextureHasTheBitsAskedFor)
                 continue;
             }
             known.emplace_back(depthBits, stencilBits);
-            const Texture texture(internalFormat, format, type);
+            MakeTexture(internalFormat, format, type);
             EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR}) << depthBits << ", " << stencilBits;
-            EXPECT_EQ(Texture::Ask(GL_TEXTURE_DEPTH_SIZE), static_cast<unsigned int>(depthBits));
-            EXPECT_EQ(Texture::Ask(GL_TEXTURE_STENCIL_SIZE), static_cast<unsigned int>(stencilBits));
-            EXPECT_EQ(Texture::Ask(GL_TEXTURE_DEPTH_TYPE) == GL_FLOAT, depthBits == 32);
+            EXPECT_EQ(Ask(GL_TEXTURE_DEPTH_SIZE), static_cast<unsigned int>(depthBits));
+            EXPECT_EQ(Ask(GL_TEXTURE_STENCIL_SIZE), static_cast<unsigned int>(stencilBits));
+            EXPECT_EQ(Ask(GL_TEXTURE_DEPTH_TYPE) == GL_FLOAT, depthBits == 32);
         }
     }
     using Pair = std::pair<int, int>;
@@ -192,39 +145,43 @@ TEST(GLUtils, InternalFormatFromComponentsOfNoTexture)
     }
 }
 
-// The driver tells the components of a texture of each format; the format follows from them, but for those
-// whose components look alike, and so does how its pixels are read.
-TEST(GLUtils, FormatsFromTheDriversComponents)
+// The driver takes every transfer format and tells the components of the texture; the format follows from
+// them, but for those whose components look alike, and so does how its pixels are read.
+TEST(GLUtils, FormatsOfTheDriversTextures)
 {
     const std::map<unsigned int, unsigned int> lookAlikes{
         {GL_R8, GL_R8_SNORM}, {GL_RG8, GL_RG8_SNORM}, {GL_RGB8, GL_SRGB8}, {GL_RGBA8, GL_SRGB8_ALPHA8}};
     const GLContext context;
+    int taken = 0;
     for (const unsigned int internalFormat : SizedFormats()) {
-        if (IsCompressed(internalFormat) || internalFormat == GL_STENCIL_INDEX8) {
-            continue;
+        SCOPED_TRACE(internalFormat);
+        const unsigned int transfer = Util::GetFormatFromInternalFormat(internalFormat);
+        if (transfer == internalFormat) {
+            continue; // compressed, or stencil alone
         }
-        const Texture texture(internalFormat);
-        if (Texture::Ask(GL_TEXTURE_RED_SIZE) == 0) {
+        MakeTexture(internalFormat, transfer, Util::GetTypeFromInternalFormat(internalFormat));
+        EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR});
+        EXPECT_EQ(Ask(GL_TEXTURE_INTERNAL_FORMAT), internalFormat);
+        ++taken;
+        if (Ask(GL_TEXTURE_RED_SIZE) == 0) {
             continue;
         }
         const auto lookAlike = lookAlikes.find(internalFormat);
         EXPECT_EQ(Util::GetInternalFormatFromRGBAComponentInfo(
-                      Texture::Ask(GL_TEXTURE_RED_SIZE), Texture::Ask(GL_TEXTURE_GREEN_SIZE),
-                      Texture::Ask(GL_TEXTURE_BLUE_SIZE), Texture::Ask(GL_TEXTURE_ALPHA_SIZE),
-                      Texture::Ask(GL_TEXTURE_RED_TYPE), Texture::Ask(GL_TEXTURE_GREEN_TYPE),
-                      Texture::Ask(GL_TEXTURE_BLUE_TYPE), Texture::Ask(GL_TEXTURE_ALPHA_TYPE)),
-                  lookAlike == lookAlikes.end() ? internalFormat : lookAlike->second)
-            << Hex{internalFormat};
-        const unsigned int component = Texture::Ask(GL_TEXTURE_RED_TYPE);
+                      Ask(GL_TEXTURE_RED_SIZE), Ask(GL_TEXTURE_GREEN_SIZE), Ask(GL_TEXTURE_BLUE_SIZE),
+                      Ask(GL_TEXTURE_ALPHA_SIZE), Ask(GL_TEXTURE_RED_TYPE), Ask(GL_TEXTURE_GREEN_TYPE),
+                      Ask(GL_TEXTURE_BLUE_TYPE), Ask(GL_TEXTURE_ALPHA_TYPE)),
+                  lookAlike == lookAlikes.end() ? internalFormat : lookAlike->second);
+        const unsigned int component = Ask(GL_TEXTURE_RED_TYPE);
         const bool isInteger = component == GL_INT || component == GL_UNSIGNED_INT;
         unsigned int format = 0;
         unsigned int type = 0;
         Util::GetReadPixelFormatType(internalFormat, &format, nullptr);
         Util::GetReadPixelFormatType(internalFormat, nullptr, &type);
-        EXPECT_EQ(format, isInteger ? GL_RGBA_INTEGER : GL_RGBA) << Hex{internalFormat};
-        EXPECT_EQ(type, isInteger || component == GL_FLOAT ? component : GL_UNSIGNED_BYTE)
-            << Hex{internalFormat};
+        EXPECT_EQ(format, isInteger ? GL_RGBA_INTEGER : GL_RGBA);
+        EXPECT_EQ(type, isInteger || component == GL_FLOAT ? component : GL_UNSIGNED_BYTE);
     }
+    EXPECT_EQ(taken, 54);
 }
 
 TEST(GLUtils, InternalFormatFromTransferFormat)
@@ -240,7 +197,7 @@ TEST(GLUtils, InternalFormatFromTransferFormat)
         {GL_RED, GL_UNSIGNED_BYTE, 0},
     };
     for (const auto& [format, type, internalFormat] : cases) {
-        EXPECT_EQ(Util::GetInternalFormat(format, type), internalFormat) << Hex{format} << ' ' << Hex{type};
+        EXPECT_EQ(Util::GetInternalFormat(format, type), internalFormat) << format << ' ' << type;
     }
     // Where both directions know a format, they agree, but for these.
     const std::map<unsigned int, unsigned int> others{
@@ -251,7 +208,7 @@ TEST(GLUtils, InternalFormatFromTransferFormat)
                                                           Util::GetTypeFromInternalFormat(internalFormat));
         const auto other = others.find(internalFormat);
         if (back != 0) {
-            EXPECT_EQ(back, other == others.end() ? internalFormat : other->second) << Hex{internalFormat};
+            EXPECT_EQ(back, other == others.end() ? internalFormat : other->second) << internalFormat;
             ++agreed;
         }
     }
@@ -261,31 +218,29 @@ TEST(GLUtils, InternalFormatFromTransferFormat)
 TEST(GLUtils, BoundBuffers)
 {
     const GLContext context;
-    std::vector<GLenum> targets{
-        GL_ARRAY_BUFFER,
-        GL_ELEMENT_ARRAY_BUFFER,
-        GL_PIXEL_PACK_BUFFER,
-        GL_PIXEL_UNPACK_BUFFER,
-        GL_UNIFORM_BUFFER,
-        GL_COPY_READ_BUFFER,
-        GL_COPY_WRITE_BUFFER,
-        GL_TRANSFORM_FEEDBACK_BUFFER,
-        GL_DRAW_INDIRECT_BUFFER,
-        GL_SHADER_STORAGE_BUFFER,
-        GL_DISPATCH_INDIRECT_BUFFER,
-        GL_ATOMIC_COUNTER_BUFFER,
-    };
+    std::vector<GLenum> targets{GL_ARRAY_BUFFER,
+                                GL_ELEMENT_ARRAY_BUFFER,
+                                GL_PIXEL_PACK_BUFFER,
+                                GL_PIXEL_UNPACK_BUFFER,
+                                GL_UNIFORM_BUFFER,
+                                GL_COPY_READ_BUFFER,
+                                GL_COPY_WRITE_BUFFER,
+                                GL_TRANSFORM_FEEDBACK_BUFFER,
+                                GL_DRAW_INDIRECT_BUFFER,
+                                GL_SHADER_STORAGE_BUFFER,
+                                GL_DISPATCH_INDIRECT_BUFFER,
+                                GL_ATOMIC_COUNTER_BUFFER};
     if (HasExtension("GL_EXT_texture_buffer")) {
         targets.push_back(GL_TEXTURE_BUFFER);
     }
     std::vector<GLuint> buffers(targets.size());
     glGenBuffers(static_cast<GLsizei>(buffers.size()), buffers.data());
     for (std::size_t i = 0; i < buffers.size(); ++i) {
-        EXPECT_EQ(Util::GetBindBuffer(targets[i]), 0U) << Hex{targets[i]};
+        EXPECT_EQ(Util::GetBindBuffer(targets[i]), 0U) << targets[i];
         glBindBuffer(targets[i], buffers[i]);
     }
     for (std::size_t i = 0; i < buffers.size(); ++i) {
-        EXPECT_EQ(Util::GetBindBuffer(targets[i]), buffers[i]) << Hex{targets[i]};
+        EXPECT_EQ(Util::GetBindBuffer(targets[i]), buffers[i]) << targets[i];
     }
     EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR});
     const CallCounter calls;
