@@ -165,7 +165,7 @@ TEST_F(SourcesTest, AttachmentsOfEveryKindFormatAndSize)
         const auto& [name, width, height, attach] = row.source;
         SCOPED_TRACE(name + ", format " + std::to_string(row.format) + ", " + std::to_string(width) + " x " +
                      std::to_string(height));
-        NewFramebuffer();
+        const GLuint framebuffer = NewFramebuffer();
         attach(row.Point());
         if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
             continue; // not every format is renderable in every target
@@ -190,6 +190,7 @@ TEST_F(SourcesTest, AttachmentsOfEveryKindFormatAndSize)
             });
             ExpectPictures(kind, width, height, expected, divisors);
         }
+        glDeleteFramebuffers(1, &framebuffer);
         ++shown;
     }
     EXPECT_GT(shown, 50);

@@ -28,11 +28,12 @@ GLuint NewTexture(GLenum target)
     return texture;
 }
 
-void NewFramebuffer()
+GLuint NewFramebuffer()
 {
     GLuint framebuffer = 0;
     glGenFramebuffers(1, &framebuffer);
     glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+    return framebuffer;
 }
 
 Source Texture2D(GLenum format, int level, Extent size)

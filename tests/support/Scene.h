@@ -34,7 +34,7 @@ bool HasExtension(std::string_view name);
 GLuint NewTexture(GLenum target);
 
 /// Makes a framebuffer object and binds it for drawing and reading.
-void NewFramebuffer();
+GLuint NewFramebuffer();
 
 Source Texture2D(GLenum format, int level, Extent size = {});
 Source CubeFace(GLenum format);
