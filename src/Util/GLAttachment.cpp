@@ -20,12 +20,13 @@ struct TextureTarget
 constexpr TextureTarget CubeMap{GL_TEXTURE_CUBE_MAP, GL_TEXTURE_BINDING_CUBE_MAP, false};
 
 /// In the order of the trials.
-constexpr std::array<TextureTarget, 5> Candidates{{
+constexpr std::array<TextureTarget, 6> Candidates{{
     {GL_TEXTURE_2D, GL_TEXTURE_BINDING_2D, false},
     {GL_TEXTURE_2D_MULTISAMPLE, GL_TEXTURE_BINDING_2D_MULTISAMPLE, true},
     {GL_TEXTURE_3D, GL_TEXTURE_BINDING_3D, false},
     {GL_TEXTURE_2D_ARRAY, GL_TEXTURE_BINDING_2D_ARRAY, false},
     {GL_TEXTURE_2D_MULTISAMPLE_ARRAY, GL_TEXTURE_BINDING_2D_MULTISAMPLE_ARRAY, true},
+    {GL_TEXTURE_CUBE_MAP_ARRAY, GL_TEXTURE_BINDING_CUBE_MAP_ARRAY, false},
 }};
 
 /// A value of an image: its query for a level of a texture, its query for a renderbuffer, its place. A query
@@ -63,14 +64,13 @@ void Forget(Attachment& attachment)
 /// @param image  target of the queries: `target` itself, or a face of the cube map
 void QueryTexture(Attachment& attachment, const TextureTarget& target, GLenum image)
 {
-    const GLint saved = GetInteger(target.binding);
+    const SavedTexture saved(target.target, target.binding);
     GL::BindTexture(target.target, static_cast<GLuint>(attachment.objectName));
     for (const ImageQuery& query : ImageQueries) {
         if (query.texture != GL_TEXTURE_SAMPLES || target.isMultisample) {
             GL::GetTexLevelParameteriv(image, attachment.level, query.texture, &(attachment.*query.value));
         }
     }
-    GL::BindTexture(target.target, static_cast<GLuint>(saved));
     attachment.target = image;
 }
 
@@ -150,14 +150,13 @@ void DescribeRenderbuffer(Attachment& attachment)
     if (!GL::IsRenderbuffer(static_cast<GLuint>(attachment.objectName))) {
         return;
     }
-    const GLint saved = GetInteger(GL_RENDERBUFFER_BINDING);
+    const SavedRenderbuffer saved;
     GL::BindRenderbuffer(GL_RENDERBUFFER, static_cast<GLuint>(attachment.objectName));
     for (const ImageQuery& query : ImageQueries) {
         if (query.renderbuffer != 0) {
             GL::GetRenderbufferParameteriv(GL_RENDERBUFFER, query.renderbuffer, &(attachment.*query.value));
         }
     }
-    GL::BindRenderbuffer(GL_RENDERBUFFER, static_cast<GLuint>(saved));
 }
 
 } // namespace
@@ -180,16 +179,27 @@ Attachment DescribeAttachment(GLenum point, Views views)
     return attachment;
 }
 
-Size QuerySurfaceSize()
+std::string ColorSuffix(GLenum point)
 {
-    Size size{};
+    return "_color" + std::to_string(static_cast<int>(point - GL_COLOR_ATTACHMENT0));
+}
+
+Attachment DescribeSurface()
+{
+    Attachment surface;
     const EGLDisplay display = EGL::GetCurrentDisplay();
-    const EGLSurface surface = EGL::GetCurrentSurface(EGL_DRAW);
-    if (surface != EGL_NO_SURFACE) {
-        EGL::QuerySurface(display, surface, EGL_WIDTH, &size.width);
-        EGL::QuerySurface(display, surface, EGL_HEIGHT, &size.height);
+    const EGLSurface current = EGL::GetCurrentSurface(EGL_DRAW);
+    if (current != EGL_NO_SURFACE) {
+        EGL::QuerySurface(display, current, EGL_WIDTH, &surface.width);
+        EGL::QuerySurface(display, current, EGL_HEIGHT, &surface.height);
     }
-    return size;
+    surface.redSize = GetInteger(GL_RED_BITS);
+    surface.greenSize = GetInteger(GL_GREEN_BITS);
+    surface.blueSize = GetInteger(GL_BLUE_BITS);
+    surface.alphaSize = GetInteger(GL_ALPHA_BITS);
+    surface.depthSize = GetInteger(GL_DEPTH_BITS);
+    surface.stencilSize = GetInteger(GL_STENCIL_BITS);
+    return surface;
 }
 
 bool CanDescribeAttachments()

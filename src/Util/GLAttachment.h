@@ -1,7 +1,8 @@
 #pragma once
 
-#include "Util/GLCopy.h"
 #include "Util/GLDispatch.h"
+
+#include <string>
 
 namespace Util {
 
@@ -57,13 +58,19 @@ enum class Views
 /// @param point  e.g. `GL_COLOR_ATTACHMENT0`
 Attachment DescribeAttachment(GLenum point, Views views);
 
-/// Size of the surface current for drawing; 0 x 0 where there is none.
-Size QuerySurfaceSize();
+/// @param point  `GL_COLOR_ATTACHMENT0` + i
+/// @return what its picture adds to the name of its file
+std::string ColorSuffix(GLenum point);
+
+/// Describes the window surface: the size of the surface current for drawing, 0 x 0 where there is none, and
+/// the bits of the framebuffer bound for drawing, which must be 0. To ask for these without a surface may be
+/// an error.
+Attachment DescribeSurface();
 
 /// @return whether the host has what `DescribeAttachment` calls
 bool CanDescribeAttachments();
 
-/// @return whether the host has what `QuerySurfaceSize` calls
+/// @return whether the host has what `DescribeSurface` calls
 bool CanQuerySurface();
 
 } // namespace Util

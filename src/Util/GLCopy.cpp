@@ -8,14 +8,23 @@ namespace Util {
 namespace {
 
 /// Clears the colour of the framebuffer bound for drawing, whatever the application's masks are.
-void ClearColor()
+void ClearColor(const ImageLayout& layout)
 {
-    std::array<GLboolean, 4> mask{};
-    GL::GetBooleanv(GL_COLOR_WRITEMASK, mask.data());
-    GL::ColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
     constexpr std::array<GLfloat, 4> TransparentBlack{};
-    GL::ClearBufferfv(GL_COLOR, 0, TransparentBlack.data());
-    GL::ColorMask(mask[0], mask[1], mask[2], mask[3]);
+    constexpr std::array<GLint, 4> Zero{};
+    constexpr std::array<GLuint, 4> UnsignedZero{};
+    const SavedColorMask saved;
+    GL::ColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+    unsigned int format = 0;
+    unsigned int type = 0;
+    GetReadPixelFormatType(layout.internalFormat, &format, &type);
+    if (format != GL_RGBA_INTEGER) {
+        GL::ClearBufferfv(GL_COLOR, 0, TransparentBlack.data());
+    } else if (type == GL_INT && HasEntryPoints(GL::ClearBufferiv)) {
+        GL::ClearBufferiv(GL_COLOR, 0, Zero.data());
+    } else if (type == GL_UNSIGNED_INT && HasEntryPoints(GL::ClearBufferuiv)) {
+        GL::ClearBufferuiv(GL_COLOR, 0, UnsignedZero.data());
+    }
 }
 
 } // namespace
@@ -64,25 +73,9 @@ void DefineTexture(GLuint texture, const ImageLayout& layout, Size size)
 }
 
 SavedBindings::SavedBindings()
-    : m_drawFramebuffer(GetInteger(GL_FRAMEBUFFER_BINDING)),
-      m_readFramebuffer(GetInteger(GL_READ_FRAMEBUFFER_BINDING)),
-      m_texture(GetInteger(GL_TEXTURE_BINDING_2D)),
-      m_activeTexture(GetInteger(GL_ACTIVE_TEXTURE, GL_TEXTURE0)),
-      m_packBuffer(GetInteger(GL_PIXEL_PACK_BUFFER_BINDING)),
-      m_unpackBuffer(GetInteger(GL_PIXEL_UNPACK_BUFFER_BINDING))
 {
     GL::BindBuffer(GL_PIXEL_PACK_BUFFER, 0U);
     GL::BindBuffer(GL_PIXEL_UNPACK_BUFFER, 0U);
-}
-
-SavedBindings::~SavedBindings()
-{
-    GL::BindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(m_readFramebuffer));
-    GL::BindFramebuffer(GL_DRAW_FRAMEBUFFER, static_cast<GLuint>(m_drawFramebuffer));
-    GL::BindTexture(GL_TEXTURE_2D, static_cast<GLuint>(m_texture));
-    GL::ActiveTexture(static_cast<GLenum>(m_activeTexture));
-    GL::BindBuffer(GL_PIXEL_PACK_BUFFER, static_cast<GLuint>(m_packBuffer));
-    GL::BindBuffer(GL_PIXEL_UNPACK_BUFFER, static_cast<GLuint>(m_unpackBuffer));
 }
 
 ColorTarget::~ColorTarget()
@@ -104,11 +97,11 @@ GLenum ColorTarget::CopyFrom(GLuint framebuffer, GLenum readBuffer, Size sourceS
     const SelectedReadBuffer selected(readBuffer);
     const EncodedSrgb encoded;
     const DisabledCapabilities<3> neutral({GL_SCISSOR_TEST, GL_STENCIL_TEST, GL_RASTERIZER_DISCARD});
-    ClearColor();
-    GL::GetError(); // whatever was pending says nothing about the copy
+    ClearColor(layout);
+    TakeError(); // whatever was pending says nothing about the copy
     GL::BlitFramebuffer(0, 0, sourceSize.width, sourceSize.height, 0, 0, size.width, size.height,
                         GL_COLOR_BUFFER_BIT, filter);
-    return GL::GetError();
+    return TakeError();
 }
 
 bool CanCopyColor()

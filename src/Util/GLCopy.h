@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Util/GLDispatch.h"
+#include "Util/GLState.h"
 
 #include <array>
 
@@ -17,7 +18,7 @@ struct ImageLayout
 {
     GLenum internalFormat;
     GLenum format;
-    GLenum type; ///< `GL_NONE`: the internal format alone says it, as `glTexStorage2D` takes it
+    GLenum type; ///< `GL_NONE`: neither it nor the format is known; `glTexStorage2D` needs none
 };
 
 /// @param internalFormat  sized
@@ -39,19 +40,16 @@ class SavedBindings
 {
 public:
     SavedBindings();
-    SavedBindings(const SavedBindings&) = delete;
-    SavedBindings& operator=(const SavedBindings&) = delete;
-    ~SavedBindings();
 
-    [[nodiscard]] GLuint DrawFramebuffer() const { return static_cast<GLuint>(m_drawFramebuffer); }
+    [[nodiscard]] GLuint DrawFramebuffer() const { return m_drawFramebuffer.Value(); }
 
 private:
-    GLint m_drawFramebuffer;
-    GLint m_readFramebuffer;
-    GLint m_texture;
-    GLint m_activeTexture;
-    GLint m_packBuffer;
-    GLint m_unpackBuffer;
+    SavedUnpackBuffer m_unpackBuffer;
+    SavedPackBuffer m_packBuffer;
+    SavedTextureUnit m_textureUnit;
+    SavedTexture m_texture{GL_TEXTURE_2D, GL_TEXTURE_BINDING_2D};
+    SavedDrawFramebuffer m_drawFramebuffer;
+    SavedReadFramebuffer m_readFramebuffer;
 };
 
 /// A colour texture as the only attachment of a framebuffer object, both the library's own.

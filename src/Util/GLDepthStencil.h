@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Util/GLAttachment.h"
 #include "Util/GLCopy.h"
 
 #include <cstdint>
@@ -13,6 +14,24 @@ enum class Component
     Stencil
 };
 
+/// @return e.g. `GL_DEPTH_ATTACHMENT`
+constexpr GLenum AttachmentPoint(Component component)
+{
+    return component == Component::Stencil ? GL_STENCIL_ATTACHMENT : GL_DEPTH_ATTACHMENT;
+}
+
+/// What a depth or stencil picture adds to the name of its file.
+constexpr const char* FileSuffix(Component component)
+{
+    return component == Component::Stencil ? "_stencil" : "_depth";
+}
+
+/// Layout of a texture that a depth or stencil buffer can be copied into.
+///
+/// @param image  of the buffer: its internal format where that is sized, otherwise its bits decide
+/// @return one that no texture can have, where there is none for these bits
+ImageLayout CopyLayoutOf(Component component, const Attachment& image);
+
 /// Turns depth or stencil of the framebuffer bound for drawing into grey pixels. All state is as before when
 /// it returns; GL errors that were pending are consumed.
 ///
@@ -23,10 +42,11 @@ enum class Component
 /// @param outputSize  to which it is scaled, with nearest filtering
 /// @param copy        layout of a texture that can take the buffer
 /// @param pixels      room for the output, `GL_RGBA` / `GL_UNSIGNED_BYTE`, bottom row first
-void ReadDepthStencil(Component component, Size sourceSize, Size outputSize, const ImageLayout& copy,
+/// @return whether the pixels show the buffer
+bool ReadDepthStencil(Component component, Size sourceSize, Size outputSize, const ImageLayout& copy,
                       std::uint8_t* pixels);
 
-/// @return whether the host has what `ReadDepthStencil` calls
+/// @return whether the host has what it calls
 bool CanReadDepthStencil();
 
 } // namespace Util

@@ -70,6 +70,7 @@
     entry(171, DeleteVertexArrays, PFNGLDELETEVERTEXARRAYSPROC)                                   \
     entry(172, GenVertexArrays, PFNGLGENVERTEXARRAYSPROC)                                         \
     entry(198, ClearBufferiv, PFNGLCLEARBUFFERIVPROC)                                             \
+    entry(199, ClearBufferuiv, PFNGLCLEARBUFFERUIVPROC)                                           \
     entry(200, ClearBufferfv, PFNGLCLEARBUFFERFVPROC)                                             \
     entry(224, BindSampler, PFNGLBINDSAMPLERPROC)                                                 \
     entry(236, PauseTransformFeedback, PFNGLPAUSETRANSFORMFEEDBACKPROC)                           \

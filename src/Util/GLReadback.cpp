@@ -1,5 +1,6 @@
 #include "Util/GLReadback.h"
 
+#include "Util/BufferWalk.h"
 #include "Util/GLAttachment.h"
 #include "Util/GLCopy.h"
 #include "Util/GLDepthStencil.h"
@@ -62,53 +63,21 @@ std::uint32_t ReadMultisampledColorBuffer(ImageSink& sink, const std::string& fi
                            source.internalFormat);
 }
 
+std::uint32_t ReadComponent(Component component, ImageSink& sink, const std::string& fileName,
+                            const Attachment& image)
+{
+    return ReadDepthStencilBuffer(
+        sink, fileName, image.width, image.height, static_cast<std::uint32_t>(image.depthSize),
+        static_cast<std::uint32_t>(image.stencilSize), component == Component::Stencil);
+}
+
 } // namespace
 
 std::uint32_t ReadScreenshot(ImageSink& sink, const std::string& fileName, std::uint32_t bufferMask)
 {
-    if (!HasEntryPoints(GL::GetIntegerv, GL::BindFramebuffer)) {
-        return StatusFailure;
-    }
-    const GLint draw = GetInteger(GL_FRAMEBUFFER_BINDING);
-    const GLint read = GetInteger(GL_READ_FRAMEBUFFER_BINDING);
-    if (draw != read) {
-        GL::BindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(draw));
-    }
-
-    std::uint32_t status = StatusFailure; // until something has been captured
-    const auto isAsked = [bufferMask](GLbitfield bit) { return (bufferMask & bit) != 0; };
-    if (draw == 0) {
-        if (isAsked(GL_COLOR_BUFFER_BIT)) {
-            status = ReadBackBuffer(sink, fileName, GL_BACK);
-        }
-        if (isAsked(GL_DEPTH_BUFFER_BIT)) {
-            status = ReadBackBuffer(sink, fileName, GL_DEPTH);
-        }
-        if (isAsked(GL_STENCIL_BUFFER_BIT)) {
-            status = ReadBackBuffer(sink, fileName, GL_STENCIL);
-        }
-    } else {
-        if (isAsked(GL_COLOR_BUFFER_BIT)) {
-            const auto points = static_cast<GLuint>(GetInteger(GL_MAX_COLOR_ATTACHMENTS));
-            for (GLuint i = 0; i < points; ++i) {
-                status = ReadAttachment(sink, fileName, GL_COLOR_ATTACHMENT0 + i);
-                if (status != StatusSuccess) {
-                    break;
-                }
-            }
-        }
-        if (isAsked(GL_DEPTH_BUFFER_BIT)) {
-            status = ReadAttachment(sink, fileName, GL_DEPTH_ATTACHMENT);
-        }
-        if (isAsked(GL_STENCIL_BUFFER_BIT)) {
-            status = ReadAttachment(sink, fileName, GL_STENCIL_ATTACHMENT);
-        }
-    }
-
-    if (draw != read) {
-        GL::BindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(read));
-    }
-    return status;
+    return WalkBuffers(
+        bufferMask, [&](GLenum buffer) { return ReadBackBuffer(sink, fileName, buffer); },
+        [&](GLenum point) { return ReadAttachment(sink, fileName, point); });
 }
 
 std::uint32_t ReadBackBuffer(ImageSink& sink, const std::string& fileName, std::uint32_t buffer)
@@ -117,27 +86,23 @@ try {
     if (!CanQuerySurface() || !(isColor ? CanReadColor() : CanReadDepthStencil())) {
         return StatusFailure;
     }
-    const Size size = QuerySurfaceSize();
-    if (size.width < 1 || size.height < 1) {
+    const QuietErrors quiet;
+    const Attachment surface = DescribeSurface();
+    if (surface.width < 1 || surface.height < 1) {
         return StatusFailure; // without a surface, queries of its buffers are errors
     }
-    const QuietErrors quiet;
     if (isColor) {
-        return ReadColorBuffer(sink, fileName, GL_BACK, size.width, size.height, BackBufferFormat());
+        return ReadColorBuffer(sink, fileName, GL_BACK, surface.width, surface.height, BackBufferFormat());
     }
-    const bool isStencil = buffer == GL_STENCIL;
-    const auto depthBits = static_cast<std::uint32_t>(GetInteger(GL_DEPTH_BITS));
-    const auto stencilBits = static_cast<std::uint32_t>(GetInteger(GL_STENCIL_BITS));
-    return ReadDepthStencilBuffer(sink, fileName + (isStencil ? "_stencil" : "_depth"), size.width,
-                                  size.height, depthBits, stencilBits, isStencil);
+    const Component component = buffer == GL_STENCIL ? Component::Stencil : Component::Depth;
+    return ReadComponent(component, sink, fileName + FileSuffix(component), surface);
 } catch (const std::bad_alloc&) {
     return StatusFailure; // no memory for a name
 }
 
 std::uint32_t ReadAttachment(ImageSink& sink, const std::string& fileName, std::uint32_t attachment)
 try {
-    const bool isStencil = attachment == GL_STENCIL_ATTACHMENT;
-    const bool isColor = !isStencil && attachment != GL_DEPTH_ATTACHMENT;
+    const bool isColor = attachment != GL_DEPTH_ATTACHMENT && attachment != GL_STENCIL_ATTACHMENT;
     if (!CanDescribeAttachments() || !(isColor ? CanReadColor() : CanReadDepthStencil())) {
         return StatusFailure;
     }
@@ -147,12 +112,11 @@ try {
         return StatusFailure;
     }
     if (!isColor) {
-        return ReadDepthStencilBuffer(sink, fileName + (isStencil ? "_stencil" : "_depth"), source.width,
-                                      source.height, static_cast<std::uint32_t>(source.depthSize),
-                                      static_cast<std::uint32_t>(source.stencilSize), isStencil);
+        const Component component =
+            attachment == GL_STENCIL_ATTACHMENT ? Component::Stencil : Component::Depth;
+        return ReadComponent(component, sink, fileName + FileSuffix(component), source);
     }
-    const std::string name =
-        fileName + "_color" + std::to_string(static_cast<int>(attachment - GL_COLOR_ATTACHMENT0));
+    const std::string name = fileName + ColorSuffix(attachment);
     return GetInteger(GL_SAMPLE_BUFFERS) > 0
                ? ReadMultisampledColorBuffer(sink, name, attachment, source)
                : ReadColorBuffer(sink, name, static_cast<std::int32_t>(attachment), source.width,

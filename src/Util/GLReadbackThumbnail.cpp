@@ -8,11 +8,8 @@
 #include "Util/Picture.h"
 #include "Util/StatusCode.h"
 
-#include <array>
 #include <cmath>
 #include <limits>
-#include <optional>
-#include <span>
 
 namespace Util {
 
@@ -39,7 +36,7 @@ Size FitIntoBox(Size source, std::int32_t maxWidth, std::int32_t maxHeight)
     return size;
 }
 
-/// One view of a multiview attachment, attached to a framebuffer object of the library's own.
+/// One view of an attachment, attached to a framebuffer object of the library's own.
 class ViewFramebuffer
 {
 public:
@@ -54,6 +51,7 @@ public:
     /// @return false when the host lacks an entry point for it; nothing is made then
     bool Create(const Attachment& source, GLenum point)
     {
+        // Some drivers report one view for every attachment, one that has no layers among them.
         const bool isLayered = source.target == GL_TEXTURE_2D_ARRAY || source.target == GL_TEXTURE_3D ||
                                source.target == GL_TEXTURE_2D_MULTISAMPLE_ARRAY;
         if (isLayered && !HasEntryPoints(GL::FramebufferTextureLayer)) {
@@ -76,45 +74,15 @@ private:
     GLuint m_name = 0;
 };
 
-/// Puts the framebuffer bindings back at the end of its scope.
-class SavedFramebuffers
-{
-public:
-    SavedFramebuffers()
-        : m_draw(GetInteger(GL_FRAMEBUFFER_BINDING)), m_read(GetInteger(GL_READ_FRAMEBUFFER_BINDING))
-    {}
-    SavedFramebuffers(const SavedFramebuffers&) = delete;
-    SavedFramebuffers& operator=(const SavedFramebuffers&) = delete;
-    ~SavedFramebuffers()
-    {
-        GL::BindFramebuffer(GL_DRAW_FRAMEBUFFER, static_cast<GLuint>(m_draw));
-        GL::BindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(m_read));
-    }
-
-    [[nodiscard]] GLint Draw() const { return m_draw; }
-
-private:
-    GLint m_draw;
-    GLint m_read;
-};
-
-/// Makes `glReadPixels` pack rows without padding. Only the alignment is put back, at the end of its scope.
+/// Makes `glReadPixels` pack rows without padding. Only the alignment is put back, at the end of its scope:
+/// hosts know that row length and skips are 0 after a thumbnail.
 class PackedThumbnailRead
 {
 public:
-    PackedThumbnailRead() : m_alignment(GetInteger(GL_PACK_ALIGNMENT, 1))
-    {
-        GL::PixelStorei(GL_PACK_ALIGNMENT, 1);
-        GL::PixelStorei(GL_PACK_ROW_LENGTH, 0);
-        GL::PixelStorei(GL_PACK_SKIP_PIXELS, 0);
-        GL::PixelStorei(GL_PACK_SKIP_ROWS, 0);
-    }
-    PackedThumbnailRead(const PackedThumbnailRead&) = delete;
-    PackedThumbnailRead& operator=(const PackedThumbnailRead&) = delete;
-    ~PackedThumbnailRead() { GL::PixelStorei(GL_PACK_ALIGNMENT, m_alignment); }
+    PackedThumbnailRead() { PackTightly(); }
 
 private:
-    GLint m_alignment;
+    SavedPixelStore<GL_PACK_ALIGNMENT, 1> m_alignment;
     BottomRowFirst m_bottomRowFirst;
 };
 
@@ -122,7 +90,7 @@ private:
 struct ColorSource
 {
     Attachment image;
-    GLint framebuffer = 0;
+    GLuint framebuffer = 0;
     bool isMultisampled = false;
     bool isSrgb = false;
     bool isFloat = false;
@@ -131,17 +99,11 @@ struct ColorSource
 ColorSource DescribeColorSource()
 {
     ColorSource source;
-    source.framebuffer = GetInteger(GL_FRAMEBUFFER_BINDING);
+    source.framebuffer = static_cast<GLuint>(GetInteger(GL_FRAMEBUFFER_BINDING));
     const GLint sampleBuffers = GetInteger(GL_SAMPLE_BUFFERS);
     GLint defaultSamples = 0;
     if (source.framebuffer == 0) {
-        const Size size = QuerySurfaceSize();
-        source.image.width = size.width;
-        source.image.height = size.height;
-        source.image.redSize = GetInteger(GL_RED_BITS);
-        source.image.greenSize = GetInteger(GL_GREEN_BITS);
-        source.image.blueSize = GetInteger(GL_BLUE_BITS);
-        source.image.alphaSize = GetInteger(GL_ALPHA_BITS);
+        source.image = DescribeSurface();
     } else {
         source.image = DescribeAttachment(GL_COLOR_ATTACHMENT0, Views::Query);
         GL::GetFramebufferParameteriv(GL_DRAW_FRAMEBUFFER, GL_FRAMEBUFFER_DEFAULT_SAMPLES, &defaultSamples);
@@ -187,48 +149,50 @@ ImageLayout ThumbnailLayout(const ColorSource& source)
     return {static_cast<GLenum>(source.isSrgb ? GL_SRGB8_ALPHA8 : GL_RGBA), GL_RGBA, GL_UNSIGNED_BYTE};
 }
 
-/// What a depth or stencil thumbnail is copied into when the attachment has no sized format. 0 bits stand for
-/// any number of them.
-struct DepthStencilLayout
+/// What is there to be read after a step: of one framebuffer, one buffer.
+struct Stage
 {
-    GLint depthSize;
-    GLint stencilSize;
-    ImageLayout layout;
+    GLuint framebuffer;
+    GLenum buffer;
+    Size size;
 };
 
-constexpr GLint AnyBits = 0;
-
-constexpr ImageLayout Depth24Stencil8{GL_DEPTH24_STENCIL8, GL_DEPTH_STENCIL, GL_UNSIGNED_INT_24_8};
-constexpr ImageLayout Depth32Stencil8{GL_DEPTH32F_STENCIL8, GL_DEPTH_STENCIL,
-                                      GL_FLOAT_32_UNSIGNED_INT_24_8_REV};
-
-constexpr std::array<DepthStencilLayout, 5> DepthLayouts{{
-    {24, 8, Depth24Stencil8},
-    {24, AnyBits, {GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT, GL_UNSIGNED_INT}},
-    {16, AnyBits, {GL_DEPTH_COMPONENT16, GL_DEPTH_COMPONENT, GL_UNSIGNED_SHORT}},
-    {32, 8, Depth32Stencil8},
-    {32, AnyBits, {GL_DEPTH_COMPONENT32F, GL_DEPTH_COMPONENT, GL_FLOAT}},
-}};
-
-constexpr std::array<DepthStencilLayout, 3> StencilLayouts{{
-    {24, 8, Depth24Stencil8},
-    {32, 8, Depth32Stencil8},
-    {0, 8, {GL_STENCIL_INDEX8, GL_STENCIL_INDEX, GL_UNSIGNED_BYTE}},
-}};
-
-ImageLayout FindLayout(std::span<const DepthStencilLayout> layouts, const Attachment& image)
+/// @return `GL_NO_ERROR`; what the driver raised when it refused to resolve, and then the stage is as it was
+GLenum Resolve(const ColorSource& source, ColorTarget& target, Stage& stage)
 {
-    const auto internalFormat = static_cast<GLenum>(image.internalFormat);
-    if (internalFormat != 0 && !IsUnsizedInternalFormat(internalFormat)) {
-        return LayoutOf(internalFormat, GL_UNSIGNED_INT);
+    const GLenum error = target.CopyFrom(stage.framebuffer, stage.buffer, stage.size, ResolveLayout(source),
+                                         stage.size, GL_NEAREST);
+    if (error == GL_NO_ERROR) {
+        stage = {target.Framebuffer(), GL_COLOR_ATTACHMENT0, stage.size};
     }
-    for (const DepthStencilLayout& row : layouts) {
-        const bool stencilFits = row.stencilSize == AnyBits || row.stencilSize == image.stencilSize;
-        if (row.depthSize == image.depthSize && stencilFits) {
-            return row.layout;
+    return error;
+}
+
+/// @return as `Resolve`
+GLenum Scale(const ColorSource& source, Size size, ColorTarget& target, Stage& stage)
+{
+    const GLenum error = target.CopyFrom(stage.framebuffer, stage.buffer, stage.size, ThumbnailLayout(source),
+                                         size, GL_LINEAR);
+    if (error == GL_NO_ERROR) {
+        stage = {target.Framebuffer(), GL_COLOR_ATTACHMENT0, size};
+    }
+    return error;
+}
+
+std::uint32_t Read(ImageSink& sink, const std::string& fileName, const Stage& stage, GLenum type)
+{
+    Picture picture(sink, stage.size, type);
+    if (!picture.HasMemory()) {
+        return StatusFailure;
+    }
+    GL::BindFramebuffer(GL_READ_FRAMEBUFFER, stage.framebuffer);
+    {
+        const SelectedReadBuffer selected(stage.buffer);
+        if (picture.Read() != GL_NO_ERROR) {
+            return StatusFailure;
         }
     }
-    return {internalFormat, internalFormat, GL_UNSIGNED_INT};
+    return picture.HandOver(fileName);
 }
 
 bool CanTakeThumbnail()
@@ -247,39 +211,31 @@ std::uint32_t ReadThumbnailOf(Component component, ImageSink& sink, const std::s
         !CanQuerySurface()) {
         return StatusFailure;
     }
-    const bool isStencil = component == Component::Stencil;
-    const GLenum point = isStencil ? GL_STENCIL_ATTACHMENT : GL_DEPTH_ATTACHMENT;
     const QuietErrors quiet;
-    ViewFramebuffer view;
-    const SavedFramebuffers saved;
+    ViewFramebuffer view; // ends after the application's framebuffers are bound again
+    const SavedReadFramebuffer readFramebuffer;
+    const SavedDrawFramebuffer drawFramebuffer;
     Attachment image;
-    if (saved.Draw() == 0) {
-        const Size size = QuerySurfaceSize();
-        image.width = size.width;
-        image.height = size.height;
-        image.depthSize = GetInteger(GL_DEPTH_BITS);
-        image.stencilSize = GetInteger(GL_STENCIL_BITS);
+    if (drawFramebuffer.Value() == 0) {
+        image = DescribeSurface();
     } else {
-        image = DescribeAttachment(point, Views::Query);
-        if (image.isUntold) {
-            return StatusFailure;
-        }
-        if (image.numViews > 0 && !view.Create(image, point)) {
+        image = DescribeAttachment(AttachmentPoint(component), Views::Query);
+        const bool isView = image.numViews > 0;
+        if (image.isUntold || (isView && !view.Create(image, AttachmentPoint(component)))) {
             return StatusFailure;
         }
     }
 
-    const ImageLayout layout =
-        isStencil ? FindLayout(StencilLayouts, image) : FindLayout(DepthLayouts, image);
-    if ((isStencil ? image.stencilSize : image.depthSize) == 0) {
+    if ((component == Component::Stencil ? image.stencilSize : image.depthSize) == 0) {
         return StatusNoComponent;
     }
-    if (image.width == 0 || image.height == 0) {
+    const Size source{image.width, image.height};
+    if (source.width == 0 || source.height == 0) {
         return StatusEmptySource;
     }
-    const Size size = FitIntoBox({image.width, image.height}, maxWidth, maxHeight);
+    const Size size = FitIntoBox(source, maxWidth, maxHeight);
     const GLint limit = GetInteger(GL_MAX_TEXTURE_SIZE);
-    if (image.width < 0 || image.height < 0 || size.width < 1 || size.height < 1 || size.width > limit ||
+    if (source.width < 0 || source.height < 0 || size.width < 1 || size.height < 1 || size.width > limit ||
         size.height > limit) {
         return StatusFailure;
     }
@@ -288,7 +244,7 @@ std::uint32_t ReadThumbnailOf(Component component, ImageSink& sink, const std::s
     if (!picture.HasMemory()) {
         return StatusFailure;
     }
-    ReadDepthStencil(component, {image.width, image.height}, size, layout, picture.Pixels());
+    ReadDepthStencil(component, source, size, CopyLayoutOf(component, image), picture.Pixels());
     return picture.HandOver(fileName);
 }
 
@@ -302,67 +258,47 @@ std::uint32_t ReadThumbnail(ImageSink& sink, const std::string& fileName, std::i
     }
     const QuietErrors quiet;
     const ColorSource source = DescribeColorSource();
-    const Size sourceSize{source.image.width, source.image.height};
     if (source.image.isUntold) {
         return StatusFailure;
     }
-    if (sourceSize.width == 0 || sourceSize.height == 0) {
+    Stage stage{
+        source.framebuffer, DefaultReadBuffer(source.framebuffer), {source.image.width, source.image.height}};
+    if (stage.size.width == 0 || stage.size.height == 0) {
         return StatusEmptySource;
     }
-    Size size = FitIntoBox(sourceSize, maxWidth, maxHeight);
+    const Size size = FitIntoBox(stage.size, maxWidth, maxHeight);
 
-    // In this order: what is put back, and then deleted, goes from last to first.
-    std::optional<PackedThumbnailRead> packed;
+    // From here on things end in reverse: the application's bindings come back while the library's objects,
+    // which had taken their place, still live; then these are deleted; the pack state comes last.
+    const PackedThumbnailRead packed;
     ViewFramebuffer view;
     ColorTarget resolved;
     ColorTarget scaled;
     const SavedBindings saved;
 
-    GLuint framebuffer = saved.DrawFramebuffer();
-    GLenum readBuffer = DefaultReadBuffer(source.framebuffer);
     if (source.image.numViews > 0) {
         if (!view.Create(source.image, GL_COLOR_ATTACHMENT0)) {
             return StatusFailure;
         }
-        framebuffer = view.Name();
+        stage.framebuffer = view.Name();
     }
-    GLenum error = GL_NO_ERROR;
-    if (source.isMultisampled) {
-        error = resolved.CopyFrom(framebuffer, readBuffer, sourceSize, ResolveLayout(source), sourceSize,
-                                  GL_NEAREST);
-        framebuffer = error == GL_NO_ERROR ? resolved.Framebuffer() : framebuffer;
-    }
+    GLenum error = source.isMultisampled ? Resolve(source, resolved, stage) : GL_NO_ERROR;
     if (error == GL_NO_ERROR) {
-        const GLenum buffer = source.isMultisampled ? GL_COLOR_ATTACHMENT0 : readBuffer;
-        error = scaled.CopyFrom(framebuffer, buffer, sourceSize, ThumbnailLayout(source), size, GL_LINEAR);
+        error = Scale(source, size, scaled, stage);
     }
-
-    GLenum type = GL_UNSIGNED_BYTE;
-    packed.emplace();
-    if (sourceSize.width < 0 || sourceSize.height < 0) {
+    if (stage.size.width < 0 || stage.size.height < 0) {
         return StatusFailure;
     }
-    if (error == GL_NO_ERROR) {
-        GL::BindFramebuffer(GL_READ_FRAMEBUFFER, scaled.Framebuffer());
-        readBuffer = GL_COLOR_ATTACHMENT0;
-    } else {
-        // Samples and views of a framebuffer object cannot be read, only their copy. The window surface can.
-        GL::BindFramebuffer(GL_READ_FRAMEBUFFER, source.framebuffer == 0 ? 0 : framebuffer);
-        size = sourceSize;
+    GLenum type = GL_UNSIGNED_BYTE;
+    if (error != GL_NO_ERROR) {
+        // The full size instead. Samples and views of a framebuffer object cannot be read, only their copy.
+        // The window surface can.
+        if (source.framebuffer == 0) {
+            stage = {0, GL_BACK, stage.size};
+        }
         type = source.isFloat ? GL_FLOAT : type; // floats cannot be read as bytes
     }
-
-    Picture picture(sink, size, type);
-    if (!picture.HasMemory()) {
-        return StatusFailure;
-    }
-    {
-        const SelectedReadBuffer selected(readBuffer);
-        if (picture.Read() != GL_NO_ERROR) {
-            return StatusFailure;
-        }
-    }
-    return picture.HandOver(fileName);
+    return Read(sink, fileName, stage, type);
 }
 
 std::uint32_t ReadThumbnailDepth(ImageSink& sink, const std::string& fileName, std::int32_t maxWidth,

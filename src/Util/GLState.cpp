@@ -9,9 +9,26 @@ GLint GetInteger(GLenum name, GLint preset)
     return value;
 }
 
+bool HasExtension(std::string_view name)
+{
+    const auto* const list = GL::GetString.IsMissing() ? nullptr : GL::GetString(GL_EXTENSIONS);
+    std::string_view names = list ? reinterpret_cast<const char*>(list) : "";
+    while (!names.empty()) {
+        const std::size_t end = std::min(names.find(' '), names.size() - 1);
+        if (names.substr(0, names.find(' ')) == name) {
+            return true;
+        }
+        names.remove_prefix(end + 1);
+    }
+    return false;
+}
+
 GLenum TakeError()
 {
-    return GL::GetError.IsMissing() ? GLenum{GL_NO_ERROR} : GL::GetError();
+    const GLenum first = GL::GetError.IsMissing() ? GLenum{GL_NO_ERROR} : GL::GetError();
+    for (int i = 0; i < 8 && first != GL_NO_ERROR && GL::GetError() != GL_NO_ERROR; ++i) {
+    }
+    return first;
 }
 
 bool CanReportErrors()
@@ -22,6 +39,63 @@ bool CanReportErrors()
     const GLint flags = GetInteger(GL_CONTEXT_FLAGS);
     TakeError(); // a context that knows no flags
     return (flags & GL_CONTEXT_FLAG_NO_ERROR_BIT_KHR) == 0;
+}
+
+void BindRenderbuffer(GLint name)
+{
+    GL::BindRenderbuffer(GL_RENDERBUFFER, static_cast<GLuint>(name));
+}
+
+void BindSamplerOfUnit0(GLint name)
+{
+    GL::BindSampler(0U, static_cast<GLuint>(name));
+}
+
+void BindVertexArray(GLint name)
+{
+    GL::BindVertexArray(static_cast<GLuint>(name));
+}
+
+void SelectReadBuffer(GLint buffer)
+{
+    GL::ReadBuffer(static_cast<GLenum>(buffer));
+}
+
+void SelectTextureUnit(GLint unit)
+{
+    GL::ActiveTexture(static_cast<GLenum>(unit));
+}
+
+SavedProgram::~SavedProgram()
+{
+    if (MayChange()) {
+        GL::UseProgram(static_cast<GLuint>(m_program));
+    }
+}
+
+bool SavedProgram::MayChange() const
+{
+    GLint isDeleted = GL_FALSE;
+    if (m_program != 0) {
+        GL::GetProgramiv(static_cast<GLuint>(m_program), GL_DELETE_STATUS, &isDeleted);
+    }
+    return isDeleted == GL_FALSE;
+}
+
+PausedTransformFeedback::PausedTransformFeedback()
+    : m_wasRunning(GetInteger(GL_TRANSFORM_FEEDBACK_ACTIVE) != 0 &&
+                   GetInteger(GL_TRANSFORM_FEEDBACK_PAUSED) == 0)
+{
+    if (m_wasRunning) {
+        GL::PauseTransformFeedback();
+    }
+}
+
+PausedTransformFeedback::~PausedTransformFeedback()
+{
+    if (m_wasRunning) {
+        GL::ResumeTransformFeedback();
+    }
 }
 
 QuietErrors::QuietErrors()
@@ -42,13 +116,6 @@ QuietErrors::~QuietErrors()
         GL::Enable(GL_DEBUG_OUTPUT);
     }
     TakeError();
-}
-
-bool HasExtension(std::string_view name)
-{
-    const auto* const names = GL::GetString.IsMissing() ? nullptr : GL::GetString(GL_EXTENSIONS);
-    return names &&
-           std::string_view(reinterpret_cast<const char*>(names)).find(name) != std::string_view::npos;
 }
 
 EncodedSrgb::EncodedSrgb()
@@ -107,35 +174,18 @@ BottomRowFirst::~BottomRowFirst()
     }
 }
 
-PackedRead::PackedRead()
-    : m_packBuffer(GetInteger(GL_PIXEL_PACK_BUFFER_BINDING)), m_alignment(GetInteger(GL_PACK_ALIGNMENT, 1)),
-      m_rowLength(GetInteger(GL_PACK_ROW_LENGTH)), m_skipPixels(GetInteger(GL_PACK_SKIP_PIXELS)),
-      m_skipRows(GetInteger(GL_PACK_SKIP_ROWS))
+void PackTightly()
 {
-    GL::BindBuffer(GL_PIXEL_PACK_BUFFER, 0U);
     GL::PixelStorei(GL_PACK_ALIGNMENT, 1);
     GL::PixelStorei(GL_PACK_ROW_LENGTH, 0);
     GL::PixelStorei(GL_PACK_SKIP_PIXELS, 0);
     GL::PixelStorei(GL_PACK_SKIP_ROWS, 0);
 }
 
-PackedRead::~PackedRead()
+PackedRead::PackedRead()
 {
-    GL::PixelStorei(GL_PACK_ALIGNMENT, m_alignment);
-    GL::PixelStorei(GL_PACK_ROW_LENGTH, m_rowLength);
-    GL::PixelStorei(GL_PACK_SKIP_PIXELS, m_skipPixels);
-    GL::PixelStorei(GL_PACK_SKIP_ROWS, m_skipRows);
-    GL::BindBuffer(GL_PIXEL_PACK_BUFFER, static_cast<GLuint>(m_packBuffer));
-}
-
-SelectedReadBuffer::SelectedReadBuffer(GLenum buffer) : m_saved(GetInteger(GL_READ_BUFFER))
-{
-    GL::ReadBuffer(buffer);
-}
-
-SelectedReadBuffer::~SelectedReadBuffer()
-{
-    GL::ReadBuffer(static_cast<GLenum>(m_saved));
+    GL::BindBuffer(GL_PIXEL_PACK_BUFFER, 0U);
+    PackTightly();
 }
 
 } // namespace Util

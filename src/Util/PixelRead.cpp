@@ -1,0 +1,45 @@
+#include "Util/PixelRead.h"
+
+#include "Util/GLState.h"
+
+#include <algorithm>
+#include <array>
+
+namespace Util {
+
+namespace {
+
+/// A pixel that no application is likely to draw, of any size that a pixel has.
+constexpr std::array<std::uint8_t, 16> Mark{0x9D, 0x37, 0xE5, 0x6B, 0x9D, 0x37, 0xE5, 0x6B,
+                                            0x9D, 0x37, 0xE5, 0x6B, 0x9D, 0x37, 0xE5, 0x6B};
+
+} // namespace
+
+GLenum ReadPixels(Size size, GLenum format, GLenum type, std::span<std::uint8_t> memory, std::size_t pitch,
+                  bool isZero)
+{
+    const auto read = [&] {
+        GL::ReadPixels(0, 0, size.width, size.height, format, type, memory.data());
+        return TakeError();
+    };
+    const auto clear = [memory] { std::ranges::fill(memory, std::uint8_t{0}); };
+    if (isZero) {
+        return read();
+    }
+    if (!CanReportErrors()) {
+        clear();
+        return read();
+    }
+    // GL raises no error for pixels outside of the source and leaves them as they are. The last one is
+    // outside whenever any is.
+    const auto last = memory.last(pitch);
+    std::copy_n(Mark.begin(), pitch, last.begin());
+    GLenum error = read();
+    if (error != GL_NO_ERROR || std::equal(last.begin(), last.end(), Mark.begin())) {
+        clear();
+        error = error != GL_NO_ERROR ? error : read();
+    }
+    return error;
+}
+
+} // namespace Util

@@ -1,0 +1,477 @@
+// Values read back without a loss: held against what was put there, to the bit.
+
+#include "Util/GLValueReadback.h"
+
+#include "support/CaptureFixture.h"
+#include "support/GLContext.h"
+#include "support/Scene.h"
+#include "support/TestDispatch.h"
+
+#include <GLES3/gl32.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <GLES2/gl2ext.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <numeric>
+
+namespace {
+
+using namespace TestSupport;
+using Util::CapturedValues;
+using Bytes = std::vector<std::uint8_t>;
+
+/// Keeps the last values; lends memory with something in it.
+class KeepingSink : public Util::ValueSink
+{
+public:
+    std::uint32_t Take(const CapturedValues& taken) override
+    {
+        values = taken;
+        names.push_back(taken.fileName);
+        EXPECT_EQ(memory.size(), std::size_t{taken.width} * taken.height * taken.GetPixelSize());
+        return 0;
+    }
+
+    std::uint8_t* Lend(std::size_t bytes) override
+    {
+        memory.assign(bytes, 0xAB);
+        return memory.data();
+    }
+
+    template <typename Number>
+    [[nodiscard]] std::vector<Number> As() const
+    {
+        std::vector<Number> numbers(memory.size() / sizeof(Number));
+        std::memcpy(numbers.data(), memory.data(), memory.size());
+        return numbers;
+    }
+
+    CapturedValues values;
+    std::vector<std::string> names;
+    Bytes memory;
+};
+
+template <typename Number>
+Bytes BytesOf(const std::vector<Number>& numbers)
+{
+    Bytes bytes(numbers.size() * sizeof(Number));
+    std::memcpy(bytes.data(), numbers.data(), bytes.size());
+    return bytes;
+}
+
+/// Makes a framebuffer object of one texture.
+void Attach(GLenum point, GLenum internalFormat, int width, int height, GLenum format, GLenum type,
+            const void* texels)
+{
+    NewFramebuffer();
+    const GLuint texture = NewTexture(GL_TEXTURE_2D);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(internalFormat), width, height, 0, format, type,
+                 texels);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_2D, texture, 0);
+}
+
+/// How far a float is from n / most, as a multiple of 1 / most. Its mantissa and n have no more than 64 bits
+/// together with those of `most`.
+long double Distance(float value, std::uint64_t n, std::uint64_t most)
+{
+    return std::abs(static_cast<long double>(value) * static_cast<long double>(most) -
+                    static_cast<long double>(n));
+}
+
+/// Whether no float is nearer to n / most.
+bool IsNearest(float value, std::uint64_t n, std::uint64_t most)
+{
+    const auto digits = std::bit_cast<std::uint32_t>(value);
+    const long double distance = Distance(value, n, most);
+    return distance <= Distance(std::bit_cast<float>(digits + 1), n, most) &&
+           (digits == 0 || distance <= Distance(std::bit_cast<float>(digits - 1), n, most));
+}
+
+using ValuesTest = CaptureFixture;
+
+TEST_F(ValuesTest, ColoursComeAsTheBufferHasThem)
+{
+    using Type = CapturedValues::ValueType;
+    struct Row
+    {
+        const char* name;
+        GLenum internalFormat;
+        GLenum format;
+        GLenum type;
+        Bytes texels; ///< two
+        Type valueType;
+        std::array<std::uint32_t, 4> bits;
+        Bytes values;
+    };
+    constexpr std::uint16_t NaN = 0x7E55;
+    constexpr std::uint16_t Infinity = 0x7C00;
+    constexpr std::uint16_t Smallest = 0x8001; // negative, of the subnormals
+    constexpr std::uint16_t One = 0x3C00;
+    const Bytes bytes{1, 2, 3, 4, 250, 251, 252, 253};
+    const Bytes halves = BytesOf<std::uint16_t>({NaN, Infinity, Smallest, One, 0xFC00, 0, 0x8000, 0x7BFF});
+    const Bytes floats = BytesOf<std::uint32_t>(
+        {0x7FC12345, 0x7F800000, 0xFF800000, 0x3F800001, 0x7F7FFFFF, 0x80000000, 0x3DCCCCCD, 0xC2F6E979});
+    const Bytes integers = BytesOf<std::int32_t>({-2147483647 - 1, 2147483647, -1, 0, 1, 2, 3, 0x12345678});
+    const std::vector<Row> rows{
+        {"RGBA8", GL_RGBA8, GL_RGBA, GL_UNSIGNED_BYTE, bytes, Type::Unorm8, {8, 8, 8, 8}, bytes},
+        {"sRGB", GL_SRGB8_ALPHA8, GL_RGBA, GL_UNSIGNED_BYTE, bytes, Type::Unorm8, {8, 8, 8, 8}, bytes},
+        {"R8",
+         GL_R8,
+         GL_RED,
+         GL_UNSIGNED_BYTE,
+         {9, 8},
+         Type::Unorm8,
+         {8, 0, 0, 0},
+         {9, 0, 0, 255, 8, 0, 0, 255}},
+        {"RGB565",
+         GL_RGB565,
+         GL_RGB,
+         GL_UNSIGNED_SHORT_5_6_5,
+         BytesOf<std::uint16_t>({17 << 11 | 33 << 5 | 3, 30 << 11 | 62 << 5 | 31}),
+         Type::Float32,
+         {5, 6, 5, 0},
+         BytesOf<float>({17.0F / 31, 33.0F / 63, 3.0F / 31, 1.0F, 30.0F / 31, 62.0F / 63, 1.0F, 1.0F})},
+        {"RGB10_A2",
+         GL_RGB10_A2,
+         GL_RGBA,
+         GL_UNSIGNED_INT_2_10_10_10_REV,
+         BytesOf<std::uint32_t>({1023U | 1U << 10 | 513U << 20 | 2U << 30, 0x12345678}),
+         Type::Unorm10A2,
+         {10, 10, 10, 2},
+         BytesOf<std::uint32_t>({1023U | 1U << 10 | 513U << 20 | 2U << 30, 0x12345678})},
+        {"RGBA16",
+         GL_RGBA16_EXT,
+         GL_RGBA,
+         GL_UNSIGNED_SHORT,
+         halves,
+         Type::Unorm16,
+         {16, 16, 16, 16},
+         halves},
+        {"RGBA8_SNORM",
+         GL_RGBA8_SNORM,
+         GL_RGBA,
+         GL_BYTE,
+         {0x81, 0x7F, 0xFF, 0, 0x80, 64, 1, 2},
+         Type::Float32,
+         {8, 8, 8, 8},
+         BytesOf<float>({-1.0F, 1.0F, -1.0F / 127, 0.0F, -1.0F, 64.0F / 127, 1.0F / 127, 2.0F / 127})},
+        {"RGBA16F", GL_RGBA16F, GL_RGBA, GL_HALF_FLOAT, halves, Type::Float16, {16, 16, 16, 16}, halves},
+        {"RG16F",
+         GL_RG16F,
+         GL_RG,
+         GL_HALF_FLOAT,
+         BytesOf<std::uint16_t>({NaN, Infinity, Smallest, 0x7BFF}),
+         Type::Float16,
+         {16, 16, 0, 0},
+         BytesOf<std::uint16_t>({NaN, Infinity, 0, One, Smallest, 0x7BFF, 0, One})},
+        {"R11F_G11F_B10F",
+         GL_R11F_G11F_B10F,
+         GL_RGB,
+         GL_FLOAT,
+         BytesOf<float>({0.5F, 1.25F, 64512.0F, 0.0F, 3.0F, 0.0625F}),
+         Type::Float32,
+         {11, 11, 10, 0},
+         BytesOf<float>({0.5F, 1.25F, 64512.0F, 1.0F, 0.0F, 3.0F, 0.0625F, 1.0F})},
+        {"RGBA32F", GL_RGBA32F, GL_RGBA, GL_FLOAT, floats, Type::Float32, {32, 32, 32, 32}, floats},
+        {"RGBA8UI",
+         GL_RGBA8UI,
+         GL_RGBA_INTEGER,
+         GL_UNSIGNED_BYTE,
+         bytes,
+         Type::UInt32,
+         {8, 8, 8, 8},
+         BytesOf<std::uint32_t>({1, 2, 3, 4, 250, 251, 252, 253})},
+        {"R32UI",
+         GL_R32UI,
+         GL_RED_INTEGER,
+         GL_UNSIGNED_INT,
+         BytesOf<std::uint32_t>({0xFFFFFFFF, 0x80000000}),
+         Type::UInt32,
+         {32, 0, 0, 0},
+         BytesOf<std::uint32_t>({0xFFFFFFFF, 0, 0, 1, 0x80000000, 0, 0, 1})},
+        {"RG16I",
+         GL_RG16I,
+         GL_RG_INTEGER,
+         GL_SHORT,
+         BytesOf<std::int16_t>({-32768, 32767, -1, 0}),
+         Type::Int32,
+         {16, 16, 0, 0},
+         BytesOf<std::int32_t>({-32768, 32767, 0, 1, -1, 0, 0, 1})},
+        {"RGBA32I", GL_RGBA32I, GL_RGBA_INTEGER, GL_INT, integers, Type::Int32, {32, 32, 32, 32}, integers},
+    };
+    const GLContext context({.width = 8, .height = 8});
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        Attach(GL_COLOR_ATTACHMENT0, row.internalFormat, 1, 2, row.format, row.type, row.texels.data());
+        if (glGetError() != GL_NO_ERROR ||
+            glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
+            continue; // the driver has no such colours
+        }
+        const GLState before = GLState::Now();
+        KeepingSink sink;
+        EXPECT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_COLOR_ATTACHMENT0), 0U);
+        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        EXPECT_EQ(sink.memory, row.values);
+        EXPECT_EQ(sink.values.fileName, "shot_color0");
+        EXPECT_EQ(sink.values.type, row.valueType);
+        EXPECT_EQ(sink.values.bits, row.bits);
+        EXPECT_EQ(sink.values.internalFormat, row.internalFormat);
+        EXPECT_EQ(sink.values.isSrgb, row.internalFormat == GL_SRGB8_ALPHA8);
+        EXPECT_EQ(sink.values.samples, 0U);
+        EXPECT_TRUE(sink.values.isExact);
+    }
+    EXPECT_THAT(LogTexts(), testing::IsEmpty());
+}
+
+TEST_F(ValuesTest, EveryHalf)
+{
+    const GLContext context({.width = 8, .height = 8});
+    std::vector<std::uint16_t> halves(65536);
+    std::iota(halves.begin(), halves.end(), std::uint16_t{0});
+    Attach(GL_COLOR_ATTACHMENT0, GL_R16F, 256, 256, GL_RED, GL_HALF_FLOAT, halves.data());
+    KeepingSink sink;
+    ASSERT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_COLOR_ATTACHMENT0), 0U);
+    const auto values = sink.As<std::uint16_t>();
+    int wrong = 0;
+    for (std::size_t i = 0; i < halves.size(); ++i) {
+        // A driver that converts a NaN may make it a quiet one.
+        const bool isNaN = (i & 0x7C00U) == 0x7C00U && (i & 0x3FFU) != 0;
+        wrong += values[4 * i] != i && !(isNaN && values[4 * i] == (i | 0x200U));
+    }
+    EXPECT_EQ(wrong, 0);
+}
+
+/// Depth buffers that are full of different values.
+struct DepthRow
+{
+    const char* name;
+    GLenum point;
+    GLenum internalFormat;
+    GLenum format;
+    GLenum type;
+    int bits;
+    int side;
+};
+
+TEST_F(ValuesTest, EveryFixedPointDepth)
+{
+    const std::vector<DepthRow> rows{
+        {"16", GL_DEPTH_ATTACHMENT, GL_DEPTH_COMPONENT16, GL_DEPTH_COMPONENT, GL_UNSIGNED_SHORT, 16, 256},
+        {"24", GL_DEPTH_ATTACHMENT, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT, GL_UNSIGNED_INT, 24, 4096},
+        {"24 with stencil", GL_DEPTH_STENCIL_ATTACHMENT, GL_DEPTH24_STENCIL8, GL_DEPTH_STENCIL,
+         GL_UNSIGNED_INT_24_8, 24, 4096},
+        {"32", GL_DEPTH_ATTACHMENT, GL_DEPTH_COMPONENT32_OES, GL_DEPTH_COMPONENT, GL_UNSIGNED_INT, 32, 1024},
+    };
+    const GLContext context({.width = 8, .height = 8});
+    for (const DepthRow& row : rows) {
+        SCOPED_TRACE(row.name);
+        const auto count = static_cast<std::size_t>(row.side) * static_cast<std::size_t>(row.side);
+        const auto most = (std::uint64_t{1} << row.bits) - 1;
+        std::vector<std::uint32_t> depths(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            depths[i] = static_cast<std::uint32_t>(count == most + 1 ? i : i * 4099 + (i << 31));
+        }
+        depths.back() = static_cast<std::uint32_t>(most);
+        Bytes texels = BytesOf(depths);
+        if (row.bits == 16) {
+            texels = BytesOf(std::vector<std::uint16_t>(depths.begin(), depths.end()));
+        } else if (row.bits == 24) {
+            // With a stencil in the lower digits, or as a fraction of 32 bits, a little above: drivers round it, or
+            // cut it off.
+            for (std::uint32_t& depth : depths) {
+                const std::uint64_t n = depth;
+                depth = static_cast<std::uint32_t>(
+                    row.type == GL_UNSIGNED_INT_24_8 ? n << 8 | (n & 0xFF)
+                                                     : std::min((n << 8 | n >> 16) + 1, std::uint64_t{~0U}));
+            }
+            texels = BytesOf(depths);
+        }
+        Attach(row.point, row.internalFormat, row.side, row.side, row.format, row.type, texels.data());
+        if (glGetError() != GL_NO_ERROR) {
+            continue;
+        }
+        const bool canRead = HasExtension("GL_NV_read_depth");
+        for (const bool isSampled : {false, true}) {
+            if (isSampled && row.bits == 24) {
+                continue; // as with 32
+            }
+            SCOPED_TRACE(isSampled ? "sampled" : "read");
+            const ReplacedEntry extensions(Util::GL::GetString, [&](GLenum name) {
+                return name == GL_EXTENSIONS && isSampled ? reinterpret_cast<const GLubyte*>("")
+                                                          : glGetString(name);
+            });
+            KeepingSink sink;
+            ASSERT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_DEPTH_ATTACHMENT), 0U);
+            EXPECT_EQ(sink.values.fileName, "shot_depth");
+            EXPECT_EQ(sink.values.bits[0], static_cast<std::uint32_t>(row.bits));
+            EXPECT_EQ(sink.values.isExact, row.bits == 16 || (canRead && !isSampled));
+            const auto values = sink.As<float>();
+            std::size_t wrong = 0;
+            for (std::size_t i = 0; i < count; ++i) {
+                const std::uint64_t n = row.bits == 32 ? depths[i] : std::min<std::uint64_t>(i, most);
+                wrong += sink.values.isExact ? !IsNearest(values[i], n, most)
+                                             : Distance(values[i], n, most) >
+                                                   3.0L * static_cast<long double>(most) / (1 << 24);
+            }
+            EXPECT_EQ(wrong, 0U) << "of " << count;
+        }
+    }
+}
+
+TEST_F(ValuesTest, FloatDepthAndStencilAsTheyAre)
+{
+    const GLContext context({.width = 8, .height = 8});
+    const std::vector<float> depths{0.0F, 1.0F, 0.1F, std::nextafter(1.0F, 0.0F), 1e-30F, 0.7F};
+    Attach(GL_DEPTH_ATTACHMENT, GL_DEPTH_COMPONENT32F, 3, 2, GL_DEPTH_COMPONENT, GL_FLOAT, depths.data());
+    KeepingSink sink;
+    ASSERT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_DEPTH_ATTACHMENT), 0U);
+    EXPECT_EQ(sink.As<float>(), depths);
+    EXPECT_EQ(sink.values.type, CapturedValues::Float32);
+
+    for (const GLenum format : std::array<GLenum, 2>{GL_DEPTH24_STENCIL8, GL_DEPTH32F_STENCIL8}) {
+        NewFramebuffer();
+        Texture2D(format, 0, {256, 1}).attach(GL_DEPTH_STENCIL_ATTACHMENT);
+        glEnable(GL_SCISSOR_TEST);
+        Bytes stencils(256);
+        for (int i = 0; i < 256; ++i) {
+            stencils[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(i * 7);
+            glScissor(i, 0, 1, 1);
+            glClearStencil(i * 7 & 0xFF);
+            glClear(GL_STENCIL_BUFFER_BIT);
+        }
+        glDisable(GL_SCISSOR_TEST);
+        ASSERT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_STENCIL_ATTACHMENT), 0U);
+        EXPECT_EQ(sink.memory, stencils);
+        EXPECT_EQ(sink.values.type, CapturedValues::UInt8);
+        EXPECT_EQ(sink.values.fileName, "shot_stencil");
+        EXPECT_TRUE(sink.values.isExact);
+    }
+}
+
+TEST_F(ValuesTest, WindowSurfacesAndSamples)
+{
+    for (const int samples : {0, 4}) {
+        const GLContext::Options options{.width = 64, .height = 48, .samples = samples};
+        if (!GLContext::IsOffered(options)) {
+            continue;
+        }
+        const GLContext context(options);
+        for (const bool isWindow : {true, false}) {
+            SCOPED_TRACE(std::to_string(samples) + (isWindow ? " samples, window" : " samples"));
+            if (!isWindow) {
+                NewFramebuffer();
+                Renderbuffer(GL_RGBA8, samples).attach(GL_COLOR_ATTACHMENT0);
+                Renderbuffer(GL_DEPTH24_STENCIL8, samples).attach(GL_DEPTH_STENCIL_ATTACHMENT);
+            }
+            DrawQuadrants(64, 48);
+            MakeStateHostile();
+            if (isWindow) {
+                GLuint other = 0;
+                glGenFramebuffers(1, &other);
+                glBindFramebuffer(GL_READ_FRAMEBUFFER, other);
+            }
+            const GLState before = GLState::Now();
+            for (const GLbitfield buffer :
+                 std::array<GLbitfield, 3>{GL_COLOR_BUFFER_BIT, GL_DEPTH_BUFFER_BIT, GL_STENCIL_BUFFER_BIT}) {
+                KeepingSink sink;
+                const bool isColor = buffer == GL_COLOR_BUFFER_BIT;
+                // The walk over colours ends with the point where nothing is attached.
+                EXPECT_EQ(Util::ReadScreenshotValues(sink, "shot", buffer), isColor && !isWindow ? 1U : 0U);
+                EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+                ASSERT_EQ(sink.names.size(), 1U);
+                EXPECT_EQ(sink.values.samples, static_cast<std::uint32_t>(samples));
+                EXPECT_EQ(sink.values.isExact, samples == 0 && (buffer != GL_DEPTH_BUFFER_BIT ||
+                                                                HasExtension("GL_NV_read_depth")));
+                for (std::size_t i = 0; i < 4; ++i) {
+                    const std::size_t pixel = (i / 2 * 40 + 4) * 64 + i % 2 * 40 + 4;
+                    if (isColor) {
+                        Pixel color{};
+                        std::memcpy(color.data(), &sink.memory.at(pixel * 4), 4);
+                        EXPECT_EQ(color, QuadrantsAs(Kind::Color).at(i));
+                    } else if (buffer == GL_DEPTH_BUFFER_BIT) {
+                        EXPECT_NEAR(sink.As<float>().at(pixel), Quadrants.at(i).depth, 1e-7);
+                    } else {
+                        EXPECT_EQ(sink.memory.at(pixel), Quadrants.at(i).stencil);
+                    }
+                }
+            }
+            glEndTransformFeedback();
+            glDisable(GL_RASTERIZER_DISCARD);
+            glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+            glDepthMask(GL_TRUE);
+            glStencilMask(~0U);
+        }
+    }
+}
+
+TEST_F(ValuesTest, MultisampledIntegersAndLayersOfCubeMapArrays)
+{
+    const GLContext context({.width = 8, .height = 8});
+    constexpr std::array<GLuint, 4> Color{1, 2, 3, 4000000000U};
+    NewFramebuffer();
+    Renderbuffer(GL_RGBA32UI, 4).attach(GL_COLOR_ATTACHMENT0);
+    if (glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE) {
+        glClearBufferuiv(GL_COLOR, 0, Color.data());
+        KeepingSink sink;
+        ASSERT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_COLOR_ATTACHMENT0), 0U);
+        EXPECT_EQ(sink.As<std::uint32_t>().at(2), 3U);
+        EXPECT_EQ(sink.As<std::uint32_t>().back(), 4000000000U);
+        EXPECT_FALSE(sink.values.isExact);
+    }
+    glGetError();
+
+    NewFramebuffer();
+    const GLuint texture = NewTexture(GL_TEXTURE_CUBE_MAP_ARRAY);
+    glTexStorage3D(GL_TEXTURE_CUBE_MAP_ARRAY, 1, GL_RGBA16F, 16, 16, 12);
+    glFramebufferTextureLayer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, texture, 0, 8);
+    glClearColor(0.5F, 2.0F, -3.0F, 1.0F);
+    glClear(GL_COLOR_BUFFER_BIT);
+    const GLState before = GLState::Now();
+    KeepingSink sink;
+    ASSERT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_COLOR_ATTACHMENT0), 0U);
+    EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    EXPECT_EQ(sink.values.width, 16U);
+    const auto values = sink.As<std::uint16_t>();
+    EXPECT_THAT(std::vector(values.begin(), values.begin() + 4),
+                testing::ElementsAre(0x3800, 0x4000, 0xC200, 0x3C00));
+}
+
+TEST_F(ValuesTest, WhatCannotBeReadIsRefused)
+{
+    const GLContext context({.width = 8, .height = 8});
+    KeepingSink sink;
+    NewFramebuffer();
+    Renderbuffer(GL_RGBA8).attach(GL_COLOR_ATTACHMENT0);
+    Renderbuffer(GL_DEPTH24_STENCIL8, 4).attach(GL_DEPTH_STENCIL_ATTACHMENT); // incomplete
+    GLState before = GLState::Now();
+    for (const GLenum point :
+         std::array<GLenum, 3>{GL_COLOR_ATTACHMENT0, GL_DEPTH_ATTACHMENT, GL_STENCIL_ATTACHMENT}) {
+        ClearLog();
+        EXPECT_EQ(Util::ReadAttachmentValues(sink, "shot", point), 1U);
+        EXPECT_GE(LogTexts().size(), 1U);
+        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    }
+    EXPECT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_COLOR_ATTACHMENT1), 1U);
+    EXPECT_EQ(Util::ReadScreenshotValues(sink, "shot", 0), 1U);
+
+    // Any entry may be missing.
+    NewFramebuffer();
+    Texture2D(GL_RGBA8UI, 0).attach(GL_COLOR_ATTACHMENT0);
+    Texture2D(GL_DEPTH24_STENCIL8, 0).attach(GL_DEPTH_STENCIL_ATTACHMENT);
+    before = GLState::Now();
+    for (const std::string& name : DispatchNames()) {
+        const WithheldEntry withheld(name);
+        for (const GLenum point :
+             std::array<GLenum, 3>{GL_COLOR_ATTACHMENT0, GL_DEPTH_ATTACHMENT, GL_STENCIL_ATTACHMENT}) {
+            EXPECT_LE(Util::ReadAttachmentValues(sink, "shot", point), 1U) << name;
+        }
+    }
+    EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+}
+
+} // namespace
