@@ -34,7 +34,7 @@ def test_takes_functions_of_the_c_library_alone(tmp_path):
     text = "".join(file.read_text(errors="replace") for file in tmp_path.glob("bindings.*"))
     taken = re.findall(r"binding file \S*libframegrab-capture.so \S+ to (\S+) ", text)
     names = {os.path.basename(library).split(".so")[0].split("-linux")[0] for library in taken}
-    assert taken and names <= {"libc", "ld", "libframegrab-capture", "libframegrab-hooks"}  # which has dlsym
+    assert taken and names <= {"libc", "libm", "ld", "libframegrab-capture", "libframegrab-hooks"}  # which has dlsym
 
 
 def test_a_host_of_the_library_keeps_its_log_and_its_settings(tmp_path):
