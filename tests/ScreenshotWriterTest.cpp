@@ -31,18 +31,40 @@ constexpr auto LibpngFailed = "An internal libpng failure occured.";
 
 constexpr auto FullDisk = "/dev/full";
 
-std::uint32_t Read32(const std::string& bytes, std::size_t offset)
+std::vector<std::uint32_t> Words(const std::string& bytes, std::size_t from)
 {
-    std::uint32_t value = 0;
-    std::memcpy(&value, bytes.data() + offset, sizeof(value));
-    return value;
+    std::vector<std::uint32_t> words((bytes.size() - from) / 4);
+    std::memcpy(words.data(), bytes.data() + from, words.size() * 4);
+    return words;
 }
 
-std::vector<std::uint8_t> Counting(std::size_t size)
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes Counting(std::size_t size)
 {
-    std::vector<std::uint8_t> bytes(size);
+    Bytes bytes(size);
     std::iota(bytes.begin(), bytes.end(), std::uint8_t{1});
     return bytes;
+}
+
+Bytes Noise(std::size_t size)
+{
+    Bytes noise(size);
+    std::uint32_t seed = 1;
+    std::generate(noise.begin(), noise.end(), [&seed] { return (seed = seed * 1664525 + 1013904223) >> 24; });
+    return noise;
+}
+
+/// @return the first status that is not 0
+std::uint32_t WritePNG(ScreenshotWriter& writer, const std::string& path, std::uint32_t width,
+                       std::uint32_t height, bool rgba, const Bytes& pixels)
+{
+    if (const auto status = writer.CreatePNGFile(path, width, height, rgba)) {
+        return status;
+    }
+    const auto status = writer.WriteImageData(pixels.data(), pixels.size());
+    const auto closed = writer.CloseFile();
+    return status != 0 ? status : closed;
 }
 
 std::size_t OpenDescriptors()
@@ -92,12 +114,8 @@ TEST_F(ScreenshotWriterTest, BMP)
     const std::string bytes = TestSupport::ReadFile(path);
     ASSERT_EQ(bytes.size(), 78U);
     EXPECT_EQ(bytes.substr(0, 2), "BM");
-    const std::vector<std::pair<std::size_t, std::uint32_t>> fields{
-        {2, 78}, {6, 0},  {10, 54}, {14, 40}, {18, 2}, {22, 3}, {26, 1 | 32 << 16},
-        {30, 0}, {34, 0}, {38, 72}, {42, 72}, {46, 0}, {50, 0}};
-    for (const auto& [offset, value] : fields) {
-        EXPECT_EQ(Read32(bytes, offset), value) << "at " << offset;
-    }
+    EXPECT_EQ(Words(bytes.substr(0, 54), 2),
+              (std::vector<std::uint32_t>{78, 0, 54, 40, 2, 3, 1 | 32 << 16, 0, 0, 72, 72, 0, 0}));
     // Another decoder sees the same pixels: bottom row first, B, G, R, A.
     const auto image = TestSupport::LoadImage(path);
     ASSERT_EQ(image.width, 2);
@@ -118,11 +136,7 @@ TEST_F(ScreenshotWriterTest, DDS)
                                         640,          2560, 7}; // the rest of 0 to 72 is 0
     expected.resize(76 / 4);
     expected.insert(expected.end(), {32, 4, Word("DX10"), 0, 0, 0, 0, 0, 0x1000, 0, 0, 0, 0, 28, 3, 0, 6, 0});
-    const std::string bytes = TestSupport::ReadFile(path);
-    ASSERT_EQ(bytes.size(), 148U);
-    std::vector<std::uint32_t> words(bytes.size() / 4);
-    std::memcpy(words.data(), bytes.data(), bytes.size());
-    EXPECT_EQ(words, expected);
+    EXPECT_EQ(Words(TestSupport::ReadFile(path), 0), expected);
 }
 
 /// Both encodings keep every promise of a PNG file.
@@ -139,14 +153,6 @@ INSTANTIATE_TEST_SUITE_P(Encodings, PNGTest,
                              return row.param == ScreenshotWriter::PNGFast ? "Fast" : "Small";
                          });
 
-std::vector<std::uint8_t> Noise(std::size_t size)
-{
-    std::vector<std::uint8_t> noise(size);
-    std::uint32_t seed = 1;
-    std::generate(noise.begin(), noise.end(), [&seed] { return (seed = seed * 1664525 + 1013904223) >> 24; });
-    return noise;
-}
-
 TEST_P(PNGTest, EverySizeOfBothColourTypes)
 {
     // Small ones; rows of megabytes, and a million rows; a grey row that fills the compressor's input to its
@@ -161,9 +167,7 @@ TEST_P(PNGTest, EverySizeOfBothColourTypes)
         for (const std::size_t channels : {4U, 1U}) {
             SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
             const auto pixels = Noise(channels * width * height);
-            ASSERT_EQ(m_writer.CreatePNGFile(path, width, height, channels == 4), 0U);
-            ASSERT_EQ(m_writer.WriteImageData(pixels.data(), pixels.size()), 0U);
-            ASSERT_EQ(m_writer.CloseFile(), 0U);
+            ASSERT_EQ(WritePNG(m_writer, path, width, height, channels == 4, pixels), 0U);
             EXPECT_FALSE(ScreenshotWriter::s_pngFailed);
             // Noise compresses least: the file may exceed the pixels by a hundredth at most.
             const std::size_t raw = pixels.size() + height; // a byte for each row's filter
@@ -184,25 +188,21 @@ TEST_P(PNGTest, EverySizeOfBothColourTypes)
 
 TEST_P(PNGTest, AFailedAllocationIsAFailedFile)
 {
-    const auto pixels = Noise(64);
+    const std::string path = m_folder.File("image.png");
     std::size_t failures = 0;
     for (bool hasFailed = true; hasFailed && failures < 10; failures += hasFailed) {
-        const std::string path = m_folder.File("image.png");
+        ScreenshotWriter writer; // has kept no memory
         std::uint32_t status = 0;
         {
             const TestSupport::FailingAllocation failing(failures);
-            status = m_writer.CreatePNGFile(path, 4, 4, true);
-            if (status == 0) {
-                m_writer.WriteImageData(pixels.data(), pixels.size());
-                m_writer.CloseFile();
-            }
+            status = WritePNG(writer, path, 4, 4, true, Noise(64));
             hasFailed = failing.HasFailed();
         }
-        EXPECT_EQ(status != 0 || ScreenshotWriter::s_pngFailed, hasFailed) << failures;
-        EXPECT_EQ(m_writer.CloseFile(), 9U);
+        EXPECT_EQ(status != 0 || writer.HasPNGFailed(), hasFailed) << failures;
+        EXPECT_EQ(writer.CloseFile(), 9U);
     }
     EXPECT_GE(failures, 2U);
-    EXPECT_EQ(TestSupport::LoadImage(m_folder.File("image.png")).width, 4);
+    EXPECT_EQ(TestSupport::LoadImage(path).width, 4);
 }
 
 TEST_P(PNGTest, HoldsAsManyBytesAsItHasPixels)
@@ -224,27 +224,20 @@ TEST_P(PNGTest, RowsNeverDeliveredAreZero)
 {
     // The memory of an earlier image, which is kept, must neither show nor change how the next is compressed.
     const std::string path = m_folder.File("image.png");
-    const std::string fresh = m_folder.File("fresh.png");
-    const auto write = [](ScreenshotWriter& writer, const std::string& file, std::size_t size) {
-        const auto pixels = Noise(size);
-        ASSERT_EQ(writer.CreatePNGFile(file, 100, 100, true), 0U);
-        EXPECT_EQ(writer.WriteImageData(pixels.data(), size), 0U);
-        writer.ReleaseMemory(); // of files that are done
-        EXPECT_EQ(writer.CloseFile(), 0U);
-    };
-    write(m_writer, path, 40000);
-    write(m_writer, path, 400);
-    ScreenshotWriter writer;
-    write(writer, fresh, 400);
-    EXPECT_TRUE(TestSupport::ReadFile(path) == TestSupport::ReadFile(fresh));
-
+    EXPECT_EQ(WritePNG(m_writer, path, 100, 100, true, Noise(40000)), 0U);
+    EXPECT_EQ(WritePNG(m_writer, path, 100, 100, true, Noise(400)), 0U);
+    const std::string file = TestSupport::ReadFile(path);
     const auto image = TestSupport::LoadImage(path);
     ASSERT_EQ(image.height, 100);
-    EXPECT_NE(image.At(0, 0), TestSupport::Pixel{});
+    EXPECT_EQ(image.At(1, 0), (TestSupport::Pixel{Noise(7)[6], Noise(6)[5], Noise(5)[4], Noise(8)[7]}));
     EXPECT_EQ(std::count(image.pixels.begin() + 100, image.pixels.end(), TestSupport::Pixel{}), 9900);
+
     m_writer.ReleaseMemory();
-    write(m_writer, path, 400);
-    EXPECT_EQ(TestSupport::LoadImage(path).pixels, image.pixels);
+    ASSERT_EQ(m_writer.CreatePNGFile(path, 100, 100, true), 0U);
+    m_writer.ReleaseMemory(); // of files that are done
+    EXPECT_EQ(m_writer.WriteImageData(Noise(400).data(), 400), 0U);
+    EXPECT_EQ(m_writer.CloseFile(), 0U);
+    EXPECT_TRUE(TestSupport::ReadFile(path) == file);
 }
 
 TEST_P(PNGTest, SeveralFilesAreOpenAtOnce)
@@ -287,9 +280,7 @@ TEST_P(PNGTest, ThreadsWriteSideBySide)
         threads.emplace_back([&, path = m_folder.File(std::to_string(thread) + ".png")] {
             for (int i = 0; i < 50; ++i) {
                 ScreenshotWriter writer;
-                failures += writer.CreatePNGFile(path, 32, 32, true) != 0;
-                failures += writer.WriteImageData(pixels.data(), pixels.size()) != 0;
-                failures += writer.CloseFile() != 0 || writer.HasPNGFailed();
+                failures += WritePNG(writer, path, 32, 32, true, pixels) != 0 || writer.HasPNGFailed();
             }
         });
     }
@@ -367,10 +358,7 @@ TEST_F(ScreenshotWriterTest, FailsToCreate)
     }
     EXPECT_FALSE(std::filesystem::exists(other));
     // And the writer is as good as new.
-    ASSERT_EQ(m_writer.CreatePNGFile(file, 1, 1, true), 0U);
-    const auto pixel = Counting(4);
-    EXPECT_EQ(m_writer.WriteImageData(pixel.data(), 4), 0U);
-    EXPECT_EQ(m_writer.CloseFile(), 0U);
+    ASSERT_EQ(WritePNG(m_writer, file, 1, 1, true, Counting(4)), 0U);
     EXPECT_EQ(TestSupport::LoadImage(file).At(0, 0), (TestSupport::Pixel{3, 2, 1, 4}));
 }
 
@@ -389,14 +377,11 @@ TEST_F(ScreenshotWriterTest, TheCallThatMeetsAFullDiskTells)
 
 TEST_P(PNGTest, AFullDiskIsNotASuccess)
 {
-    const TestSupport::FileSizeLimit limit(40); // signature and IDHR are 33
+    const TestSupport::FileSizeLimit limit(40); // signature and IHDR are 33
     const std::string path = m_folder.File("image.png");
     for (const std::uint32_t side : {512U, 1U}) {
         TestSupport::ClearLog();
-        const auto noise = Noise(std::size_t{4} * side * side);
-        ASSERT_EQ(m_writer.CreatePNGFile(path, side, side, true), 0U);
-        EXPECT_EQ(m_writer.WriteImageData(noise.data(), noise.size()), 0U);
-        EXPECT_EQ(m_writer.CloseFile(), 1U);
+        EXPECT_EQ(WritePNG(m_writer, path, side, side, true, Noise(std::size_t{4} * side * side)), 1U);
         EXPECT_TRUE(m_writer.HasPNGFailed());
         EXPECT_THAT(TestSupport::LogTexts(),
                     ElementsAre(path + " cannot be written: File too large", LibpngFailed));
@@ -445,24 +430,14 @@ TEST_F(ScreenshotWriterTest, ClosesTheFileThatIsStillOpen)
     const std::string first = m_folder.File("first.png");
     {
         ScreenshotWriter writer;
-        ASSERT_EQ(writer.CreatePNGFile(first, 1, 1, true), 0U);
+        ASSERT_EQ(writer.OpenFile(first), 0U);
+        ASSERT_EQ(writer.WritePNGHeader(1, 1, true), 0U);
+        EXPECT_EQ(writer.WritePNGHeader(2, 2, true), 1U) << "a second one";
         ASSERT_EQ(writer.CreateBMPFile(m_folder.File("second.bmp"), 1, 1), 0U);
         EXPECT_EQ(TestSupport::LoadImage(first).width, 1);
+        writer.FinalizePNG(); // must not write to the file that is closed
     }
     EXPECT_EQ(OpenDescriptors(), descriptors);
-}
-
-TEST_F(ScreenshotWriterTest, AHeaderOfTheCallersOwnIsReleasedWithItsFile)
-{
-    const std::string path = m_folder.File("image.png");
-    ASSERT_EQ(m_writer.OpenFile(path), 0U);
-    ASSERT_EQ(m_writer.WritePNGHeader(1, 1, true), 0U);
-    EXPECT_EQ(m_writer.WritePNGHeader(2, 2, true), 1U) << "a second one";
-    EXPECT_EQ(m_writer.CloseFile(), 0U);
-    EXPECT_EQ(TestSupport::LoadImage(path).width, 1);
-    m_writer.FinalizePNG(); // must not write to the file that is closed
-    ASSERT_EQ(m_writer.CreatePNGFile(path, 1, 1, true), 0U);
-    EXPECT_EQ(m_writer.CloseFile(), 0U);
 }
 
 volatile std::sig_atomic_t s_crashReports = 0;

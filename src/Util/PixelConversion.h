@@ -1,9 +1,13 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
 namespace Util {
+
+/// Pixels are handled as words whose lowest byte is the first in memory.
+static_assert(std::endian::native == std::endian::little);
 
 /// Turns a pixel of R, G, B, A, as a little-endian word, into B, G, R, A, or back. Loops over it are
 /// vectorised, unlike those that swap bytes in memory.

@@ -174,7 +174,7 @@ std::uint32_t ScreenshotWriter::WriteBMPHeader(std::uint32_t width, std::uint32_
     constexpr std::uint32_t FileHeaderSize = 14;
     constexpr std::uint32_t InfoHeaderSize = 40;
     constexpr std::uint32_t PixelOffset = FileHeaderSize + InfoHeaderSize;
-    constexpr std::uint32_t PixelsPerMetre = 72;
+    constexpr std::uint32_t PixelsPerMetre = 72; // not the 2835 of 72 dpi: what readers of these files expect
 
     Header<FileHeaderSize> file;
     file.Put16('B' | 'M' << 8);
@@ -216,7 +216,7 @@ std::uint32_t ScreenshotWriter::WriteDDSHeader(std::uint32_t width, std::uint32_
     header.Put32(height);
     header.Put32(width);
     header.Put32(pitch);
-    header.Put32(depth);
+    header.Put32(depth);         // readers expect it, though no flag announces it
     header.PutZeros(4 + 11 * 4); // mipmap count, reserved
     header.Put32(PixelFormatSize);
     header.Put32(PixelFormatFourCC);

@@ -45,7 +45,7 @@ public:
         FormatBMP = 1,     ///< 32 bits a pixel
         FormatPNG = 2,     ///< 8-bit RGBA
         FormatDDS = 3,     ///< with the DX10 header
-        FormatPNGGray = 5, ///< 8-bit greyscale; 4 is reserved
+        FormatPNGGray = 5, ///< 8-bit greyscale; 4 is a kind that hosts know and nothing here writes
     };
 
     /// @name Encoding of PNG files, under this class's name for it

@@ -29,6 +29,7 @@ std::atomic<bool> s_abortIsUnlogged{false};
 
 void LogPngFailure()
 {
+    // Spelled as hosts match it.
     UTIL_LOG(Core::Log::LevelError, "An internal libpng failure occured.");
 }
 
