@@ -121,18 +121,29 @@ TEST_F(CaptureTest, AttachmentsOfDifferentSizesAndDeletedNames)
 TEST_F(CaptureTest, ReadsWhatIsBoundForDrawing)
 {
     const GLContext context({.width = Width, .height = Height});
-    NewFramebuffer();
-    Texture2D(GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
-    glClearColor(0.2F, 0.4F, 0.6F, 0.8F);
-    glClear(GL_COLOR_BUFFER_BIT);
-    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
-    DrawQuadrants(Width, Height);
-    const GLState before = GLState::Now();
-    EXPECT_EQ(Take(AllBuffers), 0U);
-    EXPECT_EQ(GLState::Now().ChangesSince(before), "");
-    EXPECT_EQ(Compare("shot.png", Width, Height, QuadrantsAs(Kind::Color)), "");
-    EXPECT_EQ(Compare("shot_depth.png", Width, Height, QuadrantsAs(Kind::Depth)), "");
-    EXPECT_EQ(Compare("shot_stencil.png", Width, Height, QuadrantsAs(Kind::Stencil)), "");
+    for (const bool isWindow : {true, false}) {
+        SCOPED_TRACE(isWindow ? "window surface" : "framebuffer object");
+        if (!isWindow) {
+            NewFramebuffer();
+            Texture2D(GL_RGBA8, 0).attach(GL_COLOR_ATTACHMENT0);
+            Texture2D(GL_DEPTH24_STENCIL8, 0).attach(GL_DEPTH_STENCIL_ATTACHMENT);
+        }
+        DrawQuadrants(Width, Height);
+        GLuint other = 0;
+        glGenFramebuffers(1, &other);
+        glBindFramebuffer(GL_READ_FRAMEBUFFER, other);
+        const GLState before = GLState::Now();
+        EXPECT_EQ(Take(AllBuffers), 0U);
+        const std::array files{isWindow ? "shot.png" : "shot_color0.png", "shot_depth.png",
+                               "shot_stencil.png"};
+        for (const Kind kind : AllKinds) {
+            const auto expected = QuadrantsAs(kind);
+            EXPECT_EQ(Compare(files.at(static_cast<std::size_t>(kind)), Width, Height, expected), "");
+            EXPECT_EQ(Thumbnail(kind, Width / 2, Height / 2), 0U);
+            EXPECT_EQ(Compare("shot.png", Width / 2, Height / 2, expected, kind == Kind::Color ? 1 : 0), "");
+        }
+        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    }
 }
 
 TEST_F(CaptureTest, AReadThatGLRefusesIsKeptFromTheApplication)
