@@ -222,7 +222,7 @@ def test_threads_may_swap_at_the_same_time(tmp_path, option):
         ("-targets -frames 2",
          "clear:ff0000ff swap surface:2 swap bind:1 clear:ff0000ff bind:0 surface:1 bind:1 clear:00ff00ff bind:0 "
          "surface:3 bind:1 clear:0000ffff bind:0 surface:1 swap", 0,
-         {"2-w2_target01_color0": RED, "2_target01_color0": GREEN, "2_target02_color0": BLUE, "2": RED}),
+         {"2-w2_target001_color0": RED, "2_target001_color0": GREEN, "2_target002_color0": BLUE, "2": RED}),
 })
 def test_windows(tmp_path, options, steps, status, files):
     outcome = grab(tmp_path, options, f"context {steps}")
@@ -286,17 +286,17 @@ def test_says_that_glx_is_not_captured(display, tmp_path):
 def test_captures_a_target_when_the_program_is_done_with_it(tmp_path, steps, targets):
     outcome = grab(tmp_path, "-targets", f"context {steps} swap")
     assert outcome.status == 0, outcome.errors
-    files = [f"frame000001_target0{i + 1}_color0.png" for i in range(len(targets))]
+    files = [f"frame000001_target00{i + 1}_color0.png" for i in range(len(targets))]
     assert pictures(tmp_path) == ["frame000001.png", *files]
     assert [colors(tmp_path / name) for name in files] == [{color} for color in targets]
     assert all(f"{name}  " in outcome.said for name in files)
 
 
 @cases("buffers, suffixes", {
-    "colours, with a gap between": ("color", {"target01_color0": RED, "target01_color2": RED,
-                                              "target02_color0": BLUE}),
-    "depth and stencil": ("depth,stencil", {"target01_depth": DEPTH, "target01_stencil": STENCIL,
-                                            "target02_depth": DEPTH, "target02_stencil": STENCIL,
+    "colours, with a gap between": ("color", {"target001_color0": RED, "target001_color2": RED,
+                                              "target002_color0": BLUE}),
+    "depth and stencil": ("depth,stencil", {"target001_depth": DEPTH, "target001_stencil": STENCIL,
+                                            "target002_depth": DEPTH, "target002_stencil": STENCIL,
                                             "depth": DEPTH, "stencil": STENCIL}),
 })
 def test_captures_the_buffers_of_targets_that_were_asked_for(tmp_path, buffers, suffixes):
@@ -304,6 +304,16 @@ def test_captures_the_buffers_of_targets_that_were_asked_for(tmp_path, buffers, 
     assert grab(tmp_path, f"-targets -buffers {buffers}", steps).status == 0
     found = {name: colors(tmp_path / name) for name in pictures(tmp_path) if name != "frame000001.png"}
     assert found == {f"frame000001_{suffix}.png": {color} for suffix, color in suffixes.items()}
+
+
+def test_captures_so_many_targets_of_a_frame_and_no_more(tmp_path):
+    frame = 4 * " bind:1 clear:ff0000ff bind:0" + " swap"
+    outcome = grab(tmp_path, "-targets -max-targets 2 -frames 1-2", f"context {frame} {frame}")
+    assert outcome.status == 1
+    assert outcome.said.count("frame 1 has more than 2 framebuffer objects: ") == 1
+    assert "not captured whole: frames 1-2\n" in outcome.said
+    assert [name for name in pictures(tmp_path) if "target" in name] == [
+        f"frame00000{frame}_target00{target}_color0.png" for frame in "12" for target in "12"]
 
 
 def test_leaves_the_programs_state_where_it_captures_a_target(tmp_path):
@@ -315,7 +325,7 @@ def test_leaves_the_programs_state_where_it_captures_a_target(tmp_path):
     assert captured.status == 0, captured.errors
     assert captured.output == ("draw 2 read 1 pack 0 error 1280\n" + 2 * "draw 2 read 1 pack 0 error 0\n")
     assert captured.output == plain.output
-    assert colors(tmp_path / "frame000001_target02_color0.png") == {GREEN}
+    assert colors(tmp_path / "frame000001_target002_color0.png") == {GREEN}
 
 
 # -- Thumbnails and the contact sheet -----------------------------------------------------------------------
@@ -347,11 +357,11 @@ def test_thumbnails_show_what_the_pictures_show(tmp_path, options, width, height
     "every frame": ("-frames 2-4", "swap:4", ["color"], [["frame000002"], ["frame000003"], ["frame000004"]]),
     "framebuffer objects with thumbnails":
         ("-targets -thumbnail 8x8 -buffers color,depth", "bind:1 clear:ff0000ff bind:0 swap",
-         ["target01_color0", "target01_depth", "color", "depth"],
-         [["frame000001_target01_color0", "frame000001_target01_depth", "frame000001", "frame000001_depth"]]),
+         ["target001_color0", "target001_depth", "color", "depth"],
+         [["frame000001_target001_color0", "frame000001_target001_depth", "frame000001", "frame000001_depth"]]),
     "columns in the order of drawing": ("-targets -frames 1-2", "swap bind:1 clear:ff0000ff bind:0 swap",
-                                        ["target01_color0", "color"],
-                                        [["frame000001"], ["frame000002_target01_color0", "frame000002"]]),
+                                        ["target001_color0", "color"],
+                                        [["frame000001"], ["frame000002_target001_color0", "frame000002"]]),
 })
 def test_contact_sheet_shows_every_frame(tmp_path, options, steps, headings, rows):
     grab(tmp_path, options, f"context {steps}")

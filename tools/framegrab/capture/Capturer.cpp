@@ -181,7 +181,7 @@ bool Capturer::IsWanted(const CountedSurface& surface, std::uint64_t frame) cons
 /// Of the frame that is being drawn.
 bool Capturer::AreTargetsWanted(const CountedSurface& surface) const
 {
-    return IsWanted(surface, surface.swaps + 1);
+    return IsWanted(surface, surface.swaps + 1) && surface.targets <= m_connection->GetSettings().maxTargets;
 }
 
 /// Whether a frame asked for, which was just dealt with, is the one that the user waits for.
@@ -284,6 +284,13 @@ bool Capturer::CaptureTarget(const Driver& driver, CountedSurface& surface, GLen
     // Counted whether or not it has what was asked for: its number is the same whatever that is.
     const std::uint32_t target = ++surface.targets;
     const std::uint64_t frame = surface.swaps + 1;
+    const std::uint32_t most = m_connection->GetSettings().maxTargets;
+    if (target > most) {
+        // All that a program draws which never swaps is drawn for its first frame.
+        SayOnce(Name(surface, frame) + " has more than " + std::to_string(most) +
+                " framebuffer objects: the rest is not captured; -max-targets allows more");
+        return false;
+    }
     const Stopwatch stopwatch(Name(surface, frame) + ", target " + std::to_string(target));
     const KeptErrors errors(takenError);
     const TargetRead read;

@@ -39,7 +39,7 @@ constexpr std::array Sections{
         "frame000060_depth_thumbnail.png and so on; those of a second process of the program that shows "
         "frames are called frame000060-p2.png and so on. The page index.html shows them all.\n"
         "With -targets, those of the buffers that a framebuffer object has: "
-        "frame000060_target01_color0.png, _color1, _depth, _stencil; 01 is the first that was drawn into "
+        "frame000060_target001_color0.png, _color1, _depth, _stencil; 001 is the first that was drawn into "
         "and left. Left means: another one was bound, an attachment replaced or deleted, the contents "
         "invalidated, or the frame shown; one that is drawn into again has another number. Integer colors "
         "are not captured, which is no failure."},

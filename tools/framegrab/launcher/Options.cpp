@@ -135,6 +135,13 @@ bool ReadWindows(const std::string& value, Options& options, std::string& error)
     return true;
 }
 
+bool ReadMaxTargets(const std::string& value, Options& options, std::string& error)
+{
+    // The names of files have three digits for them.
+    error = "\"" + value + "\" is not a number from 1 to 999";
+    return ReadNumber(value, 1, 999, options.settings.maxTargets);
+}
+
 bool ReadThumbnail(const std::string& value, Options& options, std::string& error)
 {
     constexpr std::uint32_t Largest = 16384;
@@ -253,6 +260,10 @@ constexpr std::array Table{
               .help = "also what the program draws into framebuffer objects, when it is done with each "
                       "(default: only what it shows)",
               .read = &Set<&Options::settings, &Settings::targets>},
+    OptionRow{.name = "max-targets",
+              .value = "N",
+              .help = "how many of these to capture of one frame: 1 to 999 (default: 200)",
+              .read = &ReadMaxTargets},
     OptionRow{.name = "format",
               .value = "png|bmp",
               .help = "kind of the picture files (default: png)",

@@ -36,7 +36,7 @@ std::string BufferName(const Picture& picture)
 
 std::string ImageName(const Picture& picture)
 {
-    return (picture.target != 0 ? "target" + Padded(picture.target, 2) + "_" : "") + BufferName(picture);
+    return (picture.target != 0 ? "target" + Padded(picture.target, 3) + "_" : "") + BufferName(picture);
 }
 
 std::string FileStem(const Picture& picture)

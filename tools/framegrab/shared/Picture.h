@@ -114,7 +114,7 @@ static_assert(std::is_trivially_copyable_v<Picture>);
 ///         second process, "frame000060-w2" of the second surface
 std::string FrameName(const Picture& picture);
 
-/// @return which of its frame's pictures this is: "color", "depth", "target01_color0"; a thumbnail is the
+/// @return which of its frame's pictures this is: "color", "depth", "target001_color0"; a thumbnail is the
 ///         same one
 std::string ImageName(const Picture& picture);
 

@@ -19,9 +19,10 @@ struct Settings
     std::vector<Buffer> buffers;        ///< in the order in which to take them
     std::uint32_t thumbnailWidth = 0;   ///< of the box that thumbnails fit, in pixels; 0: none are wanted
     std::uint32_t thumbnailHeight = 0;
-    bool thumbnailOnly = false; ///< without the full-size pictures
-    bool quit = false;          ///< the program is ended after the last frame
-    bool targets = false;       ///< framebuffer objects too; the launcher chooses the hooks by it
+    bool thumbnailOnly = false;     ///< without the full-size pictures
+    bool quit = false;              ///< the program is ended after the last frame
+    bool targets = false;           ///< framebuffer objects too; the launcher chooses the hooks by it
+    std::uint32_t maxTargets = 200; ///< of one frame
     LogSettings log;
 
     /// Shows every setting to a visitor that writes or reads them.
@@ -36,6 +37,7 @@ struct Settings
         visit(settings.thumbnailOnly);
         visit(settings.quit);
         visit(settings.targets);
+        visit(settings.maxTargets);
         visit(settings.log.level);
         visit(settings.log.zones);
         visit(settings.log.pipes);
