@@ -281,8 +281,8 @@ TEST_F(ValuesTest, EveryFixedPointDepth)
         if (row.bits == 16) {
             texels = BytesOf(std::vector<std::uint16_t>(depths.begin(), depths.end()));
         } else if (row.bits == 24) {
-            // With a stencil in the lower digits, or as a fraction of 32 bits, a little above: drivers round it, or
-            // cut it off.
+            // With a stencil in the lower digits, or as a fraction of 32 bits, a little above: some drivers
+            // round it, others cut it off.
             for (std::uint32_t& depth : depths) {
                 const std::uint64_t n = depth;
                 depth = static_cast<std::uint32_t>(

@@ -61,11 +61,6 @@ void FillOpaqueBlack(std::uint8_t* pixels, Size size)
     }
 }
 
-const char* NameOf(Component component)
-{
-    return component == Component::Stencil ? "stencil" : "depth";
-}
-
 } // namespace
 
 ImageLayout CopyLayoutOf(Component component, const Attachment& image)
@@ -87,6 +82,8 @@ ImageLayout CopyLayoutOf(Component component, const Attachment& image)
 
 bool CanReadDepthStencil()
 {
+    // The first list is what hosts know to be needed, a few of them called no more; the second is what has
+    // come since.
     return HasEntryPoints(
                GL::GetIntegerv, GL::BindBuffer, GL::GenTextures, GL::BindTexture, GL::TexParameteri,
                GL::TexImage2D, GL::FramebufferTexture2D, GL::BindFramebuffer, GL::GenFramebuffers,
@@ -103,8 +100,8 @@ bool CanReadDepthStencil()
                           GL::ResumeTransformFeedback, GL::StencilMaskSeparate);
 }
 
-bool ReadDepthStencil(Component component, Size sourceSize, Size outputSize, const ImageLayout& copy,
-                      std::uint8_t* pixels)
+const char* ReadDepthStencil(Component component, Size sourceSize, Size outputSize, const ImageLayout& copy,
+                             std::uint8_t* pixels)
 {
     // In this order: the application's bindings are back before the objects that took their place are
     // deleted.
@@ -127,10 +124,17 @@ bool ReadDepthStencil(Component component, Size sourceSize, Size outputSize, con
     }
     if (reason) {
         FillOpaqueBlack(pixels, outputSize);
-        UTIL_LOG(Core::Log::LevelWarning, "The picture of the %s buffer is black: %s", NameOf(component),
-                 reason);
     }
-    return !reason;
+    return reason;
+}
+
+void ShowDepthStencil(Component component, Size sourceSize, Size outputSize, const ImageLayout& copy,
+                      std::uint8_t* pixels)
+{
+    if (const char* const reason = ReadDepthStencil(component, sourceSize, outputSize, copy, pixels)) {
+        UTIL_LOG(Core::Log::LevelWarning, "The picture of the %s buffer is black: %s",
+                 component == Component::Stencil ? "stencil" : "depth", reason);
+    }
 }
 
 } // namespace Util

@@ -2,7 +2,6 @@
 
 #include "Util/GLDepthStencilCopy.h"
 #include "Util/GLDispatch.h"
-#include "Util/Logging.h"
 #include "Util/PixelBuffer.h"
 
 #include <algorithm>
@@ -109,23 +108,25 @@ bool ReadDepth(const DepthReading& reading, Size size, std::uint8_t* values)
 bool ReadSampledDepth(const DepthBuffer& buffer, std::uint8_t* values)
 {
     // Four components can always be read, of which one counts.
+    const bool isOneOffered = GetInteger(GL_IMPLEMENTATION_COLOR_READ_FORMAT) == GL_RED_INTEGER &&
+                              GetInteger(GL_IMPLEMENTATION_COLOR_READ_TYPE) == GL_UNSIGNED_INT;
+    const GLenum format = isOneOffered ? GL_RED_INTEGER : GL_RGBA_INTEGER;
+    const std::size_t pitch = isOneOffered ? 4 : 16;
     const auto columns = static_cast<std::uint32_t>(buffer.size.width);
     const auto rows = static_cast<std::uint32_t>(buffer.size.height);
-    constexpr std::size_t Pitch = 16;
-    const PixelBuffer raw = AllocatePixels(columns, rows, Pitch);
+    const PixelBuffer raw = AllocatePixels(columns, rows, pitch);
     if (raw) {
-        GL::ReadPixels(0, 0, buffer.size.width, buffer.size.height, GL_RGBA_INTEGER, GL_UNSIGNED_INT,
-                       raw.get());
+        GL::ReadPixels(0, 0, buffer.size.width, buffer.size.height, format, GL_UNSIGNED_INT, raw.get());
     }
     if (!raw || TakeError() != GL_NO_ERROR) {
         return false;
     }
-    const float most =
-        buffer.isFloat || buffer.bits > 16 ? 0.0F : static_cast<float>((1U << buffer.bits) - 1);
+    const bool canTellFraction = !buffer.isFloat && buffer.bits <= 16;
+    const float most = canTellFraction ? static_cast<float>((1U << buffer.bits) - 1) : 1.0F;
     for (std::size_t i = 0; i < std::size_t{columns} * rows; ++i) {
         float value = 0.0F;
-        std::memcpy(&value, raw.get() + i * Pitch, sizeof(value));
-        if (most > 0.0F) {
+        std::memcpy(&value, raw.get() + i * pitch, sizeof(value));
+        if (canTellFraction) {
             value = Normalized(static_cast<std::uint32_t>(std::lround(value * most)), buffer.bits);
         }
         std::memcpy(values + i * sizeof(value), &value, sizeof(value));
@@ -133,36 +134,37 @@ bool ReadSampledDepth(const DepthBuffer& buffer, std::uint8_t* values)
     return true;
 }
 
-/// @return why the values could not be read; null where they were
-const char* TryDepthValues(const DepthBuffer& buffer, std::uint8_t* values, bool& isExact)
+DepthResult TryDepthValues(const DepthBuffer& buffer, std::uint8_t* values)
 {
     TemporaryObjects objects;
     const NeutralState state;
     const DepthReading* const reading = FindDepthReading(buffer);
-    isExact = !buffer.isMultisampled;
-    if (reading && !buffer.isMultisampled) {
+    const bool isWhole = !buffer.isMultisampled;
+    if (reading && isWhole) {
         GL::BindFramebuffer(GL_READ_FRAMEBUFFER, state.Source());
-        const SelectedReadBuffer selected(DefaultReadBuffer(state.Source())); // a driver asks for one
+        const SelectedReadBuffer selected(DefaultReadBuffer(state.Source())); // some drivers ask for one
         if (ReadDepth(*reading, buffer.size, values)) {
-            return nullptr;
+            return {nullptr, true};
         }
     }
     if (CopySource(objects, state.Source(), buffer.copy, buffer.size, Component::Depth) != GL_NO_ERROR) {
-        return "the driver refused to copy it";
+        return {"the driver refused to copy them", false};
     }
     GL::BindFramebuffer(GL_FRAMEBUFFER, objects.framebuffer);
     if (reading && reading->isPacked) {
         GL::FramebufferTexture2D(GL_FRAMEBUFFER, GL_STENCIL_ATTACHMENT, GL_TEXTURE_2D, objects.copy, 0);
     }
     if (reading && ReadDepth(*reading, buffer.size, values)) {
-        return nullptr;
+        return {nullptr, isWhole};
     }
-    isExact = isExact && !buffer.isFloat && buffer.bits <= 16;
     constexpr ImageLayout Bits{GL_R32UI, GL_RED_INTEGER, GL_UNSIGNED_INT};
     if (const char* const reason = DrawCopy(objects, state, DepthValueShaders, Bits, buffer.size)) {
-        return reason;
+        return {reason, false};
     }
-    return ReadSampledDepth(buffer, values) ? nullptr : "the driver refused to draw or to read it";
+    if (!ReadSampledDepth(buffer, values)) {
+        return {"the driver refused to draw or to read them", false};
+    }
+    return {nullptr, isWhole && !buffer.isFloat && buffer.bits <= 16};
 }
 
 } // namespace
@@ -170,12 +172,7 @@ const char* TryDepthValues(const DepthBuffer& buffer, std::uint8_t* values, bool
 DepthResult ReadDepthValues(const DepthBuffer& buffer, std::uint8_t* values)
 {
     const QuietErrors quiet;
-    bool isExact = true;
-    if (const char* const reason = TryDepthValues(buffer, values, isExact)) {
-        UTIL_LOG(Core::Log::LevelWarning, "The values of the depth buffer are not to be had: %s", reason);
-        return DepthResult::Refused;
-    }
-    return isExact ? DepthResult::Exact : DepthResult::Inexact;
+    return TryDepthValues(buffer, values);
 }
 
 } // namespace Util

@@ -170,7 +170,7 @@ std::uint32_t ReadDepthStencilBuffer(ImageSink& sink, const std::string& fileNam
     if (!picture.HasMemory()) {
         return StatusFailure;
     }
-    ReadDepthStencil(isStencil ? Component::Stencil : Component::Depth, size, size, copy, picture.Pixels());
+    ShowDepthStencil(isStencil ? Component::Stencil : Component::Depth, size, size, copy, picture.Pixels());
     return picture.HandOver(fileName);
 }
 

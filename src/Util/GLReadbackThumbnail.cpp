@@ -244,7 +244,7 @@ std::uint32_t ReadThumbnailOf(Component component, ImageSink& sink, const std::s
     if (!picture.HasMemory()) {
         return StatusFailure;
     }
-    ReadDepthStencil(component, source, size, CopyLayoutOf(component, image), picture.Pixels());
+    ShowDepthStencil(component, source, size, CopyLayoutOf(component, image), picture.Pixels());
     return picture.HandOver(fileName);
 }
 

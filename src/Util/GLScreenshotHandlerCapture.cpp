@@ -79,7 +79,7 @@ std::int32_t GLScreenshotHandler::GetDepthStencilBuffer(std::uint32_t srcWidth, 
     const auto size = [](std::uint32_t width, std::uint32_t height) {
         return Size{static_cast<GLsizei>(width), static_cast<GLsizei>(height)};
     };
-    ReadDepthStencil(stencil ? Component::Stencil : Component::Depth, size(srcWidth, srcHeight),
+    ShowDepthStencil(stencil ? Component::Stencil : Component::Depth, size(srcWidth, srcHeight),
                      size(dstWidth, dstHeight), {internalFormat, format, type}, pixels);
     return StatusSuccess;
 }

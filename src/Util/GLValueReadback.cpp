@@ -73,7 +73,8 @@ void ToHalf(const std::uint8_t* component, std::uint32_t /*bits*/, std::uint8_t*
 void ToFraction(const std::uint8_t* component, std::uint32_t bits, std::uint8_t* value)
 {
     const std::uint32_t most = bits == 0 ? 255 : (1U << bits) - 1;
-    Store(static_cast<float>((*component * most + 127) / 255) / static_cast<float>(most), value);
+    const std::uint32_t n = (*component * most + 127) / 255;
+    Store(static_cast<float>(n) / static_cast<float>(most), value);
 }
 
 /// Turns a fraction that a driver has made of a signed n of so many bits into the one nearest to it.
@@ -177,10 +178,11 @@ CapturedValues Announce(const Buffer& buffer, const std::string& fileName, Value
     return values;
 }
 
-void LogRefusal(const std::string& fileName)
+/// @return the status of what cannot be read
+std::uint32_t Refuse(const std::string& fileName, const char* reason)
 {
-    UTIL_LOG(Core::Log::LevelWarning, "The values of %s are not to be had: the driver refused to read them",
-             fileName.c_str());
+    UTIL_LOG(Core::Log::LevelWarning, "The values of %s are not to be had: %s", fileName.c_str(), reason);
+    return StatusFailure;
 }
 
 bool ReadAndConvert(const ColorReading& reading, const Buffer& buffer, const SinkMemory& memory)
@@ -219,8 +221,7 @@ std::uint32_t ReadColor(ValueSink& sink, const std::string& fileName, const Buff
         return StatusFailure;
     }
     if (!ReadAndConvert(reading, buffer, memory)) {
-        LogRefusal(fileName);
-        return StatusFailure;
+        return Refuse(fileName, "the driver refused to read them");
     }
     values.values = memory.Bytes().data();
     return sink.Take(values);
@@ -239,8 +240,7 @@ std::uint32_t ReadCopiedColor(ValueSink& sink, const std::string& fileName, cons
     const SavedBindings saved;
     const Size size{buffer.image.width, buffer.image.height};
     if (copy.CopyFrom(saved.DrawFramebuffer(), buffer.point, size, layout, size, GL_NEAREST) != GL_NO_ERROR) {
-        LogRefusal(fileName);
-        return StatusFailure;
+        return Refuse(fileName, "the driver refused to copy them");
     }
     GL::BindFramebuffer(GL_READ_FRAMEBUFFER, copy.Framebuffer());
     return ReadColor(sink, fileName, buffer, GL_COLOR_ATTACHMENT0);
@@ -260,11 +260,10 @@ std::uint32_t ReadDepth(ValueSink& sink, const std::string& fileName, const Buff
                             .isMultisampled = buffer.samples > 0,
                             .copy = CopyLayoutOf(Component::Depth, buffer.image)};
     const DepthResult result = ReadDepthValues(depth, memory.Bytes().data());
-    if (result == DepthResult::Refused) {
-        LogRefusal(fileName);
-        return StatusFailure;
+    if (result.refusal) {
+        return Refuse(fileName, result.refusal);
     }
-    values.isExact = result == DepthResult::Exact;
+    values.isExact = result.isExact;
     values.values = memory.Bytes().data();
     return sink.Take(values);
 }
@@ -279,9 +278,9 @@ std::uint32_t ReadStencil(ValueSink& sink, const std::string& fileName, const Bu
         return StatusFailure;
     }
     const Size size{buffer.image.width, buffer.image.height};
-    if (!ReadDepthStencil(Component::Stencil, size, size, CopyLayoutOf(Component::Stencil, buffer.image),
-                          grey.get())) {
-        return StatusFailure;
+    if (const char* const reason = ReadDepthStencil(
+            Component::Stencil, size, size, CopyLayoutOf(Component::Stencil, buffer.image), grey.get())) {
+        return Refuse(fileName, reason);
     }
     for (std::size_t i = 0; i < memory.Bytes().size(); ++i) {
         memory.Bytes()[i] = grey[i * GreyPitch];
@@ -292,7 +291,8 @@ std::uint32_t ReadStencil(ValueSink& sink, const std::string& fileName, const Bu
 
 bool CanReadValues()
 {
-    return CanReadDepthStencil() && HasEntryPoints(GL::GetFramebufferAttachmentParameteriv);
+    return CanReadDepthStencil() &&
+           HasEntryPoints(GL::ClearBufferuiv, GL::GetFramebufferAttachmentParameteriv);
 }
 
 } // namespace
