@@ -121,14 +121,7 @@ TEST_F(ContextTest, WithoutErrorReportsATextureIsNotFoundByTrial)
         {Texture2D(GL_RGBA8, 0), true, false}, {Layer(GL_TEXTURE_3D, GL_RGBA8, 1), true, false},
     };
     const GLContext context({.width = 8, .height = 8});
-    const ReplacedEntry error(Util::GL::GetError, [] { return GLenum{GL_NO_ERROR}; });
-    const ReplacedEntry flags(Util::GL::GetIntegerv, [](GLenum name, GLint* value) {
-        if (name == GL_CONTEXT_FLAGS) {
-            *value = GL_CONTEXT_FLAG_NO_ERROR_BIT_KHR;
-        } else {
-            glGetIntegerv(name, value);
-        }
-    });
+    const NoErrorReports none;
     for (const Row& row : rows) {
         SCOPED_TRACE(row.source.name + (row.isUnbound ? ", not bound" : ", bound to another unit"));
         NewFramebuffer();

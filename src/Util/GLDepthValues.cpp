@@ -65,8 +65,8 @@ float Normalized(std::uint32_t n, GLuint bits)
         return static_cast<float>(static_cast<double>(n) /
                                   static_cast<double>((std::uint64_t{1} << bits) - 1));
     }
-    // n / (2^32 - 1) has the digits of n over and over behind the point; the last bit stands for the rest.
-    const std::uint64_t digits = std::uint64_t{n} << 32 | n | (n != 0 ? 1 : 0);
+    // n / (2^32 - 1) has the digits of n over and over behind the point: twice are enough to round it right.
+    const std::uint64_t digits = std::uint64_t{n} << 32 | n;
     return std::ldexp(static_cast<float>(digits), -64);
 }
 

@@ -5,9 +5,11 @@
 #include "support/Quadrants.h"
 #include "support/RecordingLog.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestDispatch.h"
 
 #include <GLES3/gl32.h>
 #include <gtest/gtest.h>
+#include <GLES2/gl2ext.h>
 
 #include <filesystem>
 #include <set>
@@ -21,6 +23,22 @@ inline constexpr std::array<Pixel, 4> AllBlack{Black, Black, Black, Black};
 constexpr GLbitfield AllBuffers = GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT;
 
 using FileNames = std::set<std::string>;
+
+/// Makes the context look like one of `GL_KHR_no_error`.
+class NoErrorReports
+{
+    template <std::size_t Position, typename... Signature>
+    using Entry = ReplacedEntry<&Core::KHRLayer::GLESProc, Position, Signature...>;
+
+    Entry<60, GLenum> m_error{Util::GL::GetError, [] { return GLenum{GL_NO_ERROR}; }};
+    Entry<63, void, GLenum, GLint*> m_flags{Util::GL::GetIntegerv, [](GLenum name, GLint* value) {
+                                                if (name == GL_CONTEXT_FLAGS) {
+                                                    *value = GL_CONTEXT_FLAG_NO_ERROR_BIT_KHR;
+                                                } else {
+                                                    glGetIntegerv(name, value);
+                                                }
+                                            }};
+};
 
 /// A folder for the files of captures, and an empty log.
 class CaptureFixture : public testing::Test
