@@ -30,6 +30,9 @@ constexpr Section Description{
     "are shown. Needs a context of OpenGL ES 3.0 or later, which many a driver gives to programs that ask "
     "for "
     "2.0; framebuffer objects need 3.1. What a program shows through GLX instead of EGL is not seen.\n"
+    "Pictures are read in the program and written by framegrab, which waits for the last of them when the "
+    "program has ended; interrupt it twice to give them up. A program whose framegrab is killed goes on, "
+    "uncaptured.\n"
     "An option begins with one dash or two; its value follows = or is the next word."};
 
 constexpr std::array Sections{

@@ -1,0 +1,31 @@
+// Stands in for the capture library: reads each frame into memory used before, and does nothing with it. What a
+// program keeps of its frame rate then is the most that any capture can leave.
+
+#include "shared/CaptureInterface.h"
+
+#include <dlfcn.h>
+#include <vector>
+
+using namespace Framegrab;
+
+extern "C" __attribute__((visibility("default"))) CaptureAnswer
+FramegrabBeforeSwap(const CaptureContext* context, EGLDisplay display, EGLSurface surface)
+{
+    const auto find = [&]<typename Function>(Function& function, const char* library, const char* name) {
+        function = reinterpret_cast<Function>(context->lookup(dlopen(library, RTLD_NOW), name));
+    };
+    static PFNEGLQUERYSURFACEPROC s_querySurface = nullptr;
+    static PFNGLREADPIXELSPROC s_readPixels = nullptr;
+    static std::vector<unsigned char> s_pixels;
+    if (!s_readPixels) {
+        find(s_querySurface, "libEGL.so.1", "eglQuerySurface");
+        find(s_readPixels, "libGLESv2.so.2", "glReadPixels");
+    }
+    EGLint width = 0;
+    EGLint height = 0;
+    s_querySurface(display, surface, EGL_WIDTH, &width);
+    s_querySurface(display, surface, EGL_HEIGHT, &height);
+    s_pixels.resize(std::size_t{4} * static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    s_readPixels(0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, s_pixels.data());
+    return {};
+}
