@@ -1,15 +1,21 @@
-// The compressors beside the raw calls of zlib and LZ4, turn about in one run: same data, levels and flushes.
+// The compressors beside the raw calls of zlib, LZ4 and zstd, turn about in one run: same data, levels and
+// flushes.
 //
 //     CompressorBenchmark [--full] [FILE...] [--benchmark_filter=...]
+//     CompressorBenchmark --table [FILE...]
 //
 // Data is a captured frame, a call trace, and the files named, each cut or repeated to the size. A round is
 // as many calls as take 0.1 ms. `us` is the median processor time of one call, `ratio` that over the median
 // of the raw call, `own_allocations` what the compressor itself allocated in all rounds together. --full
 // measures every size from 4 KiB to 64 MiB and takes minutes.
+//
+// --table prints what each codec and quality makes of the trace and the files, in blocks of 1 MiB, and of all
+// captured frames, a block each: compressed size in percent, MB/s of `Encode` and of the bounded `Decode`.
 
 #include "Frames.h"
 #include "Util/CompressorLZ4.h"
 #include "Util/CompressorLZ77.h"
+#include "Util/CompressorZstd.h"
 
 #include <benchmark/benchmark.h>
 #include <lz4.h>
@@ -27,6 +33,7 @@
 #include <random>
 #include <string>
 #include <vector>
+#include <zstd.h>
 
 namespace {
 
@@ -34,7 +41,7 @@ std::size_t s_ownAllocations = 0;
 
 } // namespace
 
-// The library allocates by this form alone; zlib and LZ4 by malloc.
+// The library allocates by this form alone; zlib, LZ4 and zstd by malloc.
 void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
     ++s_ownAllocations;
@@ -137,6 +144,31 @@ std::uint32_t RawLZ4Decompress(const Bytes& block, Bytes& out)
                             static_cast<int>(block.size()), static_cast<int>(out.size())));
 }
 
+/// zstd as a program uses it that keeps its contexts.
+struct RawZstd
+{
+    std::shared_ptr<ZSTD_CCtx> encoder{ZSTD_createCCtx(), ZSTD_freeCCtx};
+    std::shared_ptr<ZSTD_DCtx> decoder{ZSTD_createDCtx(), ZSTD_freeDCtx};
+
+    explicit RawZstd(int level)
+    {
+        ZSTD_CCtx_setParameter(encoder.get(), ZSTD_c_compressionLevel, level);
+        ZSTD_CCtx_setParameter(encoder.get(), ZSTD_c_checksumFlag, 1);
+    }
+
+    std::uint32_t Compress(const Bytes& raw, Bytes& out) const
+    {
+        return static_cast<std::uint32_t>(
+            ZSTD_compress2(encoder.get(), out.data(), out.size(), raw.data(), raw.size()));
+    }
+
+    std::uint32_t Decompress(const Bytes& block, Bytes& out) const
+    {
+        return static_cast<std::uint32_t>(
+            ZSTD_decompressDCtx(decoder.get(), out.data(), out.size(), block.data(), block.size()));
+    }
+};
+
 /// Returns the size of what came out, 0 on failure.
 using Call = std::function<std::uint32_t()>;
 
@@ -208,49 +240,123 @@ struct Codec
 std::vector<Codec> Codecs()
 {
     std::vector<Codec> codecs;
-    for (const auto& [quality, name] : {std::pair{Compressor::QualityNone, "zlib none"},
-                                        {Compressor::QualityLow, "zlib low"},
-                                        {Compressor::QualityMedium, "zlib medium"},
-                                        {Compressor::QualityHigh, "zlib high"}}) {
+    constexpr std::pair<Compressor::CompressorQuality, const char*> qualities[] = {
+        {Compressor::QualityNone, " none"},
+        {Compressor::QualityLow, " low"},
+        {Compressor::QualityMedium, " medium"},
+        {Compressor::QualityHigh, " high"},
+    };
+    for (const auto& [quality, name] : qualities) {
         auto compressor = std::make_shared<Util::LZ77Compressor>(quality, 0, ChunkSize);
         const int level = compressor->GetLZ77Quality();
         const auto encode = [level](const Bytes& raw, Bytes& out) { return RawDeflate(raw, level, out); };
-        codecs.push_back({name, std::move(compressor), encode, RawInflate});
+        codecs.push_back({std::string("zlib") + name, std::move(compressor), encode, RawInflate});
+    }
+    for (const auto& [quality, name] : qualities) {
+        auto compressor = std::make_shared<Util::ZstdCompressor>(quality, 0);
+        const RawZstd zstd(compressor->GetZstdQuality());
+        const auto encode = [zstd](const Bytes& raw, Bytes& out) { return zstd.Compress(raw, out); };
+        const auto decode = [zstd](const Bytes& block, Bytes& out) { return zstd.Decompress(block, out); };
+        codecs.push_back({std::string("zstd") + name, std::move(compressor), encode, decode});
     }
     codecs.push_back({"LZ4", std::make_shared<Util::LZ4Compressor>(Compressor::QualityLow, 0), RawLZ4Compress,
                       RawLZ4Decompress});
     return codecs;
 }
 
+struct Encoded
+{
+    std::uint8_t* bytes = nullptr; ///< the compressor's
+    std::uint32_t size = 0;        ///< 0 on failure
+};
+
+Encoded OurEncode(const Codec& codec, const Bytes& raw)
+{
+    Encoded block;
+    codec.compressor->Encode(raw.data(), Size(raw), &block.bytes, &block.size);
+    return block;
+}
+
+std::uint32_t OurDecode(const Codec& codec, const Bytes& block, Bytes& out, bool bounded)
+{
+    std::uint32_t size = Size(out);
+    const bool decoded = bounded
+                             ? codec.compressor->Decode(block.data(), Size(block), out.data(), size, &size)
+                             : codec.compressor->Decode(block.data(), Size(block), out.data(), &size);
+    return decoded ? size : 0;
+}
+
 void Encode(benchmark::State& state, const Codec& codec, const Bytes& raw)
 {
     Bytes out(raw.size() + raw.size() / 16 + ChunkSize);
-    const Call ours = [&] {
-        std::uint8_t* dst = nullptr;
-        std::uint32_t size = 0;
-        return codec.compressor->Encode(raw.data(), Size(raw), &dst, &size) ? size : 0;
-    };
-    Compare(state, raw.size(), ours, [&] { return codec.rawEncode(raw, out); });
+    Compare(
+        state, raw.size(), [&] { return OurEncode(codec, raw).size; },
+        [&] { return codec.rawEncode(raw, out); });
 }
 
 void Decode(benchmark::State& state, const Codec& codec, const Bytes& raw, bool bounded)
 {
-    std::uint8_t* dst = nullptr;
-    std::uint32_t blockSize = 0;
-    if (!codec.compressor->Encode(raw.data(), Size(raw), &dst, &blockSize)) {
-        state.SkipWithError("not encoded");
-        return;
-    }
-    const Bytes block(dst, dst + blockSize);
+    const Encoded encoded = OurEncode(codec, raw);
+    const Bytes block(encoded.bytes, encoded.bytes + encoded.size);
     Bytes out(raw.size()); // one for both, since where it lies counts in a block of 4 KiB
-    const Call ours = [&] {
-        std::uint32_t size = Size(raw);
-        const bool decoded = bounded
-                                 ? codec.compressor->Decode(block.data(), blockSize, out.data(), size, &size)
-                                 : codec.compressor->Decode(block.data(), blockSize, out.data(), &size);
-        return decoded ? size : 0;
-    };
-    Compare(state, raw.size(), ours, [&] { return codec.rawDecode(block, out); });
+    Compare(
+        state, raw.size(), [&] { return OurDecode(codec, block, out, bounded); },
+        [&] { return codec.rawDecode(block, out); });
+}
+
+double Fastest(const Call& call)
+{
+    double seconds = Seconds(call, 1);
+    for (int round = 1; round < 5; ++round) {
+        seconds = std::min(seconds, Seconds(call, 1));
+    }
+    return seconds;
+}
+
+/// Prints three columns of the table.
+void PrintCost(const Codec& codec, const std::vector<Bytes>& blocks)
+{
+    double rawSize = 0;
+    double size = 0;
+    double encode = 0;
+    double decode = 0;
+    for (const Bytes& raw : blocks) {
+        encode += Fastest([&] { return OurEncode(codec, raw).size; });
+        const Encoded encoded = OurEncode(codec, raw);
+        const Bytes block(encoded.bytes, encoded.bytes + encoded.size);
+        Bytes out(raw.size());
+        decode += Fastest([&] { return OurDecode(codec, block, out, true); });
+        rawSize += Size(raw);
+        size += encoded.size;
+    }
+    std::printf(" %.1f | %.0f | %.0f |", 100 * size / rawSize, 1e-6 * rawSize / encode,
+                1e-6 * rawSize / decode);
+}
+
+void PrintTable(const std::vector<Data>& sets)
+{
+    std::vector<std::vector<Bytes>> blocks(1);
+    std::printf("| | frames | | |");
+    for (const Bench::Frame& frame : Bench::Frames()) {
+        blocks[0].push_back(frame.pixels);
+    }
+    for (const Data& data : sets) {
+        std::printf(" %s | | |", data.name.c_str());
+        blocks.emplace_back();
+        constexpr std::size_t blockSize = 1 << 20;
+        for (auto rest = data.bytes.begin(); rest < data.bytes.end();) {
+            const auto end = rest + std::min<std::ptrdiff_t>(blockSize, data.bytes.end() - rest);
+            blocks.back().emplace_back(rest, end);
+            rest = end;
+        }
+    }
+    for (const Codec& codec : Codecs()) {
+        std::printf("\n| %s |", codec.name.c_str());
+        for (const std::vector<Bytes>& set : blocks) {
+            PrintCost(codec, set);
+        }
+    }
+    std::puts("");
 }
 
 std::string SizeName(std::size_t size)
@@ -284,10 +390,15 @@ int main(int argc, char** argv)
     benchmark::Initialize(&argc, arguments.data());
     arguments.resize(static_cast<std::size_t>(argc));
     std::vector<std::size_t> sizes = {4 << 10, 1 << 20};
-    std::vector<Data> sets = {{"frame", FramePixels()}, {"trace", Trace()}};
+    std::vector<Data> sets = {{"trace", Trace()}};
+    bool table = false;
     for (const std::string& argument : std::vector<std::string>(arguments.begin() + 1, arguments.end())) {
         if (argument == "--full") {
             sizes = {4 << 10, 64 << 10, 1 << 20, 16 << 20, 64 << 20};
+            continue;
+        }
+        if (argument == "--table") {
+            table = true;
             continue;
         }
         std::ifstream file(argument, std::ios::binary);
@@ -298,6 +409,11 @@ int main(int argc, char** argv)
             return 1;
         }
     }
+    if (table) {
+        PrintTable(sets);
+        return 0;
+    }
+    sets.push_back({"frame", FramePixels()});
     for (const Data& data : sets) {
         for (const std::size_t size : sizes) {
             Register(data, size);

@@ -62,6 +62,16 @@ struct Codec
     }
 };
 
+/// What zstd itself says of a block: whether it is one frame without a dictionary, and intact.
+bool IsGoodFrame(const Block& block)
+{
+    constexpr std::uint8_t magic[] = {0x28, 0xB5, 0x2F, 0xFD}; // RFC 8878, section 3.1.1
+    Block raw(MostOfAFrame);
+    return block.size() > 4 && std::equal(std::begin(magic), std::end(magic), block.begin()) &&
+           (block[4] & 3) == 0 && ZSTD_findFrameCompressedSize(block.data(), block.size()) == block.size() &&
+           !ZSTD_isError(ZSTD_decompress(raw.data(), raw.size(), block.data(), block.size()));
+}
+
 /// Decodes with every form, into memory of exactly the size that each is told. Of an intact block, what is
 /// decoded must be `raw`. @return how many decoded it
 int DecodeEveryWay(const Codec& codec, const Block& block, bool intact, const Block& raw,
@@ -143,6 +153,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool intact = compressor->Decode(input.data(), inputSize, raw.data(),
                                            static_cast<std::uint32_t>(raw.size()), &rawSize);
     raw.resize(rawSize);
+    Require(!codec.IsZstd() || intact == IsGoodFrame(input));
     const int decoded = DecodeEveryWay(codec, input, intact, raw, capacity);
     // LZ4 wants the last bytes of a block to be literals, and with room behind them does not notice that they
     // are not: of its blocks some are taken into a larger buffer alone.

@@ -540,13 +540,14 @@ TEST(ZstdCompressor, TakesOneFrameOfAnyKind)
         {"good", good, raw},
         {"empty", Encode(*MakeZstd(0), Block()).value(), Block()},
         {"no checksum", Frame(raw, {}), raw},
+        {"a run of one byte", {0x28, 0xB5, 0x2F, 0xFD, 0x20, 200, 0x43, 6, 0, 7}, Block(200, 7)},
         {"no size", sizeless, raw, false},
         {"a window of 2^31", hugeWindow, raw, false},
         {"checksum not announced", unchecked, std::nullopt},
         {"two frames", twice, std::nullopt},
         {"followed by more", followed, std::nullopt},
         {"to be skipped", {0x50, 0x2A, 0x4D, 0x18, 0, 0, 0, 0}, std::nullopt},
-        {"format 0.7", {0x27, 0xB5, 0x2F, 0xFD, 0, 0, 0, 0xC0, 0, 0}, std::nullopt, false},
+        {"format 0.7", {0x27, 0xB5, 0x2F, 0xFD, 0, 0, 0, 0xC0, 0, 0}, std::nullopt},
         {"magic number alone", {0x28, 0xB5, 0x2F, 0xFD}, std::nullopt},
     };
     const auto compressor = MakeZstd(1000);

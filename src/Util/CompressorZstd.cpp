@@ -3,7 +3,6 @@
 #include "Util/Logging.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <zstd.h>
 #include <zstd_errors.h>
@@ -26,13 +25,56 @@ const char* NoMemory()
     return ZSTD_getErrorString(ZSTD_error_memory_allocation);
 }
 
-/// Whether the block is one frame and nothing else. zstd would also decode several frames in a row, frames
-/// that hold nothing (to be skipped), and the formats before RFC 8878, by code long out of use.
-bool IsOneFrame(const std::uint8_t* src, std::uint32_t srcSize)
+std::uint64_t LittleEndian(const std::uint8_t* bytes, std::size_t count)
 {
-    constexpr std::array<std::uint8_t, 4> magic = {0x28, 0xB5, 0x2F, 0xFD}; // RFC 8878, section 3.1.1
-    return srcSize > magic.size() && std::equal(magic.begin(), magic.end(), src) &&
-           ZSTD_findFrameCompressedSize(src, srcSize) == srcSize;
+    std::uint64_t value = 0;
+    while (count > 0) {
+        value = value << 8 | bytes[--count];
+    }
+    return value;
+}
+
+/// Reads the headers of a block that must be one frame, without a dictionary, and nothing else (RFC 8878,
+/// section 3.1.1). zstd's decoder would also take several frames in a row, frames to be skipped, and the
+/// formats before RFC 8878, by code long out of use. Its own calls that tell this take 1/20 of the time that
+/// a stored block of 4 KiB does.
+///
+/// @return the raw size that the frame tells, or `ZSTD_CONTENTSIZE_UNKNOWN`; `ZSTD_CONTENTSIZE_ERROR` for any
+///         other block
+std::uint64_t RawSize(const std::uint8_t* src, std::size_t srcSize)
+{
+    if (srcSize < 5 || LittleEndian(src, 4) != ZSTD_MAGICNUMBER) {
+        return ZSTD_CONTENTSIZE_ERROR;
+    }
+    const unsigned descriptor = src[4];
+    const bool hasWindow = (descriptor & 0x20) == 0;
+    const bool hasChecksum = (descriptor & 4) != 0;
+    const bool hasDictionary = (descriptor & 3) != 0;
+    const unsigned widths[] = {hasWindow ? 0U : 1U, 2, 4, 8}; // of the raw size in bytes
+    const unsigned width = widths[descriptor >> 6];
+    std::size_t end = 5 + (hasWindow ? 1 : 0) + width;
+    if (hasDictionary || end > srcSize) {
+        return ZSTD_CONTENTSIZE_ERROR;
+    }
+    const std::uint64_t rawSize = LittleEndian(src + end - width, width) + (width == 2 ? 256 : 0);
+
+    for (bool isLast = false; !isLast;) {
+        if (srcSize - end < 3) {
+            return ZSTD_CONTENTSIZE_ERROR;
+        }
+        const auto header = static_cast<std::uint32_t>(LittleEndian(src + end, 3));
+        const bool isRun = (header >> 1 & 3) == 1;
+        const std::size_t size = 3 + (isRun ? 1 : header >> 3);
+        if (srcSize - end < size) {
+            return ZSTD_CONTENTSIZE_ERROR;
+        }
+        end += size;
+        isLast = (header & 1) != 0;
+    }
+    if (srcSize - end != (hasChecksum ? 4 : 0)) {
+        return ZSTD_CONTENTSIZE_ERROR;
+    }
+    return width > 0 ? rawSize : ZSTD_CONTENTSIZE_UNKNOWN;
 }
 
 } // namespace
@@ -80,31 +122,40 @@ bool ZstdCompressor::EncodeBlock(const std::uint8_t* src, std::uint32_t srcSize,
 bool ZstdCompressor::DecodeTrusted(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
                                    std::size_t room, std::uint32_t* dstSize)
 {
-    const unsigned long long rawSize = ZSTD_getFrameContentSize(src, srcSize);
+    const std::uint64_t rawSize = RawSize(src, srcSize);
     if (rawSize == ZSTD_CONTENTSIZE_UNKNOWN && room == SIZE_MAX) {
         UTIL_LOG(Core::Log::LevelError,
                  "Compressed block of %u bytes does not tell its raw size, bailing out.", srcSize);
         return false;
     }
     // zstd writes a few bytes behind the block where it is told that there is room.
-    constexpr unsigned long long most = std::numeric_limits<std::uint32_t>::max();
-    const auto capacity = static_cast<std::uint32_t>(std::min({most, rawSize, 0ULL + room}));
-    return DecodeBounded(src, srcSize, dst, capacity, dstSize);
+    constexpr std::uint64_t most = std::numeric_limits<std::uint32_t>::max();
+    const auto capacity = static_cast<std::uint32_t>(std::min({most, rawSize, std::uint64_t{room}}));
+    return DecodeFrame(src, srcSize, rawSize, dst, capacity, dstSize);
 }
 
 bool ZstdCompressor::DecodeBounded(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
                                    std::uint32_t capacity, std::uint32_t* decodedSize)
 {
-    if (!IsOneFrame(src, srcSize)) {
+    return DecodeFrame(src, srcSize, RawSize(src, srcSize), dst, capacity, decodedSize);
+}
+
+bool ZstdCompressor::DecodeFrame(const std::uint8_t* src, std::uint32_t srcSize, std::uint64_t rawSize,
+                                 std::uint8_t* dst, std::uint32_t capacity, std::uint32_t* decodedSize)
+{
+    if (rawSize == ZSTD_CONTENTSIZE_ERROR) {
         return RefuseDamage(srcSize);
+    }
+    if (rawSize != ZSTD_CONTENTSIZE_UNKNOWN && rawSize > capacity) {
+        return RefuseCapacity(capacity);
     }
     if (!m_decoder && !(m_decoder = ZSTD_createDCtx())) {
         return Fail("Decompression", NoMemory());
     }
     const std::size_t size = ZSTD_decompressDCtx(m_decoder, dst, capacity, src, srcSize);
     if (ZSTD_isError(size)) {
-        return ZSTD_getErrorCode(size) == ZSTD_error_dstSize_tooSmall ? RefuseCapacity(capacity)
-                                                                      : RefuseDamage(srcSize);
+        const bool lacksRoom = ZSTD_getErrorCode(size) == ZSTD_error_dstSize_tooSmall;
+        return lacksRoom ? RefuseCapacity(capacity) : RefuseDamage(srcSize);
     }
     *decodedSize = static_cast<std::uint32_t>(size);
     return true;

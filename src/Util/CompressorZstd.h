@@ -46,6 +46,9 @@ private:
     bool DecodeBounded(const std::uint8_t* src, std::uint32_t srcSize, std::uint8_t* dst,
                        std::uint32_t capacity, std::uint32_t* decodedSize) override;
 
+    UTIL_INTERNAL bool DecodeFrame(const std::uint8_t* src, std::uint32_t srcSize, std::uint64_t rawSize,
+                                   std::uint8_t* dst, std::uint32_t capacity, std::uint32_t* decodedSize);
+
     ZSTD_CCtx_s* m_encoder = nullptr;
     ZSTD_DCtx_s* m_decoder = nullptr;
 };
