@@ -263,6 +263,23 @@ def test_says_that_glx_is_not_captured(display, tmp_path):
         assert any(b"framegrab: glxgears shows frames through GLX" in line for line in framegrab.stderr)
 
 
+@cases("options, steps, captured, status", {
+    "the next frame": ("-trigger", "swap:3", ["frame000001"], 0),
+    "the next two, with targets": ("-trigger=2 -targets", "swap bind:1 clear:ff0000ff swap:3",
+                                   ["frame000002", "frame000002_target001_color0", "frame000003"], 0),
+    "more than come": ("-trigger 3", "swap", ["frame000001"], 1),
+    "after which the program is ended": ("-trigger 2 -quit", "swap:2 pause", ["frame000001", "frame000002"], 0),
+})
+def test_captures_the_frames_after_a_signal(tmp_path, options, steps, captured, status):
+    with started(command(tmp_path, options, f"read context {steps}")) as framegrab:
+        assert framegrab.stderr.readline().startswith(b"framegrab: kill -USR1 %d captures" % framegrab.pid)
+        framegrab.send_signal(signal.SIGUSR1)
+        assert framegrab.stderr.readline().startswith(b"framegrab: capturing the next ")
+        outcome = finish(framegrab)
+    assert outcome.status == status, outcome.errors
+    assert pictures(tmp_path) == [f"{name}.png" for name in captured]
+
+
 # -- Render targets -----------------------------------------------------------------------------------------
 
 @cases("steps, targets", {
@@ -394,6 +411,7 @@ def test_contact_sheet_shows_the_programs_name_as_it_is(tmp_path):
     "the program is killed":
         ("", "context swap signal:11", 139, "was killed by signal 11 (Segmentation fault)"),
     "frames without an end, all that came": ("-frames 2-", "context swap:4", 0, "3 files, "),
+    "no trigger": ("-trigger", "context swap:2", 1, "ended without a trigger; it showed 2 frames\n"),
     "it shows nothing": ("", ["true"], 1, "true ended before it showed a frame through EGL\n"),
     "it loads no library": ("", [STATIC], 1, "framegrab_static did not load framegrab's hooks"),
     "it does not exist": ("", ["/no/such"], 127, "/no/such cannot be started: No such file"),

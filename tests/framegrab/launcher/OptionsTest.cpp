@@ -86,6 +86,8 @@ TEST(OptionsTest, RefusesWhatItDoesNotUnderstand)
         {{"-timeout", "soon", "--", "p"}, "-timeout: \"soon\" is not a number of seconds"},
         {{"-loglevel", "6", "--", "p"}, "-loglevel: \"6\" is not a level from 0 to 5"},
         {{"-logzones", "util,gpu", "--", "p"}, "-logzones: \"gpu\" is none of application, capture,"},
+        {{"-trigger", "0", "--", "p"}, "-trigger: \"0\" is not a number of frames"},
+        {{"-trigger", "-frames", "3", "--", "p"}, "-trigger: which frames it captures is told by the signal"},
         {{"-help=html"}, "-help: \"html\" is neither man nor bash"},
     };
     for (const Case& one : cases) {

@@ -79,8 +79,9 @@ CaptureAnswer Capturer::CaptureSwap(const CaptureContext& context, EGLDisplay di
     CountedSurface& counted = m_surfaces.OfSwap(display, surface);
     const bool areTargetsWhole = counted.areTargetsWhole;
     CountSwap(counted);
+    const bool isWanted = IsConnected() && IsSwapWanted(counted);
     CaptureAnswer answer = Answer();
-    if (!IsConnected() || !IsWanted(counted, counted.swaps)) {
+    if (!isWanted) {
         return answer;
     }
     const Settings& settings = m_connection->GetSettings();
@@ -168,14 +169,41 @@ CaptureAnswer Capturer::Answer() const
     return {.events = m_events, .areTargetsWanted = areTargetsWanted || !m_hasTriedToConnect};
 }
 
+/// Takes a frame for a trigger, if one asks: the one that was just drawn; with targets the one that begins
+/// now, since those of the other are gone.
+///
+/// @return whether the frame that was just drawn is asked for
+bool Capturer::IsSwapWanted(CountedSurface& surface)
+{
+    const Settings& settings = m_connection->GetSettings();
+    const bool isWanted = IsWanted(surface, surface.swaps);
+    if (settings.triggerFrames == 0 || !IsWindowWanted(surface)) {
+        return isWanted;
+    }
+    std::atomic<std::uint64_t>& asked = m_connection->Counters().framesAsked;
+    for (std::uint64_t left = asked; left > 0;) {
+        if (asked.compare_exchange_weak(left, left - 1)) {
+            surface.triggered = surface.swaps + (settings.targets ? 1 : 0);
+            break;
+        }
+    }
+    return isWanted || surface.triggered == surface.swaps;
+}
+
 /// @param surface  without a number it may become any
+bool Capturer::IsWindowWanted(const CountedSurface& surface) const
+{
+    const std::vector<std::uint32_t>& windows = m_connection->GetSettings().windows;
+    return windows.empty() || surface.number == 0 ||
+           std::find(windows.begin(), windows.end(), surface.number) != windows.end();
+}
+
 bool Capturer::IsWanted(const CountedSurface& surface, std::uint64_t frame) const
 {
     const Settings& settings = m_connection->GetSettings();
-    const std::vector<std::uint32_t>& windows = settings.windows;
-    return settings.frames.Contains(frame) &&
-           (windows.empty() || surface.number == 0 ||
-            std::find(windows.begin(), windows.end(), surface.number) != windows.end());
+    const bool isAskedFor =
+        settings.triggerFrames != 0 ? surface.triggered == frame : settings.frames.Contains(frame);
+    return isAskedFor && IsWindowWanted(surface);
 }
 
 /// Of the frame that is being drawn.
@@ -188,6 +216,11 @@ bool Capturer::AreTargetsWanted(const CountedSurface& surface) const
 bool Capturer::IsLastFrame(const CountedSurface& surface) const
 {
     const Settings& settings = m_connection->GetSettings();
+    if (settings.triggerFrames != 0) {
+        const bool isNoneLeft =
+            m_connection->Counters().framesAsked == 0 && surface.triggered <= surface.swaps;
+        return settings.quit && isNoneLeft;
+    }
     if (!settings.frames.IsLast(surface.swaps)) {
         return false;
     }

@@ -29,6 +29,8 @@ public:
 
 private:
     [[nodiscard]] CaptureAnswer Answer() const;
+    bool IsSwapWanted(CountedSurface& surface);
+    [[nodiscard]] bool IsWindowWanted(const CountedSurface& surface) const;
     CaptureAnswer CaptureSwap(const CaptureContext& context, EGLDisplay display, EGLSurface surface);
     void ConnectOnce();
     bool IsConnected();

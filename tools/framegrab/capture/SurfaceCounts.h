@@ -18,6 +18,7 @@ struct CountedSurface
     std::uint64_t swaps = 0;     ///< so far; the frame being drawn is the next
     std::uint32_t targets = 0;   ///< framebuffer objects drawn so far in the frame being drawn
     bool areTargetsWhole = true; ///< of the frame being drawn
+    std::uint64_t triggered = 0; ///< the last frame that was taken for a trigger
 };
 
 /// Tells the surfaces of a process apart, and counts the frames of each.

@@ -94,7 +94,7 @@ std::string ValueOf(const OptionRow& row)
     if (!row.value) {
         return "";
     }
-    return row.isValueOptional ? std::string("[=") + row.value + "]" : std::string(" ") + row.value;
+    return row.isValueOptional ? std::string(" [") + row.value + "]" : std::string(" ") + row.value;
 }
 
 /// @return a text in which roff finds nothing to do
@@ -193,12 +193,12 @@ std::string BashCompletion()
             action = "compopt -o filenames 2>/dev/null; mapfile -t COMPREPLY < <(compgen -d -- \"$word\")";
             break;
         }
-        // A value that may be left out comes with '=' alone.
-        const std::string isGiven = row.isValueOptional ? "[[ $sign ]] && { " : "";
-        values += std::string("        -") + row.name + ") " + isGiven + action +
-                  (row.isValueOptional ? "; return; } ;;\n"
-                   : action.empty()    ? "return ;;\n"
-                                       : "; return ;;\n");
+        if (row.isValueOptional && action.empty()) {
+            continue; // what comes next may as well be an option
+        }
+        values += std::string("        -") + row.name + ") " +
+                  (row.isValueOptional ? "[[ $sign || $word != -* ]] && { " + action + "; return; } ;;\n"
+                                       : action + (action.empty() ? "" : "; ") + "return ;;\n");
     }
     return R"(# bash completion for framegrab
 

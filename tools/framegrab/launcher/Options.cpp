@@ -85,6 +85,7 @@ bool ReadMask(const std::array<Util::NamedBits<Mask>, Size>& rows, std::span<con
 
 bool ReadFrames(const std::string& value, Options& options, std::string& error)
 {
+    options.hasFrames = true;
     return FrameList::Parse(value, options.settings.frames, error);
 }
 
@@ -175,6 +176,14 @@ bool ReadTimeout(const std::string& value, Options& options, std::string& error)
         return false;
     }
     return true;
+}
+
+bool ReadTrigger(const std::string& value, Options& options, std::string& error)
+{
+    constexpr std::uint32_t Largest = 1'000'000;
+    options.settings.triggerFrames = 1;
+    error = "\"" + value + "\" is not a number of frames from 1 to " + std::to_string(Largest);
+    return value.empty() || ReadNumber(value, 1, Largest, options.settings.triggerFrames);
 }
 
 bool ReadLogLevel(const std::string& value, Options& options, std::string& error)
@@ -304,6 +313,13 @@ constexpr std::array Table{
               .help = "end the program if that frame has not come by then; of frames without an end, then "
                       "(default: never)",
               .read = &ReadTimeout},
+    OptionRow{.name = "trigger",
+              .value = "N",
+              .help = "capture nothing until framegrab gets SIGUSR1, then the next N frames (default: 1); "
+                      "again for each signal; a program never triggered is a frame missing; -quit ends the "
+                      "program after the first (default: the frames of -frames)",
+              .read = &ReadTrigger,
+              .isValueOptional = true},
     OptionRow{.name = "memory",
               .value = "MIB",
               .help = "room for pictures that were read and wait to be written; when it is full, the program "
@@ -414,10 +430,15 @@ bool ReadOptions(std::span<char*> words, Options& options, std::size_t& remainin
         }
         const OptionRow& row = Table[static_cast<std::size_t>(answer - FirstRow)];
         const bool isNextWord = row.value && !row.isValueOptional && optind == before + 2;
-        const std::string value = optarg ? optarg : "";
+        std::string value = optarg ? optarg : "";
         if (isNextWord && value == "--") {
             error = WhyRefused(word, answer);
             return false;
+        }
+        // getopt takes such a value behind a sign alone.
+        if (row.isValueOptional && !optarg && optind < count &&
+            *words[static_cast<std::size_t>(optind)] != '-') {
+            value = words[static_cast<std::size_t>(optind++)];
         }
         std::string reason;
         if (!row.read(value, options, reason)) {
@@ -431,6 +452,10 @@ bool ReadOptions(std::span<char*> words, Options& options, std::size_t& remainin
 bool FitTogether(const Options& options, std::string& error)
 {
     const Settings& settings = options.settings;
+    if (settings.triggerFrames != 0 && options.hasFrames) {
+        error = "-trigger: which frames it captures is told by the signal, not by -frames";
+        return false;
+    }
     if (settings.quit && settings.frames.IsOpen() && options.timeout == 0) {
         error = "-quit: there is no last frame in " + settings.frames.ToString() +
                 "; give a -timeout to end the program";
@@ -470,6 +495,9 @@ bool ParseOptions(const std::vector<std::string>& arguments, Options& options, s
     result.program.assign(arguments.begin() + static_cast<std::ptrdiff_t>(remaining - 1), arguments.end());
     if (result.answer == Options::Answer::None && !FitTogether(result, error)) {
         return false;
+    }
+    if (result.settings.triggerFrames != 0) {
+        result.settings.frames = {};
     }
     options = std::move(result);
     return true;

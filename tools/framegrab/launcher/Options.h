@@ -28,6 +28,7 @@ struct Options
     std::size_t threads = 0;          ///< that write pictures; 0 when it was not given
     double timeout = 0;               ///< seconds; 0 for none
     std::vector<std::string> program; ///< the program and its arguments
+    bool hasFrames = false;           ///< `-frames` was given
     Answer answer = Answer::None;
 };
 
@@ -55,7 +56,7 @@ struct OptionRow
 
     Offer offer = Offer::Nothing;
     std::span<const char* const> words{};
-    bool isValueOptional = false; ///< then it is given by '=' alone
+    bool isValueOptional = false; ///< then a next word that begins with a dash is none
 };
 
 /// The options in the order in which the help tells them.

@@ -59,7 +59,7 @@ sigset_t SupervisedSignals()
 {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : {SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP}) {
+    for (const int signal : {SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGUSR1}) {
         sigaddset(&signals, signal);
     }
     return signals;

@@ -24,7 +24,7 @@ struct InheritedSignals
 InheritedSignals BecomeSupervisor();
 
 /// The signals that `BecomeSupervisor` holds back: the end of a child, and those by which a user or the
-/// system ends a program.
+/// system ends a program, or triggers a capture.
 sigset_t SupervisedSignals();
 
 /// Starts a program, found as a shell would find it.

@@ -73,7 +73,7 @@ std::string Report::Progress(std::uint64_t framesRead) const
     }
     const FrameList& wanted = m_settings.frames;
     const std::uint64_t done = m_framesDone.Count();
-    const std::string frames = wanted.IsOpen()
+    const std::string frames = wanted.IsOpen() || wanted.IsEmpty()
                                    ? Count(done, "frame")
                                    : std::to_string(done) + " of " + Count(wanted.Count(), "frame");
     const std::string unwritten = framesRead > m_framesDoneCount
@@ -103,7 +103,7 @@ FrameList Report::Finish(const std::string& program, const SharedCounters& count
         missing.Add(m_settings.frames.Closed().Without(m_framesWholeOf[window]));
     }
     if (m_framesDone.IsEmpty()) {
-        SayWhyNothingCame(program, counters.swaps);
+        SayWhyNothingCame(program, counters);
     }
     if (!missing.IsEmpty()) {
         Say("not captured whole: frames " + missing.ToString());
@@ -113,14 +113,20 @@ FrameList Report::Finish(const std::string& program, const SharedCounters& count
     return missing;
 }
 
-void Report::SayWhyNothingCame(const std::string& program, std::uint64_t swaps) const
+void Report::SayWhyNothingCame(const std::string& program, const SharedCounters& counters) const
 {
+    const std::uint64_t swaps = counters.swaps;
     if (!m_areHooksLoaded) {
         Say(program +
             " did not load framegrab's hooks: is it linked statically, set-user-ID, or built for another "
             "kind of processor?");
     } else if (!m_hasSwapped && swaps == 0) {
         Say(program + " ended before it showed a frame through EGL");
+    } else if (m_settings.triggerFrames != 0) {
+        Say(program +
+            (counters.framesAsked != 0 ? " ended before it showed a frame after the trigger"
+                                       : " ended without a trigger") +
+            "; it showed " + Count(swaps, "frame"));
     } else if (swaps >= m_settings.frames.First()) {
         Say(program + " ended before " +
             (m_settings.windows.empty() ? "it was done with" : "a window asked for had shown") +

@@ -43,9 +43,15 @@ public:
     /// @return the frames asked for that are not there whole
     FrameList Finish(const std::string& program, const SharedCounters& counters);
 
+    /// @return whether a trigger never came, or came too late for all frames that it asked for
+    [[nodiscard]] bool IsTriggerUnserved(const SharedCounters& counters) const
+    {
+        return m_settings.triggerFrames != 0 && (m_framesDone.IsEmpty() || counters.framesAsked != 0);
+    }
+
 private:
     void TakeFile(const Record& record);
-    void SayWhyNothingCame(const std::string& program, std::uint64_t swaps) const;
+    void SayWhyNothingCame(const std::string& program, const SharedCounters& counters) const;
     void ListFiles() const;
     void WriteSheet(const std::string& program, const FrameList& missing) const;
     [[nodiscard]] std::string PathOf(const PictureFile& file) const { return m_output + "/" + file.name; }

@@ -2,6 +2,7 @@
 
 #include "launcher/Processes.h"
 #include "launcher/Say.h"
+#include "launcher/Text.h"
 #include "shared/LogSettings.h"
 
 #include <algorithm>
@@ -71,6 +72,9 @@ Supervisor::Supervisor(pid_t process, std::string name, double timeout, const Se
 
 int Supervisor::Run()
 {
+    if (m_settings.triggerFrames != 0) {
+        Say("kill -USR1 " + std::to_string(getpid()) + " captures the next " + NextFrames());
+    }
     while (!IsOver()) {
         WaitForEvent();
         while (TakeSignal()) {
@@ -119,6 +123,10 @@ bool Supervisor::TakeSignal()
     if (signal == SIGCHLD) {
         return true;
     }
+    if (signal == SIGUSR1 && m_settings.triggerFrames != 0) {
+        Trigger();
+        return true;
+    }
     ++m_interrupts;
     if ((signal == SIGTERM || signal == SIGHUP) && m_ending == Ending::ByItself) {
         End(Ending::BySignal, signal);
@@ -128,6 +136,18 @@ bool Supervisor::TakeSignal()
         SignalAll(signal);
     }
     return true;
+}
+
+void Supervisor::Trigger()
+{
+    m_counters.framesAsked += m_settings.triggerFrames;
+    Say("capturing the next " + NextFrames());
+}
+
+/// @return what a trigger asks for
+std::string Supervisor::NextFrames() const
+{
+    return m_settings.triggerFrames == 1 ? "frame" : Count(m_settings.triggerFrames, "frame");
 }
 
 void Supervisor::ReapChildren()
@@ -193,9 +213,10 @@ void Supervisor::CheckFrames()
         }
     } else if (m_timeout > 0 && now - m_start >= std::chrono::duration<double>(m_timeout)) {
         const FrameList& frames = m_settings.frames;
-        Say(frames.IsOpen() ? "ending " + m_name + " after " + Seconds(m_timeout)
-                            : "frame " + std::to_string(frames.Last()) + " has not come within " +
-                                  Seconds(m_timeout) + "; ending " + m_name);
+        Say(frames.IsOpen() || frames.IsEmpty()
+                ? "ending " + m_name + " after " + Seconds(m_timeout)
+                : "frame " + std::to_string(frames.Last()) + " has not come within " + Seconds(m_timeout) +
+                      "; ending " + m_name);
         End(Ending::AsAskedFor, SIGTERM);
     }
 }
@@ -254,7 +275,7 @@ void Supervisor::WriteRest()
         TakeRecords();
         signalfd_siginfo info{};
         while (read(m_signals.Get(), &info, sizeof(info)) == sizeof(info)) {
-            m_interrupts += info.ssi_signo != SIGCHLD ? 1 : 0;
+            m_interrupts += info.ssi_signo != SIGCHLD && info.ssi_signo != SIGUSR1 ? 1 : 0;
         }
     }
     TakeRecords();

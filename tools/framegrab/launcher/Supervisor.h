@@ -43,6 +43,7 @@ private:
 
     void WaitForEvent();
     bool TakeSignal();
+    void Trigger();
     void ReapChildren();
     void TakeRecords();
     void TellWhenMemoryIsFull();
@@ -52,6 +53,7 @@ private:
     void WriteRest();
     [[nodiscard]] std::chrono::milliseconds LongestWait() const;
     [[nodiscard]] bool IsOver() const;
+    [[nodiscard]] std::string NextFrames() const;
     [[nodiscard]] int Status() const;
 
     pid_t m_first;

@@ -59,7 +59,8 @@ public:
         if (Has(size)) {
             std::string ignored;
             const std::string_view text(reinterpret_cast<const char*>(rest.data()), size);
-            isWhole = FrameList::Parse(text, frames, ignored);
+            frames = {};
+            isWhole = text.empty() || FrameList::Parse(text, frames, ignored);
             rest = rest.subspan(size);
         }
     }

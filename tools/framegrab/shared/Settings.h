@@ -14,7 +14,8 @@ namespace Framegrab {
 /// What is to be captured, as the launcher tells it to the processes of the program.
 struct Settings
 {
-    FrameList frames;
+    FrameList frames;                   ///< none where a trigger tells
+    std::uint32_t triggerFrames = 0;    ///< how many a trigger asks for; 0: there is none
     std::vector<std::uint32_t> windows; ///< numbers of the surfaces to capture; none: all
     std::vector<Buffer> buffers;        ///< in the order in which to take them
     std::uint32_t thumbnailWidth = 0;   ///< of the box that thumbnails fit, in pixels; 0: none are wanted
@@ -30,6 +31,7 @@ struct Settings
     static void VisitAll(Self& settings, Visitor&& visit)
     {
         visit(settings.frames);
+        visit(settings.triggerFrames);
         visit(settings.windows);
         visit(settings.buffers);
         visit(settings.thumbnailWidth);
