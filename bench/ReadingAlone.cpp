@@ -1,5 +1,5 @@
-// Stands in for the capture library: reads each frame into memory used before, and does nothing with it. What a
-// program keeps of its frame rate then is the most that any capture can leave.
+// Stands in for the capture library: reads each frame into memory used before, and does nothing with it. What
+// a program keeps of its frame rate then is the most that any capture can leave.
 
 #include "shared/CaptureInterface.h"
 

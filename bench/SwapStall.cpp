@@ -1,6 +1,6 @@
-// How long a swap holds up its thread when framegrab captures the frame, beside a plain glReadPixels of the same
-// window into memory that was used before. Run by bench/framegrab-stall, under framegrab: every second frame is
-// captured, and the others tell what a swap takes without.
+// How long a swap holds up its thread when framegrab captures the frame, beside a plain glReadPixels of the
+// same window into memory that was used before. Run by bench/framegrab-stall, under framegrab: every second
+// frame is captured, and the others tell what a swap takes without.
 
 #define EGL_EGLEXT_PROTOTYPES
 #include <EGL/egl.h>

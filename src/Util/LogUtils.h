@@ -44,8 +44,8 @@ UTIL_EXPORT void ParseCmdArgsLogIOPipe(const std::string& value);
 /// Makes the writer of the log file `baseName` + ".log": empties the file with one writer, which it closes,
 /// and opens it with another.
 ///
-/// Where the file cannot be opened, or its name holds a zero, it turns the logger's file output off and logs a
-/// warning.
+/// Where the file cannot be opened, or its name holds a zero, it turns the logger's file output off and logs
+/// a warning.
 ///
 /// @return the second writer, open or not; null without memory for it, which counts as a file not opened
 UTIL_EXPORT std::shared_ptr<Core::StdioWriter> LoggerCreateStdioWriter(const std::string& baseName);

@@ -40,7 +40,8 @@ std::set<std::string> ExportedNames(const std::string& library)
     return names;
 }
 
-// A line that comes or goes is a change of the interface; for one that goes, programs need another major version.
+// A line that comes or goes is a change of the interface; for one that goes, programs need another major
+// version.
 TEST(Exports, AreThoseOfTheLists)
 {
     for (const std::string library : {"util", "host"}) {

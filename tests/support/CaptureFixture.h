@@ -89,8 +89,8 @@ protected:
             nullptr);
     }
 
-    /// Captures quadrants at full size and as thumbnails of other sizes; looks at the pictures and at the state
-    /// after them.
+    /// Captures quadrants at full size and as thumbnails of other sizes; looks at the pictures and at the
+    /// state after them.
     void ExpectPictures(Kind kind, int width, int height, const std::array<Pixel, 4>& expected,
                         const std::vector<int>& divisors = {1, 2})
     {

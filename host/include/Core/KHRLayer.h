@@ -17,8 +17,8 @@ public:
     /// (gl31.h).
     ///
     /// A table has all 315 entries, whatever the version: those of later ones are null. Only where window
-    /// surfaces alone are captured, at full size, may it end with OpenGL ES 3.0: no entry past 245 is read for
-    /// them.
+    /// surfaces alone are captured, at full size, may it end with OpenGL ES 3.0: no entry past 245 is read
+    /// for them.
     ///
     /// @return the address of entry 0; never null
     static void* const* GLESProc();

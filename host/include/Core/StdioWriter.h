@@ -8,8 +8,8 @@
 
 namespace Core {
 
-/// A log file on a C stream. Closed by the destructor. Its descriptor is never one of 0 to 2, and a write that
-/// fails raises no signal.
+/// A log file on a C stream. Closed by the destructor. Its descriptor is never one of 0 to 2, and a write
+/// that fails raises no signal.
 class CORE_EXPORT StdioWriter
 {
 public:
@@ -17,8 +17,8 @@ public:
     ///
     /// @param fileName    path of the file
     /// @param startAfresh true: `Open` empties an existing file; false: `Open` appends to it
-    /// @param flushLines  true: each `Write` reaches the file before it returns, in one write, so that lines of
-    ///                    several processes stay whole
+    /// @param flushLines  true: each `Write` reaches the file before it returns, in one write, so that lines
+    ///                    of several processes stay whole
     StdioWriter(const std::string& fileName, bool startAfresh, bool flushLines);
     StdioWriter(const StdioWriter&) = delete;
     StdioWriter& operator=(const StdioWriter&) = delete;

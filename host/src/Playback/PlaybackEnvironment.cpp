@@ -10,7 +10,8 @@ PlaybackEnvironment* PlaybackEnvironment::m_pInstance = nullptr;
 PlaybackEnvironment& PlaybackEnvironment::Instance()
 {
     // Without a lock, which a child forked meanwhile would never see released: of threads that come first at
-    // once, one has its instance published. It lives until the process ends: its settings are read until then.
+    // once, one has its instance published. It lives until the process ends: its settings are read until
+    // then.
     const std::atomic_ref published(m_pInstance);
     PlaybackEnvironment* instance = published.load();
     if (!instance) {

@@ -1,5 +1,5 @@
-// Makes each hooked call with arguments that differ from each other, on a driver and a capture library that only
-// write down what they are told.
+// Makes each hooked call with arguments that differ from each other, on a driver and a capture library that
+// only write down what they are told.
 
 #include "hooks/HookedFunctions.h"
 

@@ -1,5 +1,5 @@
-// The steps in a program that is a host of the library itself, with a sink and a log file of its own, which it has
-// what it logged afterwards.
+// The steps in a program that is a host of the library itself, with a sink and a log file of its own, which
+// it has what it logged afterwards.
 
 #include "Core/Log.h"
 #include "Core/StdioWriter.h"

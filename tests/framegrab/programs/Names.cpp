@@ -1,5 +1,5 @@
-// What programs export by chance or because they bring a library along: who calls these in place of its own ends
-// the program. Some go by the names of C++, as the compiler makes them.
+// What programs export by chance or because they bring a library along: who calls these in place of its own
+// ends the program. Some go by the names of C++, as the compiler makes them.
 
 #include <cstdlib>
 

@@ -1,28 +1,30 @@
-// An EGL program that shows the capture tool what packaged programs do not. Its arguments say what it does, step
-// by step, each a name or a name and a value with a colon between:
+// An EGL program that shows the capture tool what packaged programs do not. Its arguments say what it does,
+// step by step, each a name or a name and a value with a colon between:
 //
 //     framegrab_linked context clear:ff0000ff swap:2 exit:3
 //
 // makes a context and a surface, clears it in red, shows two frames and ends with the status 3. The steps:
 //
-//     context           makes a context of OpenGL ES 3 current, with an off-screen surface of its own; context:es2
-//                       one of OpenGL ES 2, context:gl one of desktop GL
+//     context           makes a context of OpenGL ES 3 current, with an off-screen surface of its own;
+//                       context:es2 one of OpenGL ES 2, context:gl one of desktop GL
 //     size:N            makes the surfaces that are made from now on N pixels wide and high
 //     target-size:N     the same for framebuffer objects
-//     surface:N         makes the context's surface of this number current, a new one if there is none; the first
-//                       is 1
+//     surface:N         makes the context's surface of this number current, a new one if there is none; the
+//                       first is 1
 //     destroy:N         destroys that surface
-//     find:WAY          how the functions that swap are found from now on: dlsym, default (dlsym with RTLD_DEFAULT),
-//                       program (in the program itself), proc (eglGetProcAddress), proc-of-dlsym, damage-khr,
-//                       damage-ext
+//     find:WAY          how the functions that swap are found from now on: dlsym, default (dlsym with
+//                       RTLD_DEFAULT), program (in the program itself), proc (eglGetProcAddress),
+//                       proc-of-dlsym, damage-khr, damage-ext
 //     find-gl:WAY       how glBindFramebuffer and glClear are found: dlsym, proc
 //     clear:RRGGBBAA    clears all buffers: this colour, depth 0.2, stencil 7
 //     quadrants         draws four of different colours, depths and stencil values
 //     triangle          draws all of a framebuffer object white
 //     swap, swap:N      shows one frame, or N
-//     threads:N         lets three threads show N frames each, with a framebuffer object in each, at the same time
+//     threads:N         lets three threads show N frames each, with a framebuffer object in each, at the same
+//                       time
 //     cancel            cancels a thread that shows frames
-//     bind:N            binds the framebuffer object of this number, a new one if there is none; 0 for the surface
+//     bind:N            binds the framebuffer object of this number, a new one if there is none; 0 for the
+//                       surface
 //     bind-read:N       binds it for reading alone
 //     attach:WHAT       attaches to it the same texture again, a new one, or a third one beside the first
 //     invalidate        invalidates its colours; invalidate:discard with the extension's call
@@ -30,9 +32,10 @@
 //     pack:N, error     sets GL_PACK_ROW_LENGTH; raises GL_INVALID_ENUM
 //     print-bindings    prints state of GL that a capture might change
 //     forbid-files      lets the system kill the process when it opens a file or a socket
-//     print:TEXT, print-answer, read, pause, chdir:DIR, chroot:DIR, user:N, close-files, fork, signal:N, exit:N
-//                       what the C library's functions do; the child of a fork goes on with the steps that follow,
-//                       and so does the parent when the child has ended
+//     print:TEXT, print-answer, read, pause, chdir:DIR, chroot:DIR, user:N, close-files, fork, signal:N,
+//     exit:N
+//                       what the C library's functions do; the child of a fork goes on with the steps that
+//                       follow, and so does the parent when the child has ended
 
 #define EGL_EGLEXT_PROTOTYPES
 #include "support/Quadrants.h"

@@ -23,8 +23,8 @@ struct CountedSurface
 
 /// Tells the surfaces of a process apart, and counts the frames of each.
 ///
-/// A handle may be another surface's once its surface was destroyed, and a window that is resized may get a new
-/// surface, which goes on with its number and count.
+/// A handle may be another surface's once its surface was destroyed, and a window that is resized may get a
+/// new surface, which goes on with its number and count.
 class SurfaceCounts
 {
 public:

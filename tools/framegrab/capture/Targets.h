@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-/// What there is to know of the framebuffer object that is bound for drawing on the calling thread, whose calls
-/// go to its driver.
+/// What there is to know of the framebuffer object that is bound for drawing on the calling thread, whose
+/// calls go to its driver.
 namespace Framegrab {
 
 /// @return whether there is one that can be drawn into; false too when the driver lacks functions of OpenGL

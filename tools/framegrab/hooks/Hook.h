@@ -11,15 +11,15 @@
 #include <type_traits>
 #include <utility>
 
-/// What stands between a program and a function of its driver. Like all of the hook library, this needs nothing
-/// but the C library: it works in processes of any kind, also before their constructors and inside the start of
-/// their memory allocator.
+/// What stands between a program and a function of its driver. Like all of the hook library, this needs
+/// nothing but the C library: it works in processes of any kind, also before their constructors and inside
+/// the start of their memory allocator.
 ///
 /// A program gets at a function in three ways, and each is seen to: it links the function (the one exported
 /// here comes before the driver's), looks it up with dlsym, or asks eglGetProcAddress.
 ///
-/// HookedFunctions.h lists the functions, and names for each the observer that is made for a call before it goes
-/// on to the driver. The arguments come from the function's prototype.
+/// HookedFunctions.h lists the functions, and names for each the observer that is made for a call before it
+/// goes on to the driver. The arguments come from the function's prototype.
 namespace Framegrab {
 
 /// A call that came to a hook, until the driver's function has returned.
@@ -141,8 +141,8 @@ private:
 
 #define FRAMEGRAB_EXPORT extern "C" __attribute__((visibility("default")))
 
-// The parameters of a function, typed by its hook, and the arguments in the same order. Macros, since only they
-// can define a function of a given name.
+// The parameters of a function, typed by its hook, and the arguments in the same order. Macros, since only
+// they can define a function of a given name.
 #define FRAMEGRAB_PARAMETERS_0(hook)
 #define FRAMEGRAB_PARAMETERS_1(hook) hook::Argument<0> a0
 #define FRAMEGRAB_PARAMETERS_2(hook) FRAMEGRAB_PARAMETERS_1(hook), hook::Argument<1> a1
@@ -177,8 +177,8 @@ private:
 #define FRAMEGRAB_EXPORTED_ROW(name, count, observer) {#name, &HookOf_##name::For, &HookOf_##name::Exported},
 #define FRAMEGRAB_LOOKED_UP_ROW(name, observer) {#name, &Framegrab::Hook<&(name), observer>::For, nullptr},
 
-/// Exports what a list of functions says, and defines the function that gives its rows. At the end of a source
-/// file, in no namespace.
+/// Exports what a list of functions says, and defines the function that gives its rows. At the end of a
+/// source file, in no namespace.
 #define FRAMEGRAB_HOOK(list, rows)                                                                           \
     list(FRAMEGRAB_EXPORT_HOOK, FRAMEGRAB_EXPORT_NOTHING) std::span<const Framegrab::HookedFunction>         \
     Framegrab::rows() noexcept                                                                               \

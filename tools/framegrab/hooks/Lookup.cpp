@@ -75,8 +75,8 @@ LookedUp LookUp(void* handle, const char* name) noexcept
     if (found != exported) {
         return {true, found ? hooked->hookFor(found) : nullptr};
     }
-    // The export is there in every process. The program is to find it only where it would have found a driver's
-    // function without it.
+    // The export is there in every process. The program is to find it only where it would have found a
+    // driver's function without it.
     return found && FindDriverFunction(name) ? LeftToTheCLibrary : LookedUp{true, nullptr};
 }
 

@@ -1,5 +1,5 @@
-// The functions that make window surfaces and destroy surfaces: without them, a window that gets a new surface
-// would be taken for another window, and a new surface with the handle of an old one for the old one.
+// The functions that make window surfaces and destroy surfaces: without them, a window that gets a new
+// surface would be taken for another window, and a new surface with the handle of an old one for the old one.
 
 #include "hooks/CaptureLibrary.h"
 #include "hooks/Hook.h"
@@ -101,8 +101,8 @@ struct SurfaceDestruction
 {
     SurfaceDestruction(const HookedCall& call, EGLDisplay display, EGLSurface surface)
     {
-        // Before the driver can give its handle to another. Who has neither made a window's surface nor swapped
-        // does not need the capture library for this.
+        // Before the driver can give its handle to another. Who has neither made a window's surface nor
+        // swapped does not need the capture library for this.
         if (call.IsOutermost() && IsCaptureLibraryOpen()) {
             CallCapture(&CaptureLibrary::beforeSurfaceIsDestroyed, call.DriverFunction(), display, surface);
         }

@@ -1,5 +1,5 @@
-// The hooks that one of the two hook libraries has besides, for when render targets are asked for: functions of
-// GL that draw, and those after which the contents of a framebuffer object may be others.
+// The hooks that one of the two hook libraries has besides, for when render targets are asked for: functions
+// of GL that draw, and those after which the contents of a framebuffer object may be others.
 //
 // They are in a library of their own since they stand in the way of every draw call of a program, and of
 // programs of any API that has functions of these names.
@@ -24,8 +24,8 @@ namespace Framegrab {
 
 namespace {
 
-/// The latest answer to whether targets are asked for: twice the events before it, and 1 more if they are not.
-/// They may be before the capture library has been asked.
+/// The latest answer to whether targets are asked for: twice the events before it, and 1 more if they are
+/// not. They may be before the capture library has been asked.
 std::atomic<std::uint64_t> s_latestAnswer{0};
 
 bool AreTargetsWanted()
@@ -123,7 +123,8 @@ struct AttachTexture2D
     }
 };
 
-/// `glFramebufferTexture`, which attaches all layers, and its siblings, which attach one, or one for each view.
+/// `glFramebufferTexture`, which attaches all layers, and its siblings, which attach one, or one for each
+/// view.
 struct AttachTexture
 {
     AttachTexture(const HookedCall& call, GLenum target, GLenum attachment, GLuint texture, GLint level,

@@ -38,7 +38,8 @@ h1 + p { margin: .2rem 0 1rem; color: var(--faint); }
 .note { font-weight: 600; overflow-wrap: anywhere; }
 .legend { display: flex; flex-wrap: wrap; gap: .2rem .8rem; margin: .3rem 0; padding: 0; list-style: none; }
 .legend li { font-size: .8rem; font-variant-numeric: tabular-nums; }
-.legend span { display: inline-block; width: .8rem; height: .8rem; margin-right: .3rem; vertical-align: -.1rem; }
+.legend span { display: inline-block; width: .8rem; height: .8rem; margin-right: .3rem;
+  vertical-align: -.1rem; }
 .legend span { border: 1px solid var(--line); }
 a { color: var(--link); }
 table { border-collapse: collapse; table-layout: fixed; width: 100%; }
@@ -56,8 +57,8 @@ td b { display: none; color: var(--text); }
 td em { font-style: normal; font-weight: 600; color: var(--text); }
 )";
 
-/// Where there is no room for a table, because the window is narrow or a frame has very many pictures, a row has
-/// as many pictures beside each other as fit. `@` stands for the tables.
+/// Where there is no room for a table, because the window is narrow or a frame has very many pictures, a row
+/// has as many pictures beside each other as fit. `@` stands for the tables.
 constexpr std::string_view WrappedStyle = R"(
 @, @ tbody { display: block; min-width: 0 !important; max-width: none !important; }
 @ thead, @ td:empty { display: none; }

@@ -17,10 +17,11 @@ struct ExrNotes
 
 /// Writes the values of a picture as an OpenEXR file, without a loss.
 ///
-/// Halves, floats and unsigned integers stay what they are, 8-bit integers as 32 bits; normalized values become
-/// the nearest 32-bit floats, signed integers their two's complement. Channels are `R`, `G`, `B`, `A` of colors,
-/// `Z` of depth, `S` of stencil. Attributes: `frame`, `process`, `surface`, `target`, `buffer`, `program`,
-/// `glInternalFormat`; `encoding` "sRGB", `integers` "two's complement", `exact` "no" where it is so.
+/// Halves, floats and unsigned integers stay what they are, 8-bit integers as 32 bits; normalized values
+/// become the nearest 32-bit floats, signed integers their two's complement. Channels are `R`, `G`, `B`, `A`
+/// of colors, `Z` of depth, `S` of stencil. Attributes: `frame`, `process`, `surface`, `target`, `buffer`,
+/// `program`, `glInternalFormat`; `encoding` "sRGB", `integers` "two's complement", `exact` "no" where it is
+/// so.
 ///
 /// @param error  why not, in words; the file may then be there in part
 /// @return whether the file is there whole

@@ -12,8 +12,8 @@ namespace Framegrab {
 
 /// A file for scripts, beside the pictures: what was run, and a line for each picture.
 ///
-/// It is one JSON object, whole and valid after each line: the end that closes it is written with the line, in
-/// one write, over the end that the last line has. So a reader may look at any time, and whatever ends
+/// It is one JSON object, whole and valid after each line: the end that closes it is written with the line,
+/// in one write, over the end that the last line has. So a reader may look at any time, and whatever ends
 /// framegrab leaves a manifest of the pictures done so far. Only a write that is cut in itself, by SIGKILL in
 /// the middle of it or a disk that is full and stays so, leaves a last line to be thrown away.
 ///

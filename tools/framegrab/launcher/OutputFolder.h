@@ -35,8 +35,8 @@ private:
     bool m_isNew = false;
 };
 
-/// @return whether there is no such file, or one that begins with about a kilobyte in which a mark stands: one
-///         that framegrab has written and may replace
+/// @return whether there is no such file, or one that begins with about a kilobyte in which a mark stands:
+///         one that framegrab has written and may replace
 bool IsMissingOrMarked(const std::string& path, std::string_view mark);
 
 } // namespace Framegrab

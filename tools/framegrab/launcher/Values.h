@@ -51,8 +51,8 @@ struct DepthRange
     float greatest = 1;
 };
 
-/// @return the least and the greatest of the depths that are neither exactly 0 nor exactly 1, which are mostly
-///         what was cleared; 0 and 1 where fewer than two different ones are left
+/// @return the least and the greatest of the depths that are neither exactly 0 nor exactly 1, which are
+///         mostly what was cleared; 0 and 1 where fewer than two different ones are left
 DepthRange FindDepthRange(const Values& depths);
 
 /// @return the largest number in a colour, which is no infinity; nothing where there is none
@@ -75,8 +75,8 @@ Pixels PaintDepth(const Values& depths, const DepthRange& range);
 /// The integers of a pixel; 0 in place of channels that it has not.
 using Integers = std::array<std::uint32_t, 4>;
 
-/// The color that stands for integers, the same in every picture. Zeros are black; a single value up to 255 has
-/// a color of its own, of high contrast between the small ones; all others share the rest.
+/// The color that stands for integers, the same in every picture. Zeros are black; a single value up to 255
+/// has a color of its own, of high contrast between the small ones; all others share the rest.
 Rgba ColorOf(const Integers& integers);
 
 /// Which integers pictures have, in their order.

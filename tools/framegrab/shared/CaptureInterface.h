@@ -9,7 +9,8 @@
 ///
 /// Two libraries, because the first is loaded into every process that the program starts, before anything
 /// else and into the scope where all its symbols are looked up: it must bring nothing along. The second, with
-/// libframegrab-util and all that it needs, is opened by the first when a process swaps, in a scope of its own.
+/// libframegrab-util and all that it needs, is opened by the first when a process swaps, in a scope of its
+/// own.
 namespace Framegrab {
 
 using LookupFunction = void* (*)(void* handle, const char* name) noexcept;
@@ -37,8 +38,8 @@ struct CaptureAnswer
     /// Of a swap: whether `AfterSwapFunction` is to be called when the frame is shown.
     bool tellWhenShown = false;
 
-    /// Of a target: whether the program is done with what it has drawn there. If not, that counts for the next
-    /// event.
+    /// Of a target: whether the program is done with what it has drawn there. If not, that counts for the
+    /// next event.
     bool isTargetLeft = true;
 };
 
@@ -92,8 +93,8 @@ struct TargetEvent
 };
 
 /// Captures the framebuffer object that is bound for drawing, if the event means that the program is done
-/// with it and the targets of this frame are asked for. To be called before the program's own call, on a thread
-/// that has drawn since the last event.
+/// with it and the targets of this frame are asked for. To be called before the program's own call, on a
+/// thread that has drawn since the last event.
 using CaptureTargetIfLeftFunction = CaptureAnswer (*)(const CaptureContext*, const TargetEvent*);
 inline constexpr const char* CaptureTargetIfLeftName = "FramegrabCaptureTargetIfLeft";
 

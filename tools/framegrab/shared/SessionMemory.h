@@ -13,8 +13,9 @@
 ///
 /// It begins with this header; the settings follow, then the arena, in which pictures lie. Nothing but loads,
 /// stores and futexes is needed to use it: a program may close files, change its root or its user, or forbid
-/// itself system calls once it is mapped. A process may be killed at any instruction: an entry's state, stored
-/// last, says what the entry is worth, and what a dead process had not committed is freed by framegrab.
+/// itself system calls once it is mapped. A process may be killed at any instruction: an entry's state,
+/// stored last, says what the entry is worth, and what a dead process had not committed is freed by
+/// framegrab.
 namespace Framegrab {
 
 struct SharedCounters
@@ -37,7 +38,7 @@ enum class EntryKind : std::uint32_t
 {
     Image,     ///< `picture`, with its pixels
     NoImage,   ///< `picture`, of which there are none: `picture.status` is why
-    FrameDone, ///< all of `picture`'s frame was dealt with; `picture.status` 0: each is there or does not exist
+    FrameDone, ///< all of `picture`'s frame was dealt with; `picture.status` 0: each is there or is none
     Driver,    ///< the text is what `picture.process` captures with: lines of a name, ": " and a value
     Message,   ///< the text is for the user
     Log,       ///< the text is a line of the log

@@ -2,8 +2,9 @@
 
 #include <cstdint>
 
-/// What a process under framegrab tells before it shares framegrab's memory, or when it cannot: records at the
-/// end of one file in the session's folder. Part of the hook library, so it needs nothing but the C library.
+/// What a process under framegrab tells before it shares framegrab's memory, or when it cannot: records at
+/// the end of one file in the session's folder. Part of the hook library, so it needs nothing but the C
+/// library.
 namespace Framegrab {
 
 /// Names the session's folder to the program and to every process that it starts.
