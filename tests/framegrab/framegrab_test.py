@@ -10,7 +10,7 @@ from datetime import datetime, timezone
 from urllib.parse import quote
 
 import pytest
-from harness import (FRAMEGRAB, PLUGIN, STATIC, STEPS, Page, cases, colors, command, finish, grab, log,
+from harness import (FRAMEGRAB, PLUGIN, STATIC, STEPS, WINDOW, Page, cases, colors, command, finish, grab, log,
                      on_terminal, picture, pictures, run, started, wait_for)
 from PIL import ImageGrab
 
@@ -57,6 +57,18 @@ def test_picture_is_what_the_screen_shows(display, tmp_path, options):
     assert outcome.status == 128 + signal.SIGTERM
     assert "framegrab: es2tri was killed by signal 15" in outcome.said
     assert f"{name}  300x300  {(tmp_path / name).stat().st_size} bytes\n" in outcome.said
+
+
+@pytest.mark.parametrize("size", [(96, 80), (20, 20), (96, 16)])
+def test_a_window_may_be_resized(display, tmp_path, size):
+    outcome = grab(tmp_path, "-frames 1-4 -buffers color,depth", [WINDOW, *map(str, size)])
+    assert outcome.status == 0, outcome.errors
+    frames = {"1": ((64, 32), RED), "2": ((64, 32), GREEN), "3": (size, BLUE), "4": (size, WHITE)}
+    assert len(pictures(tmp_path)) == 2 * len(frames)
+    for frame, (drawn, color) in frames.items():
+        for suffix, shown in (("", color), ("_depth", DEPTH)):
+            file = tmp_path / f"frame00000{frame}{suffix}.png"
+            assert (picture(file).size, colors(file)) == (drawn, {shown}), file
 
 
 def test_small_png_files_are_smaller_than_those_of_the_fast_default(display, tmp_path):

@@ -273,10 +273,10 @@ const Driver& Capturer::DriverOf(const CaptureContext& context)
 }
 
 bool Capturer::CaptureFrame(const CaptureContext& context, EGLDisplay display, EGLSurface surface,
-                            const CountedSurface& counted, GLenum& takenError)
+                            CountedSurface& counted, GLenum& takenError)
 {
     const Driver& driver = DriverOf(context);
-    const Driver::Calls calls(driver);
+    Driver::Calls calls(driver);
     if (const std::string reason = WhyNotCaptured(driver, display, surface); !reason.empty()) {
         SayOnce(reason);
         return false;
@@ -285,6 +285,14 @@ bool Capturer::CaptureFrame(const CaptureContext& context, EGLDisplay display, E
     const KeptErrors errors(takenError);
     const SurfaceBinding binding;
     TellDriverOnce(driver);
+    const SurfaceSize told = ToldSize();
+    if (told != counted.lastSize || counted.swaps != counted.lastFrame + 1) {
+        counted.lastSize = DrawnSize(told, counted.lastSize);
+        if (counted.lastSize != told) {
+            calls.SetSurfaceSize(counted.lastSize.width, counted.lastSize.height);
+        }
+    }
+    counted.lastFrame = counted.swaps;
     bool isWhole = true;
     for (const Buffer buffer : m_connection->GetSettings().buffers) {
         isWhole = CaptureBuffer(counted, buffer) && isWhole;

@@ -40,7 +40,7 @@ private:
     void CountSwap(CountedSurface& surface);
     const Driver& DriverOf(const CaptureContext& context);
     bool CaptureFrame(const CaptureContext& context, EGLDisplay display, EGLSurface surface,
-                      const CountedSurface& counted, GLenum& takenError);
+                      CountedSurface& counted, GLenum& takenError);
     bool CaptureBuffer(const CountedSurface& surface, Buffer buffer);
     bool CaptureTarget(const Driver& driver, CountedSurface& surface, GLenum& takenError);
     template <typename ReadFullSize>

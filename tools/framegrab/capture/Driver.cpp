@@ -1,5 +1,7 @@
 #include "capture/Driver.h"
 
+#include <algorithm>
+#include <array>
 #include <dlfcn.h>
 #include <string_view>
 
@@ -40,6 +42,21 @@ constexpr void* Nothing[Core::GLESNames.size()]{};
 
 thread_local void* const* t_gles = Nothing;
 thread_local void* const* t_egl = Nothing;
+
+// In place of the driver's table, where EGL is to tell another size.
+thread_local std::array<void*, Core::EGLNames.size()> t_eglWithSize{};
+thread_local PFNEGLQUERYSURFACEPROC t_querySurface = nullptr;
+thread_local EGLint t_width = 0;
+thread_local EGLint t_height = 0;
+
+EGLBoolean QuerySurface(EGLDisplay display, EGLSurface surface, EGLint attribute, EGLint* value)
+{
+    if (attribute != EGL_WIDTH && attribute != EGL_HEIGHT) {
+        return t_querySurface(display, surface, attribute, value);
+    }
+    *value = attribute == EGL_WIDTH ? t_width : t_height;
+    return EGL_TRUE;
+}
 
 /// Takes errors away.
 ///
@@ -98,6 +115,20 @@ Driver::Calls::~Calls()
 {
     t_gles = Nothing;
     t_egl = Nothing;
+}
+
+void Driver::Calls::SetSurfaceSize(EGLint width, EGLint height)
+{
+    t_width = width;
+    t_height = height;
+    std::copy_n(t_egl, t_eglWithSize.size(), t_eglWithSize.begin());
+    for (std::size_t i = 0; i < t_eglWithSize.size(); ++i) {
+        if (std::string_view(Core::EGLNames[i]) == "eglQuerySurface") {
+            t_querySurface = reinterpret_cast<PFNEGLQUERYSURFACEPROC>(t_eglWithSize[i]);
+            t_eglWithSize[i] = reinterpret_cast<void*>(&QuerySurface);
+        }
+    }
+    t_egl = t_eglWithSize.data();
 }
 
 KeptErrors::KeptErrors(GLenum& takenError)

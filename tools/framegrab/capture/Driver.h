@@ -46,6 +46,9 @@ public:
         Calls(const Calls&) = delete;
         Calls& operator=(const Calls&) = delete;
         ~Calls();
+
+        /// Lets EGL tell this size of every surface.
+        void SetSurfaceSize(EGLint width, EGLint height);
     };
 
     [[nodiscard]] bool HasCurrentContext() const

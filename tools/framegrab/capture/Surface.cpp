@@ -2,6 +2,10 @@
 
 #include "Util/GLState.h"
 
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
 namespace Framegrab {
 
 using Util::GetInteger;
@@ -29,6 +33,66 @@ std::string WhyNotCaptured(const Driver& driver, EGLDisplay display, EGLSurface 
 std::string SurfaceFormat(const BufferKind& kind)
 {
     return FormatOf(kind, [](const Component& component) { return GetInteger(component.surfaceBits); });
+}
+
+namespace {
+
+/// Drivers leave memory alone where there is no pixel to read.
+bool HasPixel(EGLint x, EGLint y)
+{
+    for (const std::uint8_t mark : {std::uint8_t{1}, std::uint8_t{2}}) {
+        const std::array<std::uint8_t, 4> before{mark, mark, mark, mark};
+        std::array<std::uint8_t, 4> pixel = before;
+        GL::ReadPixels(x, y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixel.data());
+        if (pixel != before) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// @param hasPixel  tells it of a distance from the bottom left; so of all that are less
+/// @return how many there are, at most as many as `most`
+template <typename HasPixelAt>
+EGLint CountPixels(EGLint most, HasPixelAt hasPixel)
+{
+    EGLint least = 0;
+    while (least < most) {
+        const EGLint middle = least + (most - least) / 2;
+        if (hasPixel(middle)) {
+            least = middle + 1;
+        } else {
+            most = middle;
+        }
+    }
+    return least;
+}
+
+} // namespace
+
+SurfaceSize ToldSize()
+{
+    SurfaceSize size;
+    EGL::QuerySurface(EGL::GetCurrentDisplay(), EGL::GetCurrentSurface(EGL_DRAW), EGL_WIDTH, &size.width);
+    EGL::QuerySurface(EGL::GetCurrentDisplay(), EGL::GetCurrentSurface(EGL_DRAW), EGL_HEIGHT, &size.height);
+    return size;
+}
+
+SurfaceSize DrawnSize(const SurfaceSize& told, const SurfaceSize& last)
+{
+    if (!HasEntryPoints(GL::ReadPixels, GL::ReadBuffer, GL::BindBuffer)) {
+        return told;
+    }
+    const Util::QuietErrors quiet; // where the surface is no picture of bytes
+    const Util::PackedRead packed;
+    const Util::SelectedReadBuffer back(GL_BACK);
+    const EGLint width = std::max(told.width, last.width);
+    const EGLint height = std::max(told.height, last.height);
+    if (!HasPixel(0, 0) || HasPixel(width, 0) || HasPixel(0, height)) {
+        return told;
+    }
+    return {.width = CountPixels(width, [](EGLint x) { return HasPixel(x, 0); }),
+            .height = CountPixels(height, [](EGLint y) { return HasPixel(0, y); })};
 }
 
 SurfaceBinding::SurfaceBinding()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "capture/Driver.h"
+#include "capture/SurfaceCounts.h"
 #include "shared/Picture.h"
 
 #include <string>
@@ -13,6 +14,18 @@ std::string WhyNotCaptured(const Driver& driver, EGLDisplay display, EGLSurface 
 
 /// @return the format of a buffer of the surface, e.g. "R8G8B8A8"; empty when it has no such buffer
 std::string SurfaceFormat(const BufferKind& kind);
+
+/// @return what EGL says of the surface that is current for drawing
+SurfaceSize ToldSize();
+
+/// The size in which the frame was drawn that is about to be shown. While a window is resized, EGL may tell the
+/// new size already when the frame still has the old one, and what is read beyond that is not defined.
+///
+/// @param told  what EGL says
+/// @param last  the size of an earlier frame
+/// @return `told` where that cannot be found out
+/// @note The surface has to be bound for reading.
+SurfaceSize DrawnSize(const SurfaceSize& told, const SurfaceSize& last);
 
 /// Binds the window surface for drawing and reading until the end of the scope.
 class SurfaceBinding

@@ -11,6 +11,14 @@
 
 namespace Framegrab {
 
+struct SurfaceSize
+{
+    EGLint width = 0; ///< in pixels
+    EGLint height = 0;
+
+    bool operator==(const SurfaceSize&) const = default;
+};
+
 /// A surface that the process shows frames with; of a window, all those that it has had, one after the other.
 struct CountedSurface
 {
@@ -19,6 +27,8 @@ struct CountedSurface
     std::uint32_t targets = 0;   ///< framebuffer objects drawn so far in the frame being drawn
     bool areTargetsWhole = true; ///< of the frame being drawn
     std::uint64_t triggered = 0; ///< the last frame that was taken for a trigger
+    std::uint64_t lastFrame = 0; ///< that was captured
+    SurfaceSize lastSize;        ///< of that frame
 };
 
 /// Tells the surfaces of a process apart, and counts the frames of each.
