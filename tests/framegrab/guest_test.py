@@ -107,10 +107,10 @@ def test_keeps_what_was_read_of_a_program_that(tmp_path, end, status):
     assert {*map(tuple, map(colors, tmp_path.glob("*.png")))} == {(BLUE,)}
 
 
-@pytest.mark.parametrize("attempt", range(KILLS))
+@pytest.mark.parametrize("attempt", range(KILLS))  # with memory for two pictures
 def test_a_process_killed_at_any_moment_holds_up_no_other(tmp_path, attempt):
-    script = (f"{STEPS} size:256 context clear:ff0000ff swap:9999 pause & echo $!;"
-              f"{STEPS} size:256 context clear:0000ffff swap:60 print:done; wait")
+    script = (f"{STEPS} size:360 context clear:ff0000ff swap:9999 pause & echo $!;"
+              f"{STEPS} size:360 context clear:0000ffff swap:60 print:done; wait")
     with started(command(tmp_path, "-frames 1-60 -memory 1", ["sh", "-c", script])) as framegrab:
         victim = int(framegrab.stdout.readline())
         wait_for(lambda: pictures(tmp_path))
