@@ -150,10 +150,13 @@ def test_killed_it_lets_the_program_go_on(tmp_path, isStopped):
 def test_a_second_interrupt_gives_up_what_is_not_written(tmp_path):
     words = command(tmp_path, "-frames 1-30 -png small -threads 1", "size:1000 context quadrants swap:30 print:done")
     with started(words) as framegrab:
+        wait_for(lambda: pictures(tmp_path))
+        framegrab.send_signal(signal.SIGSTOP)  # so that the rest is read, but not written
         assert framegrab.stdout.read(4) == b"done"
-        for _ in range(2):
-            framegrab.send_signal(signal.SIGINT)
-            time.sleep(0.2)
+        for sent in (signal.SIGINT, signal.SIGCONT):
+            framegrab.send_signal(sent)
+        assert any(b"interrupt once more" in line for line in framegrab.stderr)
+        framegrab.send_signal(signal.SIGINT)
         outcome = finish(framegrab)
     given_up = int(re.search(r"given up: (\d+) pictures that were read are not written", outcome.said)[1])
     assert outcome.status != 0 and given_up + len(pictures(tmp_path)) == 30
