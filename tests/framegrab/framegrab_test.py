@@ -382,6 +382,26 @@ def test_thumbnails_show_what_the_pictures_show(tmp_path, options, width, height
         assert [image.crop(corner).getcolors() for corner in corners] == [[(x * y, one)] for one in quadrants]
 
 
+@cases("options, greys, has_values", {
+    "exact": ("-format exr", [(0, 51, 153, 255), (0, 77, 128, 255)], True),
+    "a range of depths": ("-depth-range 0.1-0.7", [(0, 43, 213, 255), (0, 77, 128, 255)], False),
+    "the depths that it has": ("-depth-range auto", [(0, 0, 255, 255), (0, 77, 128, 255)], False),
+    "stencil in color": ("-stencil-colors", [(0, 51, 153, 255), None], False),
+})
+def test_pictures_made_of_values_show_what_those_of_the_buffers_show(tmp_path, options, greys, has_values):
+    outcome = grab(tmp_path, f"{options} -thumbnail 8x8 -buffers color,depth,stencil", "context quadrants swap")
+    assert outcome.status == 0, outcome.errors
+    assert colors(tmp_path / "frame000001.png") == {(0, 0, 255, 255), (255, 255, 0, 255), (255, 0, 0, 255),
+                                                    (0, 255, 0, 0)}
+    for suffix, grey in zip(("_depth", "_stencil"), greys):
+        found = colors(tmp_path / f"frame000001{suffix}.png")
+        assert found == {(value, value, value, 255) for value in grey} if grey else len(found) == 4
+        assert picture(tmp_path / f"frame000001{suffix}_thumbnail.png").size == (8, 4)
+    names = [f"frame000001{suffix}.exr" for suffix in ("", "_depth", "_stencil")]
+    assert [link for link in Page(tmp_path).rows[1].links if link.endswith(".exr")] == names * has_values
+    assert all((tmp_path / name).exists() == has_values for name in names)
+
+
 @cases("options, steps, headings, rows", {
     "every frame": ("-frames 2-4", "swap:4", ["color"], [["frame000002"], ["frame000003"], ["frame000004"]]),
     "framebuffer objects with thumbnails":
@@ -498,7 +518,7 @@ def test_captures_the_frames_asked_for_and_names_those_that_are_missing(tmp_path
 @pytest.mark.parametrize("line, words", [
     ("-th", "-thumbnail -thumbnail-only -threads"),
     ("--thumbnail-", "--thumbnail-only"),
-    ("-format ", "png bmp"),
+    ("-format ", "png bmp exr"),
     ("--png = f", "fast"),
     ("-buffers color,d", "color,depth"),
     ("-output /us", "/usr"),

@@ -79,7 +79,7 @@ TEST(OptionsTest, RefusesWhatItDoesNotUnderstand)
         {{"-quit", "-frames", "5,60-/10", "--", "p"}, "-quit: there is no last frame in 5,60-/10"},
         {{"-buffers", "color,alpha", "--", "p"}, "\"alpha\" is none of color, depth and stencil"},
         {{"-png", "best", "--", "p"}, "-png: \"best\" is neither fast nor small"},
-        {{"-format", "gif", "--", "p"}, "-format: \"gif\" is neither png nor bmp"},
+        {{"-format", "gif", "--", "p"}, "-format: \"gif\" is neither png, bmp nor exr"},
         {{"-thumbnail", "16385x1", "--", "p"}, "-thumbnail: \"16385x1\" is not a size"},
         {{"-thumbnail", "8", "--", "p"}, "-thumbnail: \"8\" is not a size"},
         {{"-thumbnail-only", "--", "p"}, "-thumbnail-only: it needs the size"},
@@ -88,6 +88,8 @@ TEST(OptionsTest, RefusesWhatItDoesNotUnderstand)
         {{"-logzones", "util,gpu", "--", "p"}, "-logzones: \"gpu\" is none of application, capture,"},
         {{"-trigger", "0", "--", "p"}, "-trigger: \"0\" is not a number of frames"},
         {{"-trigger", "-frames", "3", "--", "p"}, "-trigger: which frames it captures is told by the signal"},
+        {{"-depth-range", "1-0.5", "--", "p"}, "-depth-range: \"1-0.5\" is neither auto nor a range"},
+        {{"-depth-range", "0.5-", "--", "p"}, "-depth-range: \"0.5-\" is neither auto nor a range"},
         {{"-help=html"}, "-help: \"html\" is neither man nor bash"},
     };
     for (const Case& one : cases) {

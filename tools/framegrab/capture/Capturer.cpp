@@ -2,6 +2,7 @@
 
 #include "Util/GLReadback.h"
 #include "Util/GLState.h"
+#include "Util/GLValueReadback.h"
 #include "capture/PictureSink.h"
 #include "capture/Surface.h"
 #include "capture/Targets.h"
@@ -312,8 +313,19 @@ bool Capturer::CaptureBuffer(const CountedSurface& surface, Buffer buffer)
     picture.buffer = buffer;
     picture.format = decltype(picture.format)(format);
     picture.samples = static_cast<std::uint32_t>(Util::GetInteger(GL_SAMPLES));
+    if (IsReadAsValues(buffer)) {
+        return ReadPicture(
+            picture, [&](Util::ValueSink& sink) { return Util::ReadScreenshotValues(sink, "", kind.mask); });
+    }
     return CapturePicture(picture, true,
                           [&](Util::ImageSink& sink) { return Util::ReadScreenshot(sink, "", kind.mask); });
+}
+
+/// Whether framegrab makes the pictures of a buffer of its values, thumbnails as well.
+bool Capturer::IsReadAsValues(Buffer buffer) const
+{
+    const std::vector<Buffer>& buffers = m_connection->GetSettings().valueBuffers;
+    return std::find(buffers.begin(), buffers.end(), buffer) != buffers.end();
 }
 
 bool Capturer::CaptureTarget(const Driver& driver, CountedSurface& surface, GLenum& takenError)
@@ -338,14 +350,22 @@ bool Capturer::CaptureTarget(const Driver& driver, CountedSurface& surface, GLen
     TellDriverOnce(driver);
     std::set<std::string> leftOut;
     bool isWhole = true;
+    const Settings& settings = m_connection->GetSettings();
     for (const TargetAttachment& attachment :
-         FindTargetAttachments(m_connection->GetSettings().buffers, leftOut)) {
+         FindTargetAttachments(settings.buffers, settings.integers, leftOut)) {
         Picture picture = NewPicture(surface, frame);
         picture.target = target;
         picture.buffer = attachment.buffer;
         picture.attachment = attachment.number;
         picture.format = decltype(picture.format)(attachment.format);
         picture.samples = static_cast<std::uint32_t>(Util::GetInteger(GL_SAMPLES));
+        if (attachment.isInteger || IsReadAsValues(attachment.buffer)) {
+            const auto readValues = [&](Util::ValueSink& sink) {
+                return Util::ReadAttachmentValues(sink, "", attachment.point);
+            };
+            isWhole = ReadPicture(picture, readValues) && isWhole;
+            continue;
+        }
         const auto readFullSize = [&](Util::ImageSink& sink) {
             return Util::ReadAttachment(sink, "", attachment.point);
         };

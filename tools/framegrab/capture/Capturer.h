@@ -41,6 +41,7 @@ private:
     const Driver& DriverOf(const CaptureContext& context);
     bool CaptureFrame(const CaptureContext& context, EGLDisplay display, EGLSurface surface,
                       CountedSurface& counted, GLenum& takenError);
+    [[nodiscard]] bool IsReadAsValues(Buffer buffer) const;
     bool CaptureBuffer(const CountedSurface& surface, Buffer buffer);
     bool CaptureTarget(const Driver& driver, CountedSurface& surface, GLenum& takenError);
     template <typename ReadFullSize>

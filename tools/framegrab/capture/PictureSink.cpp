@@ -48,27 +48,60 @@ std::uint8_t* PictureSink::Lend(std::size_t bytes)
     return Reserve(bytes) ? m_connection.Memory().BytesOf(*m_entry).data() : nullptr;
 }
 
-std::uint32_t PictureSink::Take(const Util::CapturedImage& image)
+/// Copies what is not in the memory yet.
+bool PictureSink::Receive(const std::uint8_t* bytes, std::size_t size)
 {
     SessionMemory& memory = m_connection.Memory();
-    const std::size_t size =
-        std::size_t{image.width} * image.height * Util::GetPitch(image.format, image.type);
-    if (!m_entry || image.pixels != memory.BytesOf(*m_entry).data()) {
-        if (!Reserve(size)) {
-            return 1;
-        }
-        std::copy_n(image.pixels, size, memory.BytesOf(*m_entry).begin());
+    if (m_entry && bytes == memory.BytesOf(*m_entry).data()) {
+        return true;
     }
-    m_picture.width = image.width;
-    m_picture.height = image.height;
+    if (!Reserve(size)) {
+        return false;
+    }
+    std::copy_n(bytes, size, memory.BytesOf(*m_entry).begin());
+    return true;
+}
+
+void PictureSink::Commit(EntryKind kind, std::uint32_t width, std::uint32_t height)
+{
+    m_picture.width = width;
+    m_picture.height = height;
     m_picture.readTime = Now<std::chrono::steady_clock>() - m_start;
-    m_entry->kind = EntryKind::Image;
-    m_entry->format = image.format;
-    m_entry->type = image.type;
+    m_entry->kind = kind;
     m_entry->picture = m_picture;
-    memory.Commit(*m_entry);
+    m_connection.Memory().Commit(*m_entry);
     m_entry = nullptr;
     m_hasTaken = true;
+}
+
+std::uint32_t PictureSink::Take(const Util::CapturedImage& image)
+{
+    const std::size_t pixels = std::size_t{image.width} * image.height;
+    if (!Receive(image.pixels, pixels * Util::GetPitch(image.format, image.type))) {
+        return 1;
+    }
+    m_entry->format = image.format;
+    m_entry->type = image.type;
+    Commit(EntryKind::Image, image.width, image.height);
+    return 0;
+}
+
+std::uint32_t PictureSink::Take(const Util::CapturedValues& values)
+{
+    const std::size_t pixels = std::size_t{values.width} * values.height;
+    if (!Receive(values.values, pixels * values.GetPixelSize())) {
+        return 1;
+    }
+    m_picture.samples = values.samples;
+    m_picture.internalFormat = values.internalFormat;
+    ValueLayout& layout = m_entry->values;
+    layout.type = values.type;
+    layout.isSrgb = values.isSrgb;
+    layout.isExact = values.isExact;
+    for (std::size_t i = 0; i < values.bits.size(); ++i) {
+        layout.has[i] = values.bits[i] != 0;
+    }
+    Commit(EntryKind::Values, values.width, values.height);
     return 0;
 }
 

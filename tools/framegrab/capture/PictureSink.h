@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Util/CapturedImage.h"
+#include "Util/CapturedValues.h"
 #include "capture/Connection.h"
 
 #include <cstddef>
@@ -8,8 +9,8 @@
 
 namespace Framegrab {
 
-/// Takes one picture into the memory that framegrab shares, into which GL reads it where the layout allows.
-class PictureSink final : public Util::ImageSink
+/// Takes one picture, or its values, into the memory that framegrab shares, into which GL reads it where the layout allows.
+class PictureSink final : public Util::ImageSink, public Util::ValueSink
 {
 public:
     /// @param picture  what is known of it before it is read
@@ -20,6 +21,7 @@ public:
 
     std::uint8_t* Lend(std::size_t bytes) override;
     std::uint32_t Take(const Util::CapturedImage& image) override;
+    std::uint32_t Take(const Util::CapturedValues& values) override;
 
     /// @return bytes of a picture that is larger than all of the memory; 0 without one
     [[nodiscard]] std::size_t RefusedSize() const { return m_refusedSize; }
@@ -28,6 +30,8 @@ public:
 
 private:
     bool Reserve(std::size_t size);
+    bool Receive(const std::uint8_t* bytes, std::size_t size);
+    void Commit(EntryKind kind, std::uint32_t width, std::uint32_t height);
 
     Connection& m_connection;
     Picture m_picture;

@@ -29,12 +29,19 @@ GLuint ObjectName(GLenum point)
     return static_cast<GLuint>(GetOfAttachment(point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME));
 }
 
+bool IsInteger(GLenum point)
+{
+    const GLint type = GetOfAttachment(point, GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE);
+    return point != GL_DEPTH_ATTACHMENT && point != GL_STENCIL_ATTACHMENT &&
+           (type == GL_INT || type == GL_UNSIGNED_INT);
+}
+
 std::string AttachmentFormat(GLenum point, const BufferKind& kind)
 {
     const std::string format = FormatOf(
         kind, [&](const Component& component) { return GetOfAttachment(point, component.attachmentBits); });
     const GLint type = GetOfAttachment(point, GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE);
-    return type == GL_FLOAT ? format + " float" : format;
+    return format + (type == GL_FLOAT ? " float" : IsInteger(point) ? " integer" : "");
 }
 
 std::vector<GLenum> ColorPoints()
@@ -86,8 +93,8 @@ std::span<const GLuint> Names(const TargetEvent& event)
     return {event.names, event.names && event.count > 0 ? static_cast<std::size_t>(event.count) : 0};
 }
 
-/// @return why a picture cannot show an attachment; empty when it can
-std::string WhyNot(GLenum point, const char* buffer)
+/// @return why an attachment cannot be captured; empty when it can
+std::string WhyNot(GLenum point, const char* buffer, bool integers)
 {
     const GLuint name = ObjectName(point);
     const bool isTexture = ObjectType(point) == GL_TEXTURE;
@@ -95,12 +102,10 @@ std::string WhyNot(GLenum point, const char* buffer)
         return std::string("a framebuffer object's ") + buffer +
                " attachment was deleted while it was attached: such a one is not captured";
     }
-    if (point != GL_DEPTH_ATTACHMENT && point != GL_STENCIL_ATTACHMENT) {
-        const GLint type = GetOfAttachment(point, GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE);
-        if (type == GL_INT || type == GL_UNSIGNED_INT) {
-            return "a framebuffer object has integer colors, which no picture can show: such an attachment "
-                   "is not captured";
-        }
+    if (!integers && IsInteger(point)) {
+        return "a framebuffer object has integer colors, which no picture can show: such an attachment is "
+               "not "
+               "captured without -stencil-colors or -format exr";
     }
     return "";
 }
@@ -146,7 +151,7 @@ bool IsDoneWithTarget(const Driver& driver, const TargetEvent& event)
     return true;
 }
 
-std::vector<TargetAttachment> FindTargetAttachments(const std::vector<Buffer>& buffers,
+std::vector<TargetAttachment> FindTargetAttachments(const std::vector<Buffer>& buffers, bool integers,
                                                     std::set<std::string>& leftOut)
 {
     std::vector<TargetAttachment> found;
@@ -154,13 +159,14 @@ std::vector<TargetAttachment> FindTargetAttachments(const std::vector<Buffer>& b
         if (ObjectType(point) == GL_NONE) {
             return;
         }
-        if (std::string reason = WhyNot(point, kind.name); !reason.empty()) {
+        if (std::string reason = WhyNot(point, kind.name, integers); !reason.empty()) {
             leftOut.insert(std::move(reason));
         } else {
             found.push_back({.point = point,
                              .buffer = kind.buffer,
                              .number = static_cast<std::uint8_t>(point - kind.attachment),
                              .format = AttachmentFormat(point, kind),
+                             .isInteger = IsInteger(point),
                              .hasThumbnail = point == kind.attachment});
         }
     };

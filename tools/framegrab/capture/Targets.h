@@ -27,12 +27,14 @@ struct TargetAttachment
     Buffer buffer;
     std::uint8_t number; ///< of the colour
     std::string format;  ///< e.g. "R8G8B8A8"
+    bool isInteger;      ///< a colour of integers, which values show and pictures do not
     bool hasThumbnail;   ///< of the colours, the first attachment alone can be scaled
 };
 
 /// @param buffers  which to look for
+/// @param integers  whether colours of integers are among them
 /// @param leftOut  receives why an attachment is not among the result although it is there
-std::vector<TargetAttachment> FindTargetAttachments(const std::vector<Buffer>& buffers,
+std::vector<TargetAttachment> FindTargetAttachments(const std::vector<Buffer>& buffers, bool integers,
                                                     std::set<std::string>& leftOut);
 
 /// Binds the framebuffer object for reading as well, until the end of the scope.

@@ -173,8 +173,10 @@ bool WriteExrFile(const std::string& path, const Picture& picture, const Values&
         const std::string_view names = ChannelNames(picture.buffer);
         Imf::Header header = HeaderFor(picture, values, notes);
         const std::size_t channels = std::min<std::size_t>(values.channels, names.size());
-        for (const char name : names.substr(0, channels)) {
-            header.channels().insert(std::string(1, name), Imf::Channel(type));
+        for (std::size_t i = 0; i < channels; ++i) {
+            if (values.has[i]) {
+                header.channels().insert(std::string(1, names[i]), Imf::Channel(type));
+            }
         }
         FileStream stream(path);
         {
@@ -185,9 +187,11 @@ bool WriteExrFile(const std::string& path, const Picture& picture, const Values&
                 const auto* const base = reinterpret_cast<const char*>(row.At(y));
                 Imf::FrameBuffer buffer;
                 for (std::size_t i = 0; i < channels; ++i) {
-                    buffer.insert(
-                        std::string(1, names[i]),
-                        Imf::Slice(type, const_cast<char*>(base) + i * size, size * values.channels, 0));
+                    if (values.has[i]) {
+                        buffer.insert(
+                            std::string(1, names[i]),
+                            Imf::Slice(type, const_cast<char*>(base) + i * size, size * values.channels, 0));
+                    }
                 }
                 file.setFrameBuffer(buffer);
                 file.writePixels(1);

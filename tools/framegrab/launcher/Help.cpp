@@ -45,7 +45,7 @@ constexpr std::array Sections{
         "frame000060_target001_color0.png, _color1, _depth, _stencil; 001 is the first that was drawn into "
         "and left. Left means: another one was bound, an attachment replaced or deleted, the contents "
         "invalidated, or the frame shown; one that is drawn into again has another number. Integer colors "
-        "are not captured, which is no failure."},
+        "are captured with -stencil-colors or -format exr alone, which is no failure."},
     Section{
         "Exit status",
         "The program's own if that is not 0; 0 if every frame asked for was captured whole (of frames "

@@ -95,6 +95,7 @@ int Capture(Options options)
         return ExitUsage;
     }
     options.files.folder = folder.AbsolutePath();
+    options.files.program = program;
     SetUpLog(options.settings.log);
     const std::size_t memory = options.memory != 0 ? options.memory : DefaultPictureMemory();
     if (memory > AvailableMemory()) {

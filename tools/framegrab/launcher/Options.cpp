@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <getopt.h>
 #include <string_view>
+#include <tuple>
 
 namespace Framegrab {
 
@@ -26,10 +27,11 @@ constexpr std::array<const char*, Size> NamesOf(const std::array<Row, Size>& row
 }
 
 constexpr auto BufferNames = NamesOf(Buffers);
-constexpr auto ImageNames = NamesOf(ImageKinds);
+constexpr std::array<const char*, 3> ImageNames{"png", "bmp", "exr"}; // the first two as `ImageKinds`
 constexpr auto EncodingNames = NamesOf(EncodingKinds);
 constexpr auto ZoneNames = NamesOf(Util::LogZoneNames);
 constexpr auto PipeNames = NamesOf(Util::LogIOPipeNames);
+constexpr std::array<const char*, 1> RangeNames{"auto"};
 constexpr std::array<const char*, 2> AnswerNames{"man", "bash"};
 
 /// @return the words as a sentence has them, e.g. "color, depth and stencil"
@@ -103,7 +105,11 @@ bool ReadBuffers(const std::string& value, Options& options, std::string& error)
 
 bool ReadFormat(const std::string& value, Options& options, std::string& error)
 {
-    return ReadWord(ImageNames, value, options.files.imageKind, error);
+    std::uint32_t& kind = options.files.imageKind;
+    const bool isKnown = ReadWord(ImageNames, value, kind, error);
+    options.files.hasValues = isKnown && kind == ImageKinds.size();
+    kind = options.files.hasValues ? 0 : kind;
+    return isKnown;
 }
 
 bool ReadPng(const std::string& value, Options& options, std::string& error)
@@ -176,6 +182,27 @@ bool ReadTimeout(const std::string& value, Options& options, std::string& error)
         return false;
     }
     return true;
+}
+
+bool ReadDepthRange(const std::string& value, Options& options, std::string& error)
+{
+    options.files.isDepthStretched = true;
+    if (value == "auto") {
+        options.files.depthRange.reset();
+        return true;
+    }
+    DepthRange range;
+    const char* const end = value.data() + value.size();
+    auto [stop, status] = std::from_chars(value.data(), end, range.least);
+    if (status == std::errc{} && stop != end && *stop == '-') {
+        std::tie(stop, status) = std::tuple(std::from_chars(stop + 1, end, range.greatest).ptr, std::errc{});
+    } else {
+        stop = nullptr;
+    }
+    options.files.depthRange = range;
+    error = "\"" + value + "\" is neither auto nor a range of depths such as 0.9-1, the smaller first";
+    return stop == end && value.back() != '-' && std::isfinite(range.least) &&
+           std::isfinite(range.greatest) && range.least < range.greatest;
 }
 
 bool ReadTrigger(const std::string& value, Options& options, std::string& error)
@@ -274,8 +301,9 @@ constexpr std::array Table{
               .help = "how many of these to capture of one frame: 1 to 999 (default: 200)",
               .read = &ReadMaxTargets},
     OptionRow{.name = "format",
-              .value = "png|bmp",
-              .help = "kind of the picture files (default: png)",
+              .value = "png|bmp|exr",
+              .help = "kind of the picture files; exr: PNG files, and OpenEXR files of the values that the "
+                      "buffers hold, without a loss (default: png)",
               .read = &ReadFormat,
               .offer = Offer::Words,
               .words = ImageNames},
@@ -295,6 +323,19 @@ constexpr std::array Table{
               .read = &ReadPng,
               .offer = Offer::Words,
               .words = EncodingNames},
+    OptionRow{.name = "depth-range",
+              .value = "auto|MIN-MAX",
+              .help =
+                  "the depths that are black and white; auto: the least and the greatest that are neither 0 "
+                  "nor 1 (default: 0-1)",
+              .read = &ReadDepthRange,
+              .offer = Offer::Words,
+              .words = RangeNames},
+    OptionRow{.name = "stencil-colors",
+              .value = nullptr,
+              .help = "a color of its own for each stencil value, and for each integer of colors, which are "
+                      "captured then; 0 is black, the page tells the others (default: grey)",
+              .read = &Set<&Options::files, &FileSettings::stencilColors>},
     OptionRow{.name = "output",
               .value = "DIR",
               .help = "folder for them, made if missing (default: PROGRAM and the time)",
@@ -472,6 +513,23 @@ bool FitTogether(const Options& options, std::string& error)
     return true;
 }
 
+/// Says of which buffers values are needed, and what pictures are made of them.
+void ChooseValues(Options& options)
+{
+    Settings& settings = options.settings;
+    FileSettings& files = options.files;
+    for (const Buffer buffer : settings.buffers) {
+        if (files.hasValues || (buffer == Buffer::Depth && files.isDepthStretched) ||
+            (buffer == Buffer::Stencil && files.stencilColors)) {
+            settings.valueBuffers.push_back(buffer);
+        }
+    }
+    settings.integers = files.hasValues || files.stencilColors;
+    files.thumbnailWidth = settings.thumbnailWidth;
+    files.thumbnailHeight = settings.thumbnailHeight;
+    files.thumbnailOnly = settings.thumbnailOnly;
+}
+
 } // namespace
 
 const std::span<const OptionRow> OptionTable = Table;
@@ -499,6 +557,7 @@ bool ParseOptions(const std::vector<std::string>& arguments, Options& options, s
     if (result.settings.triggerFrames != 0) {
         result.settings.frames = {};
     }
+    ChooseValues(result);
     options = std::move(result);
     return true;
 }

@@ -1,13 +1,17 @@
 #pragma once
 
 #include "Util/ScreenshotWriter.h"
+#include "launcher/ExrFile.h"
 #include "launcher/PictureFile.h"
+#include "launcher/Values.h"
 #include "shared/Picture.h"
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace Framegrab {
 
@@ -40,6 +44,16 @@ struct FileSettings
     std::uint32_t imageKind = 0; ///< index in `ImageKinds`
     std::uint32_t pngKind = 0;   ///< index in `EncodingKinds`
     bool opaque = false;
+
+    // Of pictures that are made of values.
+    std::string program;    ///< name, for the notes in files of values
+    bool hasValues = false; ///< each gets an OpenEXR file
+    bool isDepthStretched = false;
+    std::optional<DepthRange> depthRange{}; ///< to stretch depth to; none: the one that it has
+    bool stencilColors = false;
+    std::uint32_t thumbnailWidth = 0; ///< as in `Settings`
+    std::uint32_t thumbnailHeight = 0;
+    bool thumbnailOnly = false;
 };
 
 /// Sets the library up for these files, for all threads.
@@ -58,11 +72,19 @@ struct WrittenPicture
 {
     PictureFile file;  ///< the picture's status is 0 when it is whole
     std::string error; ///< why not, in words, where the system told
+    Legend integers{}; ///< what the colors of the picture stand for
 };
 
 /// Writes a picture. A file that is cut is removed.
 ///
 /// @note Any thread.
 WrittenPicture WritePicture(const FileSettings& settings, const Picture& picture, const ReadPixels& pixels);
+
+/// Writes what is made of the values of a buffer: a picture of them, its thumbnail, an OpenEXR file, as the
+/// settings want them.
+///
+/// @note Any thread.
+std::vector<WrittenPicture> WriteValues(const FileSettings& settings, const Picture& picture,
+                                        const Values& values, const ExrNotes& notes);
 
 } // namespace Framegrab

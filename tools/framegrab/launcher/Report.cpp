@@ -59,6 +59,11 @@ void Report::TakeFile(const Record& record)
         m_manifest.Add(record.file);
         return;
     }
+    Legend& integers = m_integers[picture.buffer];
+    for (auto next = record.integers.begin(); next != record.integers.end() && integers.size() < MostInLegend;
+         ++next) {
+        integers.insert(*next);
+    }
     PictureFile file = record.file;
     ReadImageFile(PathOf(file), file.image);
     m_manifest.Add(file);
@@ -146,6 +151,9 @@ void Report::WriteSheet(const std::string& program, const FrameList& missing) co
     for (const PictureFile& file : m_files) {
         sheet.Add(file);
     }
+    for (const auto& [buffer, integers] : m_integers) {
+        sheet.AddLegend(buffer, integers);
+    }
     if (!missing.IsEmpty()) {
         sheet.SetNote("Not captured whole: frames " + missing.ToString());
     }
@@ -167,8 +175,10 @@ void Report::ListFiles() const
     const std::size_t start = count > MostListed ? count - Few : count;
     for (std::size_t i = 0; i < count; ++i) {
         const ImageFile& image = m_files[i].image;
-        const std::string line = PathOf(m_files[i]) + "  " + std::to_string(image.width) + "x" +
-                                 std::to_string(image.height) + "  " + Count(image.bytes, "byte");
+        const std::string line =
+            PathOf(m_files[i]) + "  " + std::to_string(image.width) + "x" + std::to_string(image.height) +
+            "  " + Count(image.bytes, "byte") +
+            (m_files[i].valuesName.empty() ? "" : ", values in " + m_files[i].valuesName);
         if (i < end || i >= start) {
             Say(line);
         } else {

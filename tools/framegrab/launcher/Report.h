@@ -60,8 +60,9 @@ private:
     std::string m_folder;
     std::string m_output;
     Manifest& m_manifest;
-    std::vector<PictureFile> m_files; ///< in the order in which they were written
-    std::uint64_t m_bytes = 0;        ///< of all files
+    std::vector<PictureFile> m_files;    ///< in the order in which they were written
+    std::uint64_t m_bytes = 0;           ///< of all files
+    std::map<Buffer, Legend> m_integers; ///< what the colors of pictures stand for
     FrameList m_framesDone;
     FrameList m_framesWhole;                            ///< in at least one process, of at least one window
     std::map<std::uint32_t, FrameList> m_framesWholeOf; ///< the same, of each window

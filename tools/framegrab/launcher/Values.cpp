@@ -50,11 +50,6 @@ float Normalized(std::uint32_t value, unsigned int bits)
     return static_cast<float>(value / static_cast<double>((1U << bits) - 1));
 }
 
-bool IsInteger(ValueType type)
-{
-    return type == ValueType::UInt8 || type == ValueType::UInt32 || type == ValueType::Int32;
-}
-
 /// @return hue, saturation and brightness, each 0 to 1, as a color
 Rgba FromHsv(double hue, double saturation, double brightness)
 {
@@ -173,7 +168,7 @@ std::uint32_t Values::BitsAt(std::size_t pixel, std::uint32_t channel) const
 {
     const std::byte* const bytes = data + pixel * Pitch() + channel * LayoutOf(type).bytes;
     return type == ValueType::UInt8 ? NumberIn<std::uint8_t>(bytes)
-           : IsInteger(type)        ? NumberIn<std::uint32_t>(bytes)
+           : AreIntegers()          ? NumberIn<std::uint32_t>(bytes)
                                     : 0;
 }
 
@@ -196,6 +191,9 @@ std::optional<float> FindLargest(const Values& colors)
     const std::uint32_t channels = std::min(colors.channels, 3U);
     for (std::size_t i = 0; i < colors.Pixels(); ++i) {
         for (std::uint32_t channel = 0; channel < channels; ++channel) {
+            if (!colors.has[channel]) {
+                continue;
+            }
             const float number = colors.NumberAt(i, channel);
             if (std::isfinite(number) && (!largest || number > *largest)) {
                 largest = number;
@@ -203,6 +201,33 @@ std::optional<float> FindLargest(const Values& colors)
         }
     }
     return largest;
+}
+
+Pixels PaintColors(const Values& colors)
+{
+    Pixels picture{.width = colors.width, .height = colors.height, .pixels = {}};
+    picture.pixels.reserve(colors.Pixels());
+    for (std::size_t i = 0; i < colors.Pixels(); ++i) {
+        Rgba& pixel = picture.pixels.emplace_back(Rgba{0, 0, 0, 255});
+        for (std::uint32_t channel = 0; channel < colors.channels; ++channel) {
+            // Written so that what is no number becomes 0.
+            const float number = colors.NumberAt(i, channel);
+            pixel[channel] = number > 0 ? static_cast<std::uint8_t>(std::lround(std::min(number, 1.0F) * 255))
+                                        : std::uint8_t{0};
+        }
+    }
+    return picture;
+}
+
+Pixels PaintStencil(const Values& stencil)
+{
+    Pixels picture{.width = stencil.width, .height = stencil.height, .pixels = {}};
+    picture.pixels.reserve(stencil.Pixels());
+    for (std::size_t i = 0; i < stencil.Pixels(); ++i) {
+        const auto grey = static_cast<std::uint8_t>(stencil.BitsAt(i, 0));
+        picture.pixels.push_back({grey, grey, grey, 255});
+    }
+    return picture;
 }
 
 Pixels PaintDepth(const Values& depths, const DepthRange& range)
@@ -246,7 +271,7 @@ Pixels PaintIntegers(const Values& integers, Legend& legend)
     for (std::size_t i = 0; i < integers.Pixels(); ++i) {
         Integers pixel{};
         for (std::uint32_t channel = 0; channel < integers.channels; ++channel) {
-            pixel[channel] = integers.BitsAt(i, channel);
+            pixel[channel] = integers.has[channel] ? integers.BitsAt(i, channel) : 0;
         }
         // Most pixels are as the one before.
         if (i == 0 || pixel != last) {

@@ -10,7 +10,7 @@
 /// Values of a buffer as GL has them, and pictures that make them visible.
 namespace Framegrab {
 
-/// What the components of a pixel are. Normalized ones are integers that stand for value / (2^bits - 1).
+/// What the components of a pixel are, as in `Util::CapturedValues`. Normalized ones are integers that stand for value / (2^bits - 1).
 enum class ValueType : std::uint8_t
 {
     Unorm8,
@@ -28,6 +28,8 @@ struct Values
 {
     ValueType type = ValueType::Unorm8;
     std::uint32_t channels = 4; ///< 1 to 4; those of a pixel follow each other
+    std::array<bool, 4> has{true, true, true,
+                            true}; ///< false: the buffer has no such channel, and it says nothing
     std::uint32_t width = 0;
     std::uint32_t height = 0;
     const std::byte* data = nullptr; ///< without padding, of any alignment; the bottom row first
@@ -36,6 +38,11 @@ struct Values
     [[nodiscard]] std::size_t Pitch() const;
 
     [[nodiscard]] std::size_t Pixels() const { return std::size_t{width} * height; }
+
+    [[nodiscard]] bool AreIntegers() const
+    {
+        return type == ValueType::UInt8 || type == ValueType::UInt32 || type == ValueType::Int32;
+    }
 
     /// @return a value as a number; normalized ones between 0 and 1, rounded to the nearest float
     [[nodiscard]] float NumberAt(std::size_t pixel, std::uint32_t channel) const;
@@ -68,6 +75,12 @@ struct Pixels
     std::uint32_t height = 0;
     std::vector<Rgba> pixels;
 };
+
+/// @return normalized values and floats as they are, cut to between 0 and 1
+Pixels PaintColors(const Values& colors);
+
+/// @return stencil as grey
+Pixels PaintStencil(const Values& stencil);
 
 /// @return depths as grey: `range.least` and less black, `range.greatest` and more white
 Pixels PaintDepth(const Values& depths, const DepthRange& range);

@@ -4,6 +4,7 @@
 #include "launcher/LauncherLog.h"
 
 #include <algorithm>
+#include <iterator>
 #include <sched.h>
 #include <string>
 #include <sys/eventfd.h>
@@ -21,6 +22,27 @@ bool IsWhole(const Entry& entry, std::size_t size)
     constexpr std::uint32_t LargestSide = 1U << 20U;
     return IsSound(picture.buffer) && picture.width <= LargestSide && picture.height <= LargestSide &&
            size == std::size_t{picture.width} * picture.height * Util::GetPitch(entry.format, entry.type);
+}
+
+/// The same of values.
+///
+/// @param values  receives what they are
+bool IsWhole(const Entry& entry, std::span<const std::uint8_t> bytes, Values& values)
+{
+    const Picture& picture = entry.picture;
+    constexpr std::uint32_t LargestSide = 1U << 20U;
+    if (!IsSound(picture.buffer) || picture.width == 0 || picture.width > LargestSide ||
+        picture.height == 0 || picture.height > LargestSide ||
+        entry.values.type > static_cast<std::uint32_t>(ValueType::Int32)) {
+        return false;
+    }
+    values = {.type = static_cast<ValueType>(entry.values.type),
+              .channels = picture.buffer == Buffer::Color ? 4U : 1U,
+              .width = picture.width,
+              .height = picture.height,
+              .data = reinterpret_cast<const std::byte*>(bytes.data())};
+    values.has = entry.values.has;
+    return bytes.size() == values.Pixels() * values.Pitch();
 }
 
 } // namespace
@@ -67,32 +89,52 @@ bool Writers::DealWithNext()
         }
         ticket = m_taken++;
     }
-    Record record = DealWith(*entry);
+    std::vector<Record> records = DealWith(*entry);
     m_memory.Free(*entry);
-    Deliver(ticket, std::move(record));
+    Deliver(ticket, std::move(records));
     return true;
 }
 
-Record Writers::DealWith(const Entry& entry)
+/// @return a record for each file that was written, or the one of something else
+std::vector<Record> Writers::DealWith(const Entry& entry)
 {
     const KeptLog log;
     const std::span<const std::uint8_t> bytes = m_memory.BytesOf(entry);
+    std::vector<WrittenPicture> written;
+    std::vector<Record> records;
+    Values values;
+    if (entry.kind == EntryKind::Image && IsWhole(entry, bytes.size())) {
+        written.push_back(WritePicture(m_settings, entry.picture, {bytes, entry.format, entry.type}));
+    } else if (entry.kind == EntryKind::Values && IsWhole(entry, bytes, values)) {
+        written = WriteValues(
+            m_settings, entry.picture, values,
+            {.program = m_settings.program, .isSrgb = entry.values.isSrgb, .isExact = entry.values.isExact});
+    } else {
+        records.push_back(DealWithOther(entry));
+    }
+    for (WrittenPicture& one : written) {
+        records.push_back({.kind = RecordKind::File,
+                           .file = std::move(one.file),
+                           .integers = std::move(one.integers),
+                           .error = std::move(one.error)});
+    }
+    records.front().log = log.Lines();
+    return records;
+}
+
+/// Deals with what makes no file.
+Record Writers::DealWithOther(const Entry& entry)
+{
+    const std::span<const std::uint8_t> bytes = m_memory.BytesOf(entry);
     Record record{.file = {.picture = entry.picture, .name = {}, .image = {}}};
     switch (entry.kind) {
-    case EntryKind::Image: {
+    case EntryKind::Image:
+    case EntryKind::Values:
         record.kind = RecordKind::File;
-        if (IsWhole(entry, bytes.size())) {
-            WrittenPicture written =
-                WritePicture(m_settings, entry.picture, {bytes, entry.format, entry.type});
-            record.file = std::move(written.file);
-            record.error = std::move(written.error);
-        } else {
-            record.file.picture = {};
-            record.file.picture.status = 1;
-            record.error = "the program has written into framegrab's memory";
-        }
+        record.file.picture = {};
+        record.file.picture.status = 1;
+        record.error = "the program has written into framegrab's memory";
         break;
-    }
     case EntryKind::NoImage:
         record.kind = RecordKind::File;
         break;
@@ -108,18 +150,17 @@ Record Writers::DealWith(const Entry& entry)
         record.text.assign(bytes.begin(), bytes.end());
         break;
     }
-    record.log = log.Lines();
     return record;
 }
 
 /// Passes records on in the order of their tickets, whichever is done first.
-void Writers::Deliver(std::uint64_t ticket, Record record)
+void Writers::Deliver(std::uint64_t ticket, std::vector<Record> records)
 {
     const std::scoped_lock lock(m_mutex);
-    m_early.emplace(ticket, std::move(record));
+    m_early.emplace(ticket, std::move(records));
     for (auto next = m_early.begin(); next != m_early.end() && next->first == m_delivered;
          next = m_early.erase(next)) {
-        m_records.push_back(std::move(next->second));
+        std::move(next->second.begin(), next->second.end(), std::back_inserter(m_records));
         ++m_delivered;
     }
     const std::uint64_t one = 1;

@@ -45,18 +45,19 @@ public:
 private:
     void Run();
     bool DealWithNext();
-    Record DealWith(const Entry& entry);
-    void Deliver(std::uint64_t ticket, Record record);
+    std::vector<Record> DealWith(const Entry& entry);
+    Record DealWithOther(const Entry& entry);
+    void Deliver(std::uint64_t ticket, std::vector<Record> records);
 
     SessionMemory& m_memory;
     const FileSettings& m_settings;
     Descriptor m_events;
     std::atomic<bool> m_isEnding{false};
 
-    std::mutex m_mutex;                      ///< guards what follows
-    std::uint64_t m_taken = 0;               ///< entries so far; the number of one is its ticket
-    std::uint64_t m_delivered = 0;           ///< records so far
-    std::map<std::uint64_t, Record> m_early; ///< by ticket; one before them is missing
+    std::mutex m_mutex;                                   ///< guards what follows
+    std::uint64_t m_taken = 0;                            ///< entries so far; the number of one is its ticket
+    std::uint64_t m_delivered = 0;                        ///< of them, those whose records were passed on
+    std::map<std::uint64_t, std::vector<Record>> m_early; ///< by ticket; one before them is missing
     std::vector<Record> m_records;
 
     std::vector<std::thread> m_threads;

@@ -177,7 +177,7 @@ std::size_t SessionMemory::CountCommittedImages()
 {
     const std::span<Entry> entries = Entries();
     return static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), [](const Entry& entry) {
-        return IsCommitted(entry) && entry.kind == EntryKind::Image;
+        return IsCommitted(entry) && (entry.kind == EntryKind::Image || entry.kind == EntryKind::Values);
     }));
 }
 

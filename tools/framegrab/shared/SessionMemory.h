@@ -37,6 +37,7 @@ static_assert(std::atomic<std::uint32_t>::is_always_lock_free &&
 enum class EntryKind : std::uint32_t
 {
     Image,     ///< `picture`, with its pixels
+    Values,    ///< `picture`, with the values of its buffer, laid out as `values` tells
     NoImage,   ///< `picture`, of which there are none: `picture.status` is why
     FrameDone, ///< all of `picture`'s frame was dealt with; `picture.status` 0: each is there or is none
     Driver,    ///< the text is what `picture.process` captures with: lines of a name, ": " and a value
@@ -53,6 +54,15 @@ enum class EntryState : std::uint32_t
     Taken,    ///< being dealt with by framegrab
 };
 
+/// What the values of a buffer are, as of `Util::CapturedValues`.
+struct ValueLayout
+{
+    std::uint32_t type;
+    std::array<bool, 4> has; ///< whether the buffer has each component
+    bool isSrgb;
+    bool isExact;
+};
+
 struct Entry
 {
     std::atomic<EntryState> state;
@@ -60,6 +70,7 @@ struct Entry
     std::uint32_t client; ///< who it belongs to until it is `Ready`: the number that framegrab gave a process
     std::uint32_t format; ///< of the pixels, as of `glReadPixels`
     std::uint32_t type;   ///< the same
+    ValueLayout values;   ///< of values, in place of these two
     std::uint64_t turn;   ///< its place in the line, and among those that are `Ready`
     std::uint64_t position; ///< of the pixels or the text in the arena
     std::uint64_t size;     ///< in bytes

@@ -18,6 +18,8 @@ struct Settings
     std::uint32_t triggerFrames = 0;    ///< how many a trigger asks for; 0: there is none
     std::vector<std::uint32_t> windows; ///< numbers of the surfaces to capture; none: all
     std::vector<Buffer> buffers;        ///< in the order in which to take them
+    std::vector<Buffer> valueBuffers;   ///< those of them of which to take values instead of pictures
+    bool integers = false;              ///< values of integer colours too, be they among these or not
     std::uint32_t thumbnailWidth = 0;   ///< of the box that thumbnails fit, in pixels; 0: none are wanted
     std::uint32_t thumbnailHeight = 0;
     bool thumbnailOnly = false;     ///< without the full-size pictures
@@ -34,6 +36,8 @@ struct Settings
         visit(settings.triggerFrames);
         visit(settings.windows);
         visit(settings.buffers);
+        visit(settings.valueBuffers);
+        visit(settings.integers);
         visit(settings.thumbnailWidth);
         visit(settings.thumbnailHeight);
         visit(settings.thumbnailOnly);
