@@ -20,6 +20,7 @@
 #include <benchmark/benchmark.h>
 #include <lz4.h>
 #include <zlib.h>
+#include <zstd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -33,7 +34,6 @@
 #include <random>
 #include <string>
 #include <vector>
-#include <zstd.h>
 
 namespace {
 

@@ -8,10 +8,11 @@
 #include "Util/CompressorZstd.h"
 #include "support/GuardedBytes.h"
 
+#include <zstd.h>
+
 #include <algorithm>
 #include <memory>
 #include <vector>
-#include <zstd.h>
 
 namespace {
 

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <lz4.h>
 #include <zlib.h>
+#include <zstd.h>
 
 #include <algorithm>
 #include <functional>
@@ -16,7 +17,6 @@
 #include <optional>
 #include <random>
 #include <thread>
-#include <zstd.h>
 
 namespace {
 

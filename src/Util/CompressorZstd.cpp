@@ -2,10 +2,11 @@
 
 #include "Util/Logging.h"
 
-#include <algorithm>
-#include <limits>
 #include <zstd.h>
 #include <zstd_errors.h>
+
+#include <algorithm>
+#include <limits>
 
 namespace Util {
 namespace {

@@ -4,11 +4,11 @@
 #define ZSTD_STATIC_LINKING_ONLY
 
 #include <zlib.h>
+#include <zstd.h>
 
 #include <cstdlib>
 #include <dlfcn.h>
 #include <new>
-#include <zstd.h>
 
 namespace {
 
