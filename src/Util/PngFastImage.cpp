@@ -35,10 +35,6 @@ class Encoder
 public:
     Encoder(std::FILE* file, PngFastMemory& memory) : m_file(file), m_memory(memory)
     {
-        // The compressor does not clear its tables of matches: what they held would decide between equally
-        // good files.
-        std::memset(&m_stream, 0, sizeof(m_stream));
-        m_memory.level.fill(0);
         isal_deflate_init(&m_stream);
         m_stream.level = 1;
         m_stream.level_buf = m_memory.level.data();
@@ -96,8 +92,7 @@ private:
         } else {
             std::memcpy(filtered, row, size);
         }
-        // A second pass over what is in the nearest cache costs less than what a loop over bytes and pixels
-        // at once is compiled to.
+        // A pass of its own, over what is still in the nearest cache: compilers vectorise each of the two.
         if (samples == PngSamples::SwapBlue) {
             ChangePixels(filtered, size, SwapFirstAndThirdByte);
         } else if (samples == PngSamples::MakeOpaque && above) {
