@@ -1,6 +1,6 @@
-// A window of 64 x 32 whose user resizes it, to the width and height that the arguments say: a red frame, a green
-// one that is drawn before the window is resized and shown after it, a blue one, and a white one with a new surface
-// for the same window.
+// A window of 64 x 32 whose user resizes it, to the width and height that the arguments say: a red frame, a
+// green one that is drawn before the window is resized and shown after it, a blue one, and a white one with a
+// new surface for the same window.
 
 #include <EGL/egl.h>
 #include <GLES3/gl3.h>

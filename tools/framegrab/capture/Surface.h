@@ -18,8 +18,8 @@ std::string SurfaceFormat(const BufferKind& kind);
 /// @return what EGL says of the surface that is current for drawing
 SurfaceSize ToldSize();
 
-/// The size in which the frame was drawn that is about to be shown. While a window is resized, EGL may tell the
-/// new size already when the frame still has the old one, and what is read beyond that is not defined.
+/// The size in which the frame was drawn that is about to be shown. While a window is resized, EGL may tell
+/// the new size already when the frame still has the old one, and what is read beyond that is not defined.
 ///
 /// @param told  what EGL says
 /// @param last  the size of an earlier frame
