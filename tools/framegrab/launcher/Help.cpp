@@ -186,8 +186,8 @@ std::string BashCompletion()
             break;
         case OptionRow::Offer::WordLists:
             // Only the last word of the list is still to be found.
-            action = "local before=${word%\"${word##*,}\"}; COMPREPLY=($(compgen -P \"$before\" -W '" +
-                     words + "' -- \"${word#\"$before\"}\"))";
+            action = R"(local before=${word%"${word##*,}"}; COMPREPLY=($(compgen -P "$before" -W ')" + words +
+                     R"(' -- "${word#"$before"}")))";
             break;
         case OptionRow::Offer::Folders:
             action = "compopt -o filenames 2>/dev/null; mapfile -t COMPREPLY < <(compgen -d -- \"$word\")";

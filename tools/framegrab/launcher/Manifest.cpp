@@ -49,7 +49,8 @@ void AddTexts(Json& object, const std::string& name, const std::vector<std::stri
 /// @return nanoseconds as seconds, to the microsecond
 double Seconds(std::int64_t nanoseconds)
 {
-    return static_cast<double>(nanoseconds / 1000) / 1e6;
+    const std::int64_t microseconds = nanoseconds / 1000;
+    return static_cast<double>(microseconds) / 1e6;
 }
 
 Json Described(const PictureFile& file)
