@@ -20,8 +20,12 @@ std::string WhyNotCaptured(const Driver& driver, EGLDisplay display, EGLSurface 
             return "a surface is swapped that is not the current one: such a frame is not captured";
         }
         if (driver.CurrentVersion() < 30) {
-            return "only OpenGL ES 3.0 and later is captured, and this context is \"" +
-                   driver.CurrentVersionText() + "\"";
+            const std::string version = driver.CurrentVersionText();
+            return "only OpenGL ES 3.0 and later is captured, and this context is \"" + version +
+                   "\": the program would have to " +
+                   (version.starts_with("OpenGL ES") ? ""
+                                                     : "choose EGL_OPENGL_ES_API with eglBindAPI, and ") +
+                   "ask eglCreateContext for EGL_CONTEXT_CLIENT_VERSION 3";
         }
         if (HasEntryPoints(GL::GetIntegerv, GL::BindFramebuffer, GL::PixelStorei)) {
             return "";
