@@ -9,7 +9,8 @@
 
 namespace Framegrab {
 
-/// Takes one picture, or its values, into the memory that framegrab shares, into which GL reads it where the layout allows.
+/// Takes one picture, or its values, into the memory that framegrab shares, into which GL reads it where the
+/// layout allows.
 class PictureSink final : public Util::ImageSink, public Util::ValueSink
 {
 public:

@@ -10,7 +10,8 @@
 /// Values of a buffer as GL has them, and pictures that make them visible.
 namespace Framegrab {
 
-/// What the components of a pixel are, as in `Util::CapturedValues`. Normalized ones are integers that stand for value / (2^bits - 1).
+/// What the components of a pixel are, as in `Util::CapturedValues`. Normalized ones are integers that stand
+/// for value / (2^bits - 1).
 enum class ValueType : std::uint8_t
 {
     Unorm8,
