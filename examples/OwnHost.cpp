@@ -40,7 +40,7 @@ void Log::Print(LogLevel level, LogZone /*zone*/, int line, const char* file, bo
     va_end(arguments);
 }
 
-// The rest of the logger, for the logging options and the log file. A host that offers none may leave it empty.
+// The rest of the logger, for logging options and a log file: a host that offers none may leave it empty.
 void Log::SetZoneBit(LogZone /*zone*/, bool /*on*/) {}
 void Log::SetIOPipeBit(LogIOPipe /*pipe*/, bool /*on*/) {}
 void Console::Print(Log::LogLevel /*level*/, bool /*decorated*/, const char* /*format*/, ...) {}
