@@ -182,9 +182,9 @@ TEST_F(SourcesTest, AttachmentsOfEveryKindFormatAndSize)
             }
             const auto expected = kind == Kind::Color ? ColorWith(row.components) : QuadrantsAs(kind);
             std::vector<int> divisors{1, 2};
-            std::erase_if(divisors, [&](int divisor) {
-                const bool isWhole = width % divisor == 0 && height % divisor == 0;
-                const bool isRight = !isWhole || CopiesRight(kind, width, height, expected, divisor);
+            std::erase_if(divisors, [&, w = width, h = height](int divisor) {
+                const bool isWhole = w % divisor == 0 && h % divisor == 0;
+                const bool isRight = !isWhole || CopiesRight(kind, w, h, expected, divisor);
                 leftOut += isRight ? 0 : 1;
                 return !isWhole || !isRight;
             });

@@ -294,11 +294,11 @@ std::string ContactSheet::CellHtml(const std::string& column, const Cell& cell)
                        SizeText(linked.image) + (format.empty() ? "" : ", " + EscapedForHtml(format)) + ", " +
                        EscapedForHtml(Upper(extension)) + "\u00A0" + Bytes(linked.image.bytes);
     if (linked.depthRange) {
-        html += ", <em>" + Number(linked.depthRange->least) + " to " + Number(linked.depthRange->greatest) +
-                "</em>";
+        html += ", <em>" + Number(static_cast<double>(linked.depthRange->least)) + " to " +
+                Number(static_cast<double>(linked.depthRange->greatest)) + "</em>";
     }
     if (linked.largest > 1.0F) {
-        html += ", <em>up to " + Number(*linked.largest) + "</em>";
+        html += ", <em>up to " + Number(static_cast<double>(*linked.largest)) + "</em>";
     }
     if (!linked.valuesName.empty()) {
         html += R"(, <a href=")" + EncodedForUrl(linked.valuesName) + R"(">values</a>)";

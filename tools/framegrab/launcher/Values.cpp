@@ -234,11 +234,11 @@ Pixels PaintDepth(const Values& depths, const DepthRange& range)
 {
     Pixels picture{.width = depths.width, .height = depths.height, .pixels = {}};
     picture.pixels.reserve(depths.Pixels());
-    const double least = range.least;
-    const double span = double{range.greatest} - least;
+    const auto least = static_cast<double>(range.least);
+    const double span = static_cast<double>(range.greatest) - least;
     for (std::size_t i = 0; i < depths.Pixels(); ++i) {
         // Written so that what is no number becomes black.
-        const double place = (double{depths.NumberAt(i, 0)} - least) / span;
+        const double place = (static_cast<double>(depths.NumberAt(i, 0)) - least) / span;
         const auto grey =
             place > 0 ? static_cast<std::uint8_t>(std::lround(std::min(place, 1.0) * 255)) : std::uint8_t{0};
         picture.pixels.push_back({grey, grey, grey, 255});
