@@ -40,19 +40,32 @@ void Log::Print(LogLevel level, LogZone /*zone*/, int line, const char* file, bo
     va_end(arguments);
 }
 
-// The rest of the logger, for logging options and a log file: a host that offers none may leave it empty.
+// The rest of the logger, for the logging options: a host that offers none may leave it empty.
 void Log::SetZoneBit(LogZone /*zone*/, bool /*on*/) {}
 void Log::SetIOPipeBit(LogIOPipe /*pipe*/, bool /*on*/) {}
 void Console::Print(Log::LogLevel /*level*/, bool /*decorated*/, const char* /*format*/, ...) {}
-StdioWriter::StdioWriter(const std::string& /*fileName*/, bool /*startAfresh*/, bool /*flushLines*/) {}
-StdioWriter::~StdioWriter() = default;
-std::uint32_t StdioWriter::Write(const char* /*text*/)
+
+StdioWriter::StdioWriter(const std::string& fileName, bool startAfresh, bool flushLines)
+    : m_fileName(fileName), m_startAfresh(startAfresh), m_flushLines(flushLines)
+{}
+
+StdioWriter::~StdioWriter()
 {
-    return 1;
+    if (m_pFile) {
+        std::fclose(m_pFile);
+    }
 }
+
+std::uint32_t StdioWriter::Write(const char* text)
+{
+    const bool isWritten = m_pFile && std::fputs(text, m_pFile) >= 0;
+    return isWritten && (!m_flushLines || std::fflush(m_pFile) == 0) ? 0 : 1;
+}
+
 std::uint32_t StdioWriter::Open()
 {
-    return 1;
+    m_pFile = std::fopen(m_fileName.c_str(), m_startAfresh ? "we" : "ae");
+    return m_pFile ? 0 : 1;
 }
 
 int System::Snprintf(char* buffer, std::size_t size, const char* format, ...)
