@@ -9,7 +9,8 @@ import time
 import pytest
 from harness import LIMIT, STEPS, cases, colors, command, finish, grab, picture, pictures, run, started, wait_for
 
-NAMES, HOSTING = (f"{os.environ['UTIL_BIN']}/framegrab_{name}" for name in ("names", "hosting"))
+NAMES, LIBRARIES, HOSTING = (f"{os.environ['UTIL_BIN']}/framegrab_{name}" for name in
+                             ("names", "libraries", "hosting"))
 RED, BLUE = (255, 0, 0, 255), (0, 0, 255, 255)
 KILLS = int(os.environ.get("FRAMEGRAB_KILLS", 3))  # more of them find more, and take as much longer
 
@@ -20,11 +21,12 @@ def frames(count, mark=""):
 
 # -- What is the program's stays the program's --------------------------------------------------------------
 
-def test_functions_of_the_programs_are_not_called(tmp_path):
+@cases("program, answer", {"itself": (NAMES, "1"), "in its libraries": (LIBRARIES, "2")})
+def test_functions_are_not_called_that_the_program_has(tmp_path, program, answer):
     outcome = grab(tmp_path, "-buffers color,depth -thumbnail 8x8",
-                   [NAMES, *"context clear:ff0000ff swap print:whole".split()],
+                   [program, *"context clear:ff0000ff swap print-answer".split()],
                    env=os.environ | {"MESA_SHADER_CACHE_DISABLE": "true"})  # the driver's own use of zlib
-    assert (outcome.status, outcome.output) == (0, "whole"), outcome.errors
+    assert (outcome.status, outcome.output) == (0, answer), outcome.errors
     assert len(pictures(tmp_path)) == 4 and colors(tmp_path / "frame000001.png") == {RED}
 
 

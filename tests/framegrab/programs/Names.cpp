@@ -1,5 +1,5 @@
-// What programs export by chance or because they bring a library along: who calls these in place of its own
-// ends the program. Some go by the names of C++, as the compiler makes them.
+// What programs, or their libraries, export by chance or because they bring a library along: who calls these
+// in place of its own ends the program. Some go by the names of C++, as the compiler makes them.
 
 #include <cstdlib>
 
@@ -22,3 +22,9 @@ EXPORTED(_ZN4Core8KHRLayer8GLESProcEv)                            // Core::KHRLa
 EXPORTED(_ZN8Playback19PlaybackEnvironment8InstanceEv)            // Playback::PlaybackEnvironment::Instance
 EXPORTED(_ZN4Util10GetIntegerEji)                                 // Util::GetInteger
 EXPORTED(_ZSt20__throw_length_errorPKc)                           // std::__throw_length_error
+
+/// What the program itself calls.
+extern "C" int Answer()
+{
+    return 1;
+}
