@@ -45,6 +45,16 @@ bool IsWhole(const Entry& entry, std::span<const std::uint8_t> bytes, Values& va
     return bytes.size() == values.Pixels() * values.Pitch();
 }
 
+/// Lets the calling thread take no processor from the one that wakes it: that is the program's thread, in the
+/// middle of a swap.
+void StayBehind()
+{
+    if (sched_getscheduler(0) == SCHED_OTHER) {
+        const sched_param none{};
+        sched_setscheduler(0, SCHED_BATCH, &none);
+    }
+}
+
 } // namespace
 
 Writers::Writers(SessionMemory& memory, const FileSettings& settings, std::size_t threads)
@@ -68,6 +78,7 @@ void Writers::Stop()
 
 void Writers::Run()
 {
+    StayBehind();
     while (!m_isEnding) {
         const std::uint32_t commits = m_memory.CommitCount();
         if (!DealWithNext()) {
