@@ -45,14 +45,17 @@ bool IsWhole(const Entry& entry, std::span<const std::uint8_t> bytes, Values& va
     return bytes.size() == values.Pixels() * values.Pitch();
 }
 
-/// Lets the calling thread take no processor from the one that wakes it: that is the program's thread, in the
-/// middle of a swap.
+/// Lets the calling thread run when the program and its display server do not want the processor. Both do
+/// right after a swap, which is when a picture is there to be written: a writer that is as important as they
+/// are takes the processor from the thread that has just woken it, and makes the server late.
 void StayBehind()
 {
     if (sched_getscheduler(0) == SCHED_OTHER) {
         const sched_param none{};
-        sched_setscheduler(0, SCHED_BATCH, &none);
+        sched_setscheduler(0, SCHED_BATCH, &none); // interrupts nobody when it is woken
     }
+    constexpr int Lower = 10; // a tenth of the others' share, so that a busy machine does not stop it either
+    [[maybe_unused]] const int ignored = nice(Lower);
 }
 
 } // namespace
