@@ -185,12 +185,16 @@ def test_a_thread_may_be_cancelled_while_it_is_captured(tmp_path, option):
     assert (outcome.status, outcome.output) == (0, "goes-on"), outcome.errors
 
 
-def test_a_file_beyond_the_size_limit_is_told_and_removed(tmp_path):
-    words = command(tmp_path, "-format bmp -thumbnail 64x64", "context swap print:goes-on")
-    outcome = run(["sh", "-c", 'ulimit -S -f 1; exec "$@"', "sh", *words])
-    assert (outcome.status, outcome.output) == (1, "goes-on")
-    assert "thumbnail of the color buffer was not captured whole (status 1): File too large" in outcome.said
-    assert pictures(tmp_path) == []
+@cases("limit, reason", {
+    "by a limit": ("ulimit -S -f 1", "File too large"),
+    "by a full disk": ("mount -t tmpfs -o size=4k none .", "No space left on device"),  # the manifest's 4k
+})
+def test_a_file_that_is_cut_short_is_told_and_removed(tmp_path, limit, reason):
+    words = command(".", "-format bmp -thumbnail 64x64", "context swap print:goes-on")
+    outcome = run(["unshare", "--user", "--map-root-user", "--mount", "sh", "-c",
+                   f'{limit} && cd "$PWD" && "$@"; echo " $?" *', "sh", *words], cwd=tmp_path)
+    assert outcome.output == "goes-on 1 framegrab.log manifest.json\n", outcome.errors
+    assert f"thumbnail of the color buffer was not captured whole (status 1): {reason}; the cut" in outcome.said
 
 
 def test_needs_no_more_descriptors_with_every_frame(tmp_path):

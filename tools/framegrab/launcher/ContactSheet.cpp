@@ -12,6 +12,7 @@
 #include <ostream>
 #include <sstream>
 #include <tuple>
+#include <unistd.h>
 
 namespace Framegrab {
 
@@ -318,6 +319,9 @@ bool ContactSheet::Write(const std::string& folder, std::string& error) const
     file.flush();
     if (!file.good()) {
         error = "the contact sheet " + path + " cannot be written: " + std::strerror(errno);
+        if (file.is_open()) {
+            unlink(path.c_str()); // a cut one may show nothing, or frames without their pictures
+        }
         return false;
     }
     return true;

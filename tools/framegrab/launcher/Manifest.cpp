@@ -184,7 +184,11 @@ void Manifest::Write(std::string_view line)
         m_size += static_cast<std::int64_t>(line.size());
     } else {
         m_error = m_path + " is not whole: " + std::strerror(errno);
-        write(end); // where there was an end before, there is room for one
+        if (m_size == 0) {
+            unlink(m_path.c_str()); // not even its beginning
+        } else {
+            write(end); // where there was an end before, there is room for one
+        }
     }
     // An end never becomes shorter, so only a line that was given up leaves anything behind it.
     [[maybe_unused]] const int ignored =
