@@ -23,16 +23,19 @@ namespace {
 class FrameInProgress
 {
 public:
-    explicit FrameInProgress(SharedCounters& counters) : m_counters(counters) { ++m_counters.framesBegun; }
+    explicit FrameInProgress(Connection& connection) : m_connection(connection)
+    {
+        ++m_connection.FramesBegun();
+    }
     FrameInProgress(const FrameInProgress&) = delete;
     FrameInProgress& operator=(const FrameInProgress&) = delete;
-    ~FrameInProgress() { --m_counters.framesBegun; }
+    ~FrameInProgress() { --m_connection.FramesBegun(); }
 
     /// Whether the program is about to be ended and waits for frames begun before.
-    [[nodiscard]] bool IsTooLate() const { return m_counters.isEnding != 0; }
+    [[nodiscard]] bool IsTooLate() const { return m_connection.Counters().isEnding != 0; }
 
 private:
-    SharedCounters& m_counters;
+    Connection& m_connection;
 };
 
 /// Logs, when it is left, how long a capture took.
@@ -87,7 +90,7 @@ CaptureAnswer Capturer::CaptureSwap(const CaptureContext& context, EGLDisplay di
     }
     const Settings& settings = m_connection->GetSettings();
     {
-        const FrameInProgress progress(m_connection->Counters());
+        const FrameInProgress progress(*m_connection);
         if (progress.IsTooLate()) {
             return answer;
         }
@@ -133,7 +136,7 @@ CaptureAnswer Capturer::CaptureTargetIfLeft(const CaptureContext& context, const
     }
     try {
         answer.isTargetLeft = IsDoneWithTarget(driver, event);
-        const FrameInProgress progress(m_connection->Counters());
+        const FrameInProgress progress(*m_connection);
         if (answer.isTargetLeft && !progress.IsTooLate()) {
             surface.areTargetsWhole =
                 CaptureTarget(driver, surface, answer.takenError) && surface.areTargetsWhole;

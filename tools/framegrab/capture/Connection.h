@@ -32,6 +32,9 @@ public:
     [[nodiscard]] SessionMemory& Memory() { return *m_memory; }
     [[nodiscard]] SharedCounters& Counters() { return m_memory->counters; }
 
+    /// How many frames this process is reading.
+    [[nodiscard]] std::atomic<std::uint32_t>& FramesBegun() { return Counters().framesBegun[m_client]; }
+
     /// @return memory for a picture's pixels, for which this waits; null when there will be none
     Entry* ReservePixels(std::size_t size);
 

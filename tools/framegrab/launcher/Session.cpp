@@ -1,10 +1,12 @@
 #include "launcher/Session.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <sys/epoll.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -44,12 +46,17 @@ private:
     rlimit m_limit{};
 };
 
+constexpr const char* MemoryFileName = "framegrab";
+
+/// How often to look whether a process that is reading has become another program.
+constexpr auto LookTime = std::chrono::milliseconds(250);
+
 /// @return a file without a name, all of whose bytes have their place in memory: a program must not be killed
 ///         for want of it
 Descriptor MakeMemoryFile(std::size_t size)
 {
     const LiftedSizeLimit lifted;
-    Descriptor file(memfd_create("framegrab", MFD_CLOEXEC));
+    Descriptor file(memfd_create(MemoryFileName, MFD_CLOEXEC));
     int error = file.IsOpen() ? 0 : errno;
     if (error == 0) {
         error = posix_fallocate(file.Get(), 0, static_cast<off_t>(size));
@@ -58,6 +65,20 @@ Descriptor MakeMemoryFile(std::size_t size)
         Fail(error, "no memory for pictures, " + std::to_string(size >> 20U) + " MiB");
     }
     return file;
+}
+
+/// @return false when a process has the memory no more, or not yet; true as well when it cannot be told
+bool HasMemory(pid_t process)
+{
+    std::ifstream mappings("/proc/" + std::to_string(process) + "/maps");
+    const std::string name = std::string("/memfd:") + MemoryFileName;
+    bool isTold = false;
+    for (std::string line; std::getline(mappings, line); isTold = true) {
+        if (line.find(name) != std::string::npos) {
+            return true;
+        }
+    }
+    return !isTold;
 }
 
 } // namespace
@@ -126,6 +147,44 @@ void Session::Serve()
             ReadFailure(descriptor);
         }
     }
+    FreeOfOtherPrograms();
+}
+
+/// Frees what a process had not committed when one of its threads made it another program while another
+/// thread was reading. No event tells of that.
+void Session::FreeOfOtherPrograms()
+{
+    if (Clock::now() < m_nextLook) {
+        return;
+    }
+    m_nextLook = Clock::now() + LookTime;
+    for (const auto& [key, client] : m_clients) {
+        // In this order: what has begun has begun in memory that was there.
+        if (m_memory->IsAnythingBegunBy(client.number) && !HasMemory(client.pid)) {
+            m_memory->FreeAllOf(client.number);
+        }
+    }
+}
+
+bool Session::IsAnyFrameBegun() const
+{
+    return std::any_of(m_clients.begin(), m_clients.end(), [&](const auto& client) {
+        return m_memory->counters.framesBegun[client.second.number] != 0;
+    });
+}
+
+/// @return the lowest number that no process has
+std::uint32_t Session::FreeNumber() const
+{
+    const auto isTaken = [&](std::uint32_t number) {
+        return std::any_of(m_clients.begin(), m_clients.end(),
+                           [&](const auto& client) { return client.second.number == number; });
+    };
+    std::uint32_t number = 0;
+    while (isTaken(number)) {
+        ++number;
+    }
+    return number;
 }
 
 /// Sends a process the memory.
@@ -153,8 +212,9 @@ void Session::Welcome(Descriptor connection)
         }
         client = isSame ? m_clients.erase(client) : std::next(client);
     }
-    const std::uint32_t number = ++m_clientCount;
-    if (!SendWelcome(connection, {.client = number, .size = m_memorySize}, m_memoryFile)) {
+    const std::uint32_t number = FreeNumber();
+    if (number >= MostClients ||
+        !SendWelcome(connection, {.client = number, .size = m_memorySize}, m_memoryFile)) {
         return;
     }
     Watch(process);

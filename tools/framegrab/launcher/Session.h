@@ -5,6 +5,7 @@
 #include "shared/SessionSocket.h"
 #include "shared/Settings.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -56,17 +57,24 @@ public:
     /// @return whether a process that shows frames has not ended
     [[nodiscard]] bool IsAnyClientRunning() const { return !m_clients.empty(); }
 
+    /// @return whether a process is reading one
+    [[nodiscard]] bool IsAnyFrameBegun() const;
+
 private:
+    using Clock = std::chrono::steady_clock;
+
     /// A process, as long as it runs: its memory may not be given to others before.
     struct Client
     {
         Descriptor process; ///< can be read when it has ended
         pid_t pid;
-        std::uint32_t number;
+        std::uint32_t number; ///< below `MostClients`
     };
 
     void Watch(const Descriptor& descriptor);
     void Welcome(Descriptor connection);
+    void FreeOfOtherPrograms();
+    [[nodiscard]] std::uint32_t FreeNumber() const;
     void ReadFailure(int connection);
 
     TemporaryFolder m_folder;
@@ -78,7 +86,7 @@ private:
     Descriptor m_events;
     std::vector<Descriptor> m_connections; ///< of processes that may have failed to map the memory
     std::map<int, Client> m_clients;       ///< by the descriptor of the process
-    std::uint32_t m_clientCount = 0;
+    Clock::time_point m_nextLook{};        ///< when to look for those that have become other programs
     std::vector<Record> m_failures;
     std::string m_unread; ///< the beginning of a record that is not whole yet
 };

@@ -200,7 +200,7 @@ void Supervisor::CheckFrames()
 {
     const Clock::time_point now = Clock::now();
     if (m_endSignal != 0) {
-        if (m_counters.framesBegun == 0 || now >= m_endTime + FrameTime) {
+        if (!m_session.IsAnyFrameBegun() || now >= m_endTime + FrameTime) {
             SendEnd();
         }
     } else if (m_ending != Ending::ByItself) {

@@ -187,14 +187,32 @@ void SessionMemory::Free(Entry& entry)
     CountAndWake(m_releases);
 }
 
+namespace {
+
+bool IsUncommitted(const Entry& entry, std::uint32_t client)
+{
+    const EntryState state = entry.state;
+    return (state == EntryState::Waiting || state == EntryState::Reserved) && entry.client == client;
+}
+
+} // namespace
+
+bool SessionMemory::IsAnythingBegunBy(std::uint32_t client)
+{
+    const std::span<Entry> entries = Entries();
+    return counters.framesBegun[client] != 0 ||
+           std::any_of(entries.begin(), entries.end(),
+                       [&](const Entry& entry) { return IsUncommitted(entry, client); });
+}
+
 void SessionMemory::FreeAllOf(std::uint32_t client)
 {
     for (Entry& entry : Entries()) {
-        const EntryState state = entry.state;
-        if ((state == EntryState::Waiting || state == EntryState::Reserved) && entry.client == client) {
+        if (IsUncommitted(entry, client)) {
             Free(entry);
         }
     }
+    counters.framesBegun[client] = 0;
 }
 
 // -- The side of a process ----------------------------------------------------------------------------------

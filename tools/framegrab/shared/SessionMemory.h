@@ -18,6 +18,9 @@
 /// framegrab.
 namespace Framegrab {
 
+/// How many processes can be connected at the same time.
+inline constexpr std::uint32_t MostClients = 1024;
+
 struct SharedCounters
 {
     std::atomic<std::uint32_t> capturingProcesses; ///< how many have begun to capture
@@ -25,11 +28,11 @@ struct SharedCounters
     std::atomic<std::uint64_t> framesAsked;        ///< by triggers, and not begun
     std::atomic<std::uint32_t> isEnding;           ///< 1 when no frame may be begun any more
     std::atomic<std::uint32_t> isOver;             ///< 1 when no swap may wait for memory any more
-    std::atomic<std::uint32_t> framesBegun;        ///< how many are being read now
-    std::atomic<std::uint32_t> framesRead;         ///< how many were dealt with
-    std::atomic<std::uint32_t> isLastFrameDone;    ///< 1 when that was dealt with, be it captured or not
-    std::atomic<std::uint32_t> isLastFrameShown;   ///< 1 when it was then swapped as well
-    std::atomic<std::uint32_t> waits;              ///< how often memory was full
+    std::array<std::atomic<std::uint32_t>, MostClients> framesBegun; ///< that each client reads now
+    std::atomic<std::uint32_t> framesRead;                           ///< how many were dealt with
+    std::atomic<std::uint32_t> isLastFrameDone;  ///< 1 when that was dealt with, be it captured or not
+    std::atomic<std::uint32_t> isLastFrameShown; ///< 1 when it was then swapped as well
+    std::atomic<std::uint32_t> waits;            ///< how often memory was full
 };
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free &&
               std::atomic<std::uint64_t>::is_always_lock_free);
@@ -67,11 +70,11 @@ struct Entry
 {
     std::atomic<EntryState> state;
     EntryKind kind;
-    std::uint32_t client; ///< who it belongs to until it is `Ready`: the number that framegrab gave a process
-    std::uint32_t format; ///< of the pixels, as of `glReadPixels`
-    std::uint32_t type;   ///< the same
-    ValueLayout values;   ///< of values, in place of these two
-    std::uint64_t turn;   ///< its place in the line, and among those that are `Ready`
+    std::uint32_t client;   ///< who it belongs to until it is `Ready`: a number below `MostClients`
+    std::uint32_t format;   ///< of the pixels, as of `glReadPixels`
+    std::uint32_t type;     ///< the same
+    ValueLayout values;     ///< of values, in place of these two
+    std::uint64_t turn;     ///< its place in the line, and among those that are `Ready`
     std::uint64_t position; ///< of the pixels or the text in the arena
     std::uint64_t size;     ///< in bytes
     Picture picture;
@@ -112,7 +115,10 @@ public:
 
     void Free(Entry& entry);
 
-    /// Frees what a process that has ended had not committed.
+    /// @return whether a process is reading a frame, or has anything that it has not committed
+    [[nodiscard]] bool IsAnythingBegunBy(std::uint32_t client);
+
+    /// Frees what a process had not committed that has ended or become another program.
     void FreeAllOf(std::uint32_t client);
 
     // -- The side of a process ------------------------------------------------------------------------------

@@ -28,7 +28,7 @@ private:
 /// What framegrab answers a process that connects, together with the memory's descriptor.
 struct Welcome
 {
-    std::uint32_t client; ///< the number by which framegrab knows the process
+    std::uint32_t client; ///< the number, below `MostClients`, by which framegrab knows the process
     std::uint64_t size;   ///< of the memory, in bytes
 };
 
