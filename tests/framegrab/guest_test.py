@@ -66,8 +66,10 @@ def test_captures_to_the_end_a_program_that(tmp_path, step):
 
 
 def test_process_numbers_may_be_of_another_namespace(tmp_path):
-    program = ["unshare", "--user", "--pid", "--fork", STEPS, *"context clear:ff0000ff swap:9".split()]
-    outcome = grab(tmp_path, "-frames 1-9", program)
+    apart = ["unshare", "--user", "--pid", "--fork"]
+    if run([*apart, "true"]).status != 0:
+        pytest.skip("may not make namespaces")
+    outcome = grab(tmp_path, "-frames 1-9", [*apart, STEPS, *"context clear:ff0000ff swap:9".split()])
     assert (outcome.status, pictures(tmp_path)) == (0, frames(9)), outcome.errors
 
 
