@@ -1,7 +1,7 @@
 #include "support/CaptureFixture.h"
 #include "support/DriverFaults.h"
 #include "support/GLContext.h"
-#include "support/GLState.h"
+#include "support/GLSnapshot.h"
 #include "support/Scene.h"
 #include "support/TestDispatch.h"
 
@@ -45,9 +45,9 @@ TEST_F(CaptureTest, WindowSurface)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         RemoveFiles();
-        const GLState before = GLState::Now();
+        const GLSnapshot before = GLSnapshot::Now();
         EXPECT_EQ(Take(row.buffers), row.status);
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
         EXPECT_EQ(Files(), row.files);
     }
     EXPECT_EQ(Compare("shot.png", Width, Height, QuadrantsAs(Kind::Color)), "");
@@ -91,9 +91,9 @@ TEST_F(CaptureTest, TheWalkOverColourAttachments)
         for (const auto& [point, format] : row.attachments) {
             Texture2D(format, 0).attach(GL_COLOR_ATTACHMENT0 + point);
         }
-        const GLState before = GLState::Now();
+        const GLSnapshot before = GLSnapshot::Now();
         EXPECT_EQ(Take(row.buffers), row.status);
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
         EXPECT_EQ(Files(), row.files);
     }
 }
@@ -112,9 +112,9 @@ TEST_F(CaptureTest, AttachmentsOfDifferentSizesAndDeletedNames)
 
     RemoveFiles();
     DeleteWhatIsBound();
-    const GLState before = GLState::Now();
+    const GLSnapshot before = GLSnapshot::Now();
     EXPECT_EQ(Take(AllBuffers), 1U);
-    EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
     EXPECT_EQ(Files(), FileNames{});
 }
 
@@ -132,7 +132,7 @@ TEST_F(CaptureTest, ReadsWhatIsBoundForDrawing)
         GLuint other = 0;
         glGenFramebuffers(1, &other);
         glBindFramebuffer(GL_READ_FRAMEBUFFER, other);
-        const GLState before = GLState::Now();
+        const GLSnapshot before = GLSnapshot::Now();
         EXPECT_EQ(Take(AllBuffers), 0U);
         const std::array files{isWindow ? "shot.png" : "shot_color0.png", "shot_depth.png",
                                "shot_stencil.png"};
@@ -142,7 +142,7 @@ TEST_F(CaptureTest, ReadsWhatIsBoundForDrawing)
             EXPECT_EQ(Thumbnail(kind, Width / 2, Height / 2), 0U);
             EXPECT_EQ(Compare("shot.png", Width / 2, Height / 2, expected, kind == Kind::Color ? 1 : 0), "");
         }
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
     }
 }
 
@@ -172,9 +172,9 @@ TEST_F(CaptureTest, AReadThatGLRefusesIsKeptFromTheApplication)
         }
         FailOnMessages();
         ClearLog();
-        const GLState before = GLState::Now();
+        const GLSnapshot before = GLSnapshot::Now();
         EXPECT_EQ(Take(GL_COLOR_BUFFER_BIT), 1U);
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
         constexpr Pixel Nothing{};
         EXPECT_EQ(Compare("shot_color0.png", Width, Height, {Nothing, Nothing, Nothing, Nothing}), "");
         EXPECT_EQ(LogTexts().size(), 1U) << "a warning";
@@ -191,9 +191,9 @@ TEST_F(CaptureTest, AProgramDeletedWhileInUseStaysInUse)
     GLint program = 0;
     glGetIntegerv(GL_CURRENT_PROGRAM, &program);
     glDeleteProgram(static_cast<GLuint>(program));
-    const GLState before = GLState::Now();
+    const GLSnapshot before = GLSnapshot::Now();
     EXPECT_EQ(Take(GL_DEPTH_BUFFER_BIT), 0U);
-    EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
     EXPECT_EQ(Compare("shot_depth.png", Width, Height, AllBlack), "");
     EXPECT_EQ(LogTexts().size(), 1U);
 }
@@ -207,7 +207,7 @@ TEST_F(CaptureTest, WithoutAContextNothingIsCaptured)
 TEST_F(CaptureTest, SizesThatNoMemoryHolds)
 {
     const GLContext context({.width = 8, .height = 8});
-    const GLState before = GLState::Now();
+    const GLSnapshot before = GLSnapshot::Now();
     GLScreenshotHandler handler(ScreenshotWriter::FormatBMP);
     const std::string name = m_folder.File("shot");
     constexpr std::int32_t Huge = std::numeric_limits<std::int32_t>::max();
@@ -216,7 +216,7 @@ TEST_F(CaptureTest, SizesThatNoMemoryHolds)
         EXPECT_EQ(handler.WriteDepthStencilBuffer(name, width, height, 24, 8, false), 1U) << width;
     }
     EXPECT_EQ(handler.WriteDepthStencilBuffer(name, 8, 8, 20, 0, false), 1U);
-    EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
     EXPECT_EQ(Files(), FileNames{});
 }
 
@@ -239,12 +239,12 @@ TEST_F(CaptureTest, ManyInARowLeaveMemoryAndObjectsLevel)
         }
     };
     takeMany(100, AllBuffers);
-    const GLState before = GLState::Now();
+    const GLSnapshot before = GLSnapshot::Now();
     const long memory = ResidentMemory();
     takeMany(1000, GL_COLOR_BUFFER_BIT);
     takeMany(100, GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
     EXPECT_LT(ResidentMemory() - memory, 8 << 20);
-    EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
 }
 
 } // namespace

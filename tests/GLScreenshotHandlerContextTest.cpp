@@ -133,12 +133,12 @@ TEST_F(ContextTest, WithoutErrorReportsATextureIsNotFoundByTrial)
         }
         glActiveTexture(GL_TEXTURE1);
         DrawQuadrants(row.source.width, row.source.height);
-        const GLState before = GLState::Now();
+        const GLSnapshot before = GLSnapshot::Now();
         for (const bool isThumbnail : {false, true}) {
             RemoveFiles();
             EXPECT_EQ(isThumbnail ? Thumbnail(Kind::Color, 0, 0) : TakeOne(Kind::Color),
                       row.isTold ? 0U : 1U);
-            EXPECT_EQ(GLState::Now().ChangesSince(before), "") << "an error of a trial among them";
+            EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "") << "an error of a trial among them";
             ASSERT_EQ(Files().size(), row.isTold ? 1U : 0U);
             if (row.isTold) {
                 EXPECT_EQ(Compare(Files().begin()->c_str(), row.source.width, row.source.height,

@@ -234,7 +234,7 @@ TEST_F(SourcesTest, EveryEntryPointMayBeMissing)
             Texture2D(GL_DEPTH24_STENCIL8, 0).attach(GL_DEPTH_STENCIL_ATTACHMENT);
         }
         DrawQuadrants(Width, Height);
-        const GLState before = GLState::Now();
+        const GLSnapshot before = GLSnapshot::Now();
         int refusals = 0;
         for (const std::string& name : DispatchNames()) {
             for (const Kind kind : AllKinds) {
@@ -255,7 +255,7 @@ TEST_F(SourcesTest, EveryEntryPointMayBeMissing)
             }
         }
         EXPECT_GT(refusals, 100);
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
     }
 }
 

@@ -1,7 +1,7 @@
 #include "support/CaptureFixture.h"
 #include "support/DriverFaults.h"
 #include "support/GLContext.h"
-#include "support/GLState.h"
+#include "support/GLSnapshot.h"
 #include "support/Scene.h"
 #include "support/TestDispatch.h"
 
@@ -59,7 +59,7 @@ TEST_F(ThumbnailTest, BoxesThatGiveNoSize)
             Renderbuffer(GL_DEPTH24_STENCIL8, 4).attach(GL_DEPTH_STENCIL_ATTACHMENT);
         }
         DrawQuadrants(64, 48);
-        const GLState before = GLState::Now();
+        const GLSnapshot before = GLSnapshot::Now();
         for (const Kind kind : AllKinds) {
             for (const auto& [maxWidth, maxHeight] : {std::pair{-1, 8}, {8, -1}, {-Huge - 1, 0}}) {
                 const CallCounter calls;
@@ -78,7 +78,7 @@ TEST_F(ThumbnailTest, BoxesThatGiveNoSize)
                     EXPECT_EQ(Files(), FileNames{});
                 }
             }
-            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+            EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
         }
     }
 }
@@ -211,14 +211,14 @@ TEST_F(ThumbnailTest, OddSources)
     for (const Row& row : rows) {
         NewFramebuffer();
         row.attach();
-        const GLState before = GLState::Now();
+        const GLSnapshot before = GLSnapshot::Now();
         for (const Kind kind : AllKinds) {
             SCOPED_TRACE(std::string(row.name) + ", kind " + std::to_string(static_cast<int>(kind)));
             RemoveFiles();
             const std::uint32_t status = row.statuses.at(static_cast<std::size_t>(kind));
             EXPECT_EQ(Thumbnail(kind, 64, 64), status);
             EXPECT_EQ(Files().size(), status == 0 ? 1U : 0U);
-            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+            EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
         }
     }
 }
@@ -234,7 +234,7 @@ TEST_F(ThumbnailTest, ABlitThatFailsGivesTheFullSize)
                 continue;
             }
             DrawQuadrants(64, 48);
-            const GLState before = GLState::Now();
+            const GLSnapshot before = GLSnapshot::Now();
             int blits = 0;
             const ReplacedEntry blit(Util::GL::BlitFramebuffer, [&](auto... arguments) {
                 if (blits++ == failing) {
@@ -251,7 +251,7 @@ TEST_F(ThumbnailTest, ABlitThatFailsGivesTheFullSize)
             EXPECT_EQ(
                 Compare("shot.png", isFullSize ? 64 : 32, isFullSize ? 48 : 24, QuadrantsAs(Kind::Color), 1),
                 "");
-            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+            EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
         }
     }
 }
@@ -286,7 +286,7 @@ TEST_F(ThumbnailTest, AViewOfAMultiviewAttachment)
                                       }
                                   });
         FailOnMessages();
-        const GLState before = GLState::Now();
+        const GLSnapshot before = GLSnapshot::Now();
         for (const Kind kind : AllKinds) {
             EXPECT_EQ(Thumbnail(kind, 32, 24), 0U);
             EXPECT_EQ(Compare("shot.png", 32, 24, QuadrantsAs(kind), kind == Kind::Color ? 1 : 0), "");
@@ -295,7 +295,7 @@ TEST_F(ThumbnailTest, AViewOfAMultiviewAttachment)
         EXPECT_EQ(Compare("shot.png", SourceWidth, SourceHeight, QuadrantsAs(Kind::Color)), "");
         const WithheldEntry withheld("glFramebufferTextureLayer");
         EXPECT_EQ(Thumbnail(Kind::Color, 32, 24), 1U);
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
         glDisable(GL_DEBUG_OUTPUT);
     }
 }

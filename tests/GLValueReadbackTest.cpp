@@ -158,10 +158,10 @@ TEST_F(ValuesTest, ColoursComeAsTheBufferHasThem)
             glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
             continue; // the driver has no such colours
         }
-        const GLState before = GLState::Now();
+        const GLSnapshot before = GLSnapshot::Now();
         KeepingSink sink;
         EXPECT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_COLOR_ATTACHMENT0), 0U);
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
         EXPECT_EQ(sink.memory, row.values);
         EXPECT_EQ(sink.values.fileName, "shot_color0");
         EXPECT_EQ(sink.values.type, row.valueType);
@@ -324,14 +324,14 @@ TEST_F(ValuesTest, WindowSurfacesAndSamples)
                 glGenFramebuffers(1, &other);
                 glBindFramebuffer(GL_READ_FRAMEBUFFER, other);
             }
-            const GLState before = GLState::Now();
+            const GLSnapshot before = GLSnapshot::Now();
             for (const GLbitfield buffer :
                  std::array<GLbitfield, 3>{GL_COLOR_BUFFER_BIT, GL_DEPTH_BUFFER_BIT, GL_STENCIL_BUFFER_BIT}) {
                 KeepingSink sink;
                 const bool isColor = buffer == GL_COLOR_BUFFER_BIT;
                 // The walk over colours ends with the point where nothing is attached.
                 EXPECT_EQ(Util::ReadScreenshotValues(sink, "shot", buffer), isColor && !isWindow ? 1U : 0U);
-                EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+                EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
                 ASSERT_EQ(sink.names.size(), 1U);
                 EXPECT_EQ(sink.values.samples, static_cast<std::uint32_t>(samples));
                 EXPECT_EQ(sink.values.isExact, samples == 0 && (buffer != GL_DEPTH_BUFFER_BIT ||
@@ -380,10 +380,10 @@ TEST_F(ValuesTest, MultisampledIntegersAndLayersOfCubeMapArrays)
     glFramebufferTextureLayer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, texture, 0, 8);
     glClearColor(0.5F, 2.0F, -3.0F, 1.0F);
     glClear(GL_COLOR_BUFFER_BIT);
-    const GLState before = GLState::Now();
+    const GLSnapshot before = GLSnapshot::Now();
     KeepingSink sink;
     ASSERT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_COLOR_ATTACHMENT0), 0U);
-    EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
     EXPECT_EQ(sink.values.width, 16U);
     const auto values = sink.As<std::uint16_t>();
     EXPECT_THAT(std::vector(values.begin(), values.begin() + 4),
@@ -397,13 +397,13 @@ TEST_F(ValuesTest, WhatCannotBeReadIsRefused)
     NewFramebuffer();
     Renderbuffer(GL_RGBA8).attach(GL_COLOR_ATTACHMENT0);
     Renderbuffer(GL_DEPTH24_STENCIL8, 4).attach(GL_DEPTH_STENCIL_ATTACHMENT); // incomplete
-    GLState before = GLState::Now();
+    GLSnapshot before = GLSnapshot::Now();
     for (const GLenum point :
          std::array<GLenum, 3>{GL_COLOR_ATTACHMENT0, GL_DEPTH_ATTACHMENT, GL_STENCIL_ATTACHMENT}) {
         ClearLog();
         EXPECT_EQ(Util::ReadAttachmentValues(sink, "shot", point), 1U);
         EXPECT_GE(LogTexts().size(), 1U);
-        EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+        EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
     }
     EXPECT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_COLOR_ATTACHMENT1), 1U);
     EXPECT_EQ(Util::ReadScreenshotValues(sink, "shot", 0), 1U);
@@ -412,7 +412,7 @@ TEST_F(ValuesTest, WhatCannotBeReadIsRefused)
     NewFramebuffer();
     Texture2D(GL_RGBA8UI, 0).attach(GL_COLOR_ATTACHMENT0);
     Texture2D(GL_DEPTH24_STENCIL8, 0).attach(GL_DEPTH_STENCIL_ATTACHMENT);
-    before = GLState::Now();
+    before = GLSnapshot::Now();
     for (const std::string& name : DispatchNames()) {
         const WithheldEntry withheld(name);
         for (const GLenum point :
@@ -420,7 +420,7 @@ TEST_F(ValuesTest, WhatCannotBeReadIsRefused)
             EXPECT_LE(Util::ReadAttachmentValues(sink, "shot", point), 1U) << name;
         }
     }
-    EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+    EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
 }
 
 } // namespace

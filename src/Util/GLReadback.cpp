@@ -8,7 +8,7 @@
 #include "Util/GLState.h"
 #include "Util/GLUtils.h"
 #include "Util/Logging.h"
-#include "Util/Picture.h"
+#include "Util/SinkImage.h"
 #include "Util/StatusCode.h"
 
 #include <new>
@@ -137,7 +137,7 @@ std::uint32_t ReadColorBuffer(ImageSink& sink, const std::string& fileName, std:
     if (width < 1 || height < 1 || GetPitch(format, type) == 0) {
         return StatusFailure;
     }
-    Picture picture(sink, {width, height}, type);
+    SinkImage picture(sink, {width, height}, type);
     if (!picture.HasMemory()) {
         return StatusFailure;
     }
@@ -166,7 +166,7 @@ std::uint32_t ReadDepthStencilBuffer(ImageSink& sink, const std::string& fileNam
         return StatusFailure;
     }
     const Size size{width, height};
-    Picture picture(sink, size, GL_UNSIGNED_BYTE);
+    SinkImage picture(sink, size, GL_UNSIGNED_BYTE);
     if (!picture.HasMemory()) {
         return StatusFailure;
     }

@@ -5,7 +5,7 @@
 #include "Util/GLReadback.h"
 #include "Util/GLState.h"
 #include "Util/GLUtils.h"
-#include "Util/Picture.h"
+#include "Util/SinkImage.h"
 #include "Util/StatusCode.h"
 
 #include <cmath>
@@ -181,7 +181,7 @@ GLenum Scale(const ColorSource& source, Size size, ColorTarget& target, Stage& s
 
 std::uint32_t Read(ImageSink& sink, const std::string& fileName, const Stage& stage, GLenum type)
 {
-    Picture picture(sink, stage.size, type);
+    SinkImage picture(sink, stage.size, type);
     if (!picture.HasMemory()) {
         return StatusFailure;
     }
@@ -240,7 +240,7 @@ std::uint32_t ReadThumbnailOf(Component component, ImageSink& sink, const std::s
         return StatusFailure;
     }
 
-    Picture picture(sink, size, GL_UNSIGNED_BYTE);
+    SinkImage picture(sink, size, GL_UNSIGNED_BYTE);
     if (!picture.HasMemory()) {
         return StatusFailure;
     }

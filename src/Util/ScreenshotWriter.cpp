@@ -1,7 +1,7 @@
 #include "Util/ScreenshotWriter.h"
 
 #include "Util/Logging.h"
-#include "Util/PngFastImage.h"
+#include "Util/PNGFastImage.h"
 
 #include <algorithm>
 #include <array>

@@ -17,7 +17,7 @@ struct png_info_def;
 
 namespace Util {
 
-struct PngFastMemory;
+struct PNGFastMemory;
 
 /// Writes one image file at a time from pixel bytes in the file's own layout: 32-bit BMP, 8-bit RGBA or grey
 /// PNG, DDS with the DX10 header.
@@ -223,7 +223,7 @@ private:
     std::uint64_t m_pngTicket = 0; ///< what the open PNG file is counted as
     std::unique_ptr<std::uint8_t[]> m_pKeptImage;
     std::size_t m_keptImageSize = 0;
-    std::unique_ptr<PngFastMemory> m_pFastMemory;
+    std::unique_ptr<PNGFastMemory> m_pFastMemory;
 };
 
 } // namespace Util

@@ -1,8 +1,8 @@
 // PNG files: the header, the image, and what becomes of their failures and of the process's SIGABRT.
 
 #include "Util/Logging.h"
-#include "Util/OpenPngFiles.h"
-#include "Util/PngFastImage.h"
+#include "Util/OpenPNGFiles.h"
+#include "Util/PNGFastImage.h"
 #include "Util/ScreenshotWriter.h"
 
 #include <png.h>
@@ -27,7 +27,7 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 /// The handler has seen a `SIGABRT` that is not in the log yet.
 std::atomic<bool> s_abortIsUnlogged{false};
 
-void LogPngFailure()
+void LogPNGFailure()
 {
     // Spelled as hosts match it.
     UTIL_LOG(Core::Log::LevelError, "An internal libpng failure occured.");
@@ -36,14 +36,14 @@ void LogPngFailure()
 void LogPendingAbort()
 {
     if (s_abortIsUnlogged.exchange(false)) {
-        LogPngFailure();
+        LogPNGFailure();
     }
 }
 
 // libpng leaves a function by longjmp when it meets a fatal error, into the frame that called setjmp. These
 // frames hold no object with a destructor, and nothing that libpng calls does either.
 
-bool WritePngInfo(png_structp png, png_infop info, std::uint32_t width, std::uint32_t height, bool rgba,
+bool WritePNGInfo(png_structp png, png_infop info, std::uint32_t width, std::uint32_t height, bool rgba,
                   PNGEncoding encoding)
 {
     if (setjmp(png_jmpbuf(png))) {
@@ -69,14 +69,14 @@ void MakeRowOpaque(png_structp /*png*/, png_row_infop row, png_bytep samples)
     }
 }
 
-bool WritePngImage(png_structp png, const PngImage& image)
+bool WritePNGImage(png_structp png, const PNGImage& image)
 {
     if (setjmp(png_jmpbuf(png))) {
         return false;
     }
-    if (image.samples == PngSamples::SwapBlue) {
+    if (image.samples == PNGSamples::SwapBlue) {
         png_set_bgr(png);
-    } else if (image.samples == PngSamples::MakeOpaque) {
+    } else if (image.samples == PNGSamples::MakeOpaque) {
         png_set_write_user_transform_fn(png, &MakeRowOpaque);
     }
     png_write_image(png, const_cast<png_bytepp>(image.rows)); // reads them
@@ -102,15 +102,15 @@ std::uint32_t ScreenshotWriter::CreatePNGFile(const std::string& fileName, const
 {
     std::uint32_t status = OpenFile(fileName);
     if (status == StatusSuccess) {
-        m_pngTicket = OpenPngFiles::Add();
-        if (OpenPngFiles::IsAlone(m_pngTicket)) {
+        m_pngTicket = OpenPNGFiles::Add();
+        if (OpenPNGFiles::IsAlone(m_pngTicket)) {
             s_pngFailed = false;
             s_abortIsUnlogged = false;
         }
         status = FinishHeader(WritePNGHeader(layout), layout.rgba ? FormatPNG : FormatPNGGray);
     }
     if (status == StatusSuccess) {
-        OpenPngFiles::InstallHandler(&LibPngSignalHandler);
+        OpenPNGFiles::InstallHandler(&LibPngSignalHandler);
     } else {
         UTIL_LOG(Core::Log::LevelNote, "ScreenshotWriter::CreatePNGFile failed");
     }
@@ -141,7 +141,7 @@ std::uint32_t ScreenshotWriter::WritePNGHeader(const PNGLayout& layout)
     png_infop info = png ? png_create_info_struct(png) : nullptr;
     if (info) {
         png_set_write_fn(png, this, &WriteForLibpng, [](png_structp) {});
-        if (!WritePngInfo(png, info, layout.width, layout.height, layout.rgba, layout.encoding)) {
+        if (!WritePNGInfo(png, info, layout.width, layout.height, layout.rgba, layout.encoding)) {
             SetPNGFailed();
         }
     }
@@ -189,9 +189,9 @@ void ScreenshotWriter::FinalizePNG()
     m_pPngImage = nullptr; // kept for the next file
 
     NoteAbort();
-    if (m_pngTicket != OpenPngFiles::NoTicket) {
-        OpenPngFiles::Remove();
-        m_pngTicket = OpenPngFiles::NoTicket;
+    if (m_pngTicket != OpenPNGFiles::NoTicket) {
+        OpenPNGFiles::Remove();
+        m_pngTicket = OpenPNGFiles::NoTicket;
     }
     LogPendingAbort();
 }
@@ -210,33 +210,33 @@ void ScreenshotWriter::LibPngSignalHandler(int signal)
     if (signal == SIGABRT) {
         s_pngFailed = true;
         s_abortIsUnlogged = true;
-        OpenPngFiles::HandAbortOn();
+        OpenPNGFiles::HandAbortOn();
     }
 }
 
 bool ScreenshotWriter::EncodePNG()
 {
-    PngSamples samples = m_makesPNGOpaque ? PngSamples::MakeOpaque : PngSamples::AsStored;
+    PNGSamples samples = m_makesPNGOpaque ? PNGSamples::MakeOpaque : PNGSamples::AsStored;
     if (m_pPngImage && png_get_channels(m_pPng, m_pPngInfo) == 4) {
-        samples = PngSamples::SwapBlue;
+        samples = PNGSamples::SwapBlue;
     }
-    const PngImage image{.rows = m_ppPngRows,
+    const PNGImage image{.rows = m_ppPngRows,
                          .rowBytes = png_get_rowbytes(m_pPng, m_pPngInfo),
                          .height = png_get_image_height(m_pPng, m_pPngInfo),
                          .samples = samples};
 #ifdef FRAMEGRAB_WITH_ISAL
     if (m_pngEncoding == PNGFast) {
         if (!m_pFastMemory) {
-            m_pFastMemory.reset(new (std::nothrow) PngFastMemory);
+            m_pFastMemory.reset(new (std::nothrow) PNGFastMemory);
         }
-        const bool isWritten = m_pFastMemory && WritePngFastImage(m_pFile, *m_pFastMemory, image);
+        const bool isWritten = m_pFastMemory && WritePNGFastImage(m_pFile, *m_pFastMemory, image);
         if (!isWritten) {
             LogReason("written", m_pFastMemory ? errno : ENOMEM);
         }
         return isWritten;
     }
 #endif
-    return WritePngImage(m_pPng, image);
+    return WritePNGImage(m_pPng, image);
 }
 
 /// Points the rows at the image: where it lies whole, or else at memory that it can be gathered in.
@@ -272,7 +272,7 @@ bool ScreenshotWriter::PrepareRows(const PNGLayout& layout, std::size_t rowBytes
 
 void ScreenshotWriter::SetPNGFailed()
 {
-    LogPngFailure();
+    LogPNGFailure();
     s_pngFailed = true;
     m_hasPNGFailed = true;
 }
@@ -281,7 +281,7 @@ void ScreenshotWriter::SetPNGFailed()
 /// this file's failure only where it cannot be another's.
 void ScreenshotWriter::NoteAbort()
 {
-    m_hasPNGFailed = m_hasPNGFailed || (s_pngFailed && OpenPngFiles::IsAlone(m_pngTicket));
+    m_hasPNGFailed = m_hasPNGFailed || (s_pngFailed && OpenPNGFiles::IsAlone(m_pngTicket));
 }
 
 void ScreenshotWriter::WriteForLibpng(png_struct_def* png, std::uint8_t* bytes, std::size_t size)

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Util/GLScreenshotHandler.h"
-#include "support/GLState.h"
+#include "support/GLSnapshot.h"
 #include "support/Quadrants.h"
 #include "support/RecordingLog.h"
 #include "support/TemporaryFolder.h"
@@ -97,7 +97,7 @@ protected:
         for (const int divisor : divisors) {
             SCOPED_TRACE("size / " + std::to_string(divisor));
             RemoveFiles();
-            const GLState before = GLState::Now();
+            const GLSnapshot before = GLSnapshot::Now();
             EXPECT_EQ(divisor == 1 ? TakeOne(kind) : Thumbnail(kind, width / 2, height / 2), 0U);
             if (kind == Kind::Color && divisor == 2) {
                 // These three alone are left at 0.
@@ -111,7 +111,7 @@ protected:
                     glPixelStorei(name, std::stoi(before[label], nullptr, 0));
                 }
             }
-            EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+            EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
             ASSERT_EQ(Files().size(), 1U);
             // Linear filtering mixes neighbours; nearest filtering does not.
             const int border = kind == Kind::Color && divisor == 2 ? 1 : 0;

@@ -5,7 +5,7 @@
 #include "Util/GLValueReadback.h"
 #include "capture/PictureSink.h"
 #include "capture/Surface.h"
-#include "capture/Targets.h"
+#include "capture/Target.h"
 #include "capture/Thumbnail.h"
 
 #include <algorithm>

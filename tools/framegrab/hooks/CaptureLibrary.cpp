@@ -1,8 +1,8 @@
 #include "hooks/CaptureLibrary.h"
 
-#include "hooks/Errors.h"
+#include "hooks/ErrorHooks.h"
 #include "hooks/Lookup.h"
-#include "hooks/Targets.h"
+#include "hooks/TargetHooks.h"
 #include "shared/SessionRecords.h"
 
 #include <atomic>

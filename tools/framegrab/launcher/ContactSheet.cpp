@@ -90,7 +90,7 @@ std::string Upper(std::string text)
     return text;
 }
 
-std::string SizeText(const ImageFile& image)
+std::string SizeText(const ImageHeader& image)
 {
     return std::to_string(image.width) + " × " + std::to_string(image.height);
 }

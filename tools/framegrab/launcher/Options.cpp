@@ -112,7 +112,7 @@ bool ReadFormat(const std::string& value, Options& options, std::string& error)
     return isKnown;
 }
 
-bool ReadPng(const std::string& value, Options& options, std::string& error)
+bool ReadPNG(const std::string& value, Options& options, std::string& error)
 {
     return ReadWord(EncodingNames, value, options.files.pngKind, error);
 }
@@ -320,7 +320,7 @@ constexpr std::array Table{
               .value = "fast|small",
               .help = "how PNG files are compressed; fast takes a tenth of the time, and files are a third "
                       "larger (default: fast)",
-              .read = &ReadPng,
+              .read = &ReadPNG,
               .offer = Offer::Words,
               .words = EncodingNames},
     OptionRow{.name = "depth-range",

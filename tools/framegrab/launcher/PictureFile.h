@@ -1,6 +1,6 @@
 #pragma once
 
-#include "launcher/ImageFile.h"
+#include "launcher/ImageHeader.h"
 #include "launcher/Values.h"
 #include "shared/Picture.h"
 
@@ -15,7 +15,7 @@ struct PictureFile
 {
     Picture picture;
     std::string name;           ///< in the output folder
-    ImageFile image;            ///< all 0 where the file is not there whole
+    ImageHeader image;          ///< all 0 where the file is not there whole
     std::string valuesName{};   ///< of the file that has its values without a loss; empty when there is none
     std::int64_t writtenAt = 0; ///< nanoseconds since 1970; 0 where it is not known
     std::int64_t writeTime = 0; ///< nanoseconds that the encoding and writing took

@@ -65,7 +65,7 @@ void Report::TakeFile(const Record& record)
         integers.insert(*next);
     }
     PictureFile file = record.file;
-    ReadImageFile(PathOf(file), file.image);
+    ReadImageHeader(PathOf(file), file.image);
     m_manifest.Add(file);
     m_bytes += file.image.bytes;
     m_files.push_back(std::move(file));
@@ -92,7 +92,7 @@ FrameList Report::Finish(const std::string& program, const SharedCounters& count
     FrameList broken;
     m_bytes = 0;
     for (PictureFile& file : m_files) {
-        if (!ReadImageFile(PathOf(file), file.image)) {
+        if (!ReadImageHeader(PathOf(file), file.image)) {
             file.image = {};
             Say(PathOf(file) + " is missing or is not a picture any more");
             broken.Add(file.picture.frame);
@@ -174,7 +174,7 @@ void Report::ListFiles() const
     const std::size_t end = count > MostListed ? Few : count;
     const std::size_t start = count > MostListed ? count - Few : count;
     for (std::size_t i = 0; i < count; ++i) {
-        const ImageFile& image = m_files[i].image;
+        const ImageHeader& image = m_files[i].image;
         const std::string line =
             PathOf(m_files[i]) + "  " + std::to_string(image.width) + "x" + std::to_string(image.height) +
             "  " + Count(image.bytes, "byte") +

@@ -83,7 +83,7 @@ bool HasMemory(pid_t process)
 
 } // namespace
 
-TemporaryFolder::TemporaryFolder()
+SessionFolder::SessionFolder()
     : m_path((fs::absolute(fs::temp_directory_path()) / "framegrab-XXXXXX").string())
 {
     if (!mkdtemp(m_path.data())) {
@@ -91,7 +91,7 @@ TemporaryFolder::TemporaryFolder()
     }
 }
 
-TemporaryFolder::~TemporaryFolder()
+SessionFolder::~SessionFolder()
 {
     std::error_code ignored;
     fs::remove_all(m_path, ignored);

@@ -16,13 +16,13 @@
 namespace Framegrab {
 
 /// A folder of a new name, which goes with this object.
-class TemporaryFolder
+class SessionFolder
 {
 public:
-    TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder();
+    SessionFolder();
+    SessionFolder(const SessionFolder&) = delete;
+    SessionFolder& operator=(const SessionFolder&) = delete;
+    ~SessionFolder();
 
     [[nodiscard]] const std::string& Path() const { return m_path; }
 
@@ -77,7 +77,7 @@ private:
     [[nodiscard]] std::uint32_t FreeNumber() const;
     void ReadFailure(int connection);
 
-    TemporaryFolder m_folder;
+    SessionFolder m_folder;
     Descriptor m_memoryFile;
     std::size_t m_memorySize = 0;
     SessionMemory* m_memory = nullptr;

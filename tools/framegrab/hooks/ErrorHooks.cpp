@@ -1,4 +1,4 @@
-#include "hooks/Errors.h"
+#include "hooks/ErrorHooks.h"
 
 #include "hooks/Hook.h"
 #include "hooks/HookedFunctions.h"

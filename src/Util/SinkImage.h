@@ -9,14 +9,14 @@
 
 namespace Util {
 
-/// One picture on its way from GL to a sink.
-class Picture
+/// An image on its way from GL to a sink.
+class SinkImage
 {
 public:
     /// Gets the memory that it is read into; see `HasMemory`.
     ///
     /// @param type  that goes with `GL_RGBA`: one that `GetPitch` knows
-    Picture(ImageSink& sink, Size size, GLenum type);
+    SinkImage(ImageSink& sink, Size size, GLenum type);
 
     /// @return false where the byte count does not fit or there is no memory for it
     [[nodiscard]] bool HasMemory() const { return !m_memory.Bytes().empty(); }

@@ -1,4 +1,4 @@
-#include "Util/OpenPngFiles.h"
+#include "Util/OpenPNGFiles.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 #include <sched.h>
 #include <unistd.h>
 
-namespace Util::OpenPngFiles {
+namespace Util::OpenPNGFiles {
 
 namespace {
 
@@ -188,4 +188,4 @@ void HandAbortOn()
     errno = error;
 }
 
-} // namespace Util::OpenPngFiles
+} // namespace Util::OpenPNGFiles

@@ -4,7 +4,7 @@
 // They are in a library of their own since they stand in the way of every draw call of a program, and of
 // programs of any API that has functions of these names.
 
-#include "hooks/Targets.h"
+#include "hooks/TargetHooks.h"
 
 #include "hooks/CaptureLibrary.h"
 #include "hooks/Hook.h"

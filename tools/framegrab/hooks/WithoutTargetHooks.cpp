@@ -1,5 +1,5 @@
 #include "hooks/Lookup.h"
-#include "hooks/Targets.h"
+#include "hooks/TargetHooks.h"
 
 namespace Framegrab {
 

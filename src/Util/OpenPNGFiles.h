@@ -4,7 +4,7 @@
 
 /// The PNG files that writers of this process have open, and the `SIGABRT` handler that is installed while
 /// there are any. Any thread.
-namespace Util::OpenPngFiles {
+namespace Util::OpenPNGFiles {
 
 /// Stands for one open file.
 using Ticket = std::uint64_t;
@@ -34,4 +34,4 @@ void Remove();
 /// raises the signal again: it comes there as soon as the handler has returned. Async-signal-safe.
 void HandAbortOn();
 
-} // namespace Util::OpenPngFiles
+} // namespace Util::OpenPNGFiles

@@ -6,7 +6,7 @@
 namespace Framegrab {
 
 /// What a picture file on the disk says of itself.
-struct ImageFile
+struct ImageHeader
 {
     std::uint32_t width = 0; ///< in pixels
     std::uint32_t height = 0;
@@ -17,6 +17,6 @@ struct ImageFile
 ///
 /// @return false when the file is missing or is not a picture of at least one pixel
 /// @see PNG (ISO/IEC 15948), 5.2 and 11.2.2; BITMAPFILEHEADER and BITMAPINFOHEADER
-bool ReadImageFile(const std::string& path, ImageFile& file);
+bool ReadImageHeader(const std::string& path, ImageHeader& file);
 
 } // namespace Framegrab

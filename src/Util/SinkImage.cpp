@@ -1,4 +1,4 @@
-#include "Util/Picture.h"
+#include "Util/SinkImage.h"
 
 #include "Util/GLUtils.h"
 #include "Util/PixelRead.h"
@@ -8,19 +8,19 @@
 
 namespace Util {
 
-Picture::Picture(ImageSink& sink, Size size, GLenum type)
+SinkImage::SinkImage(ImageSink& sink, Size size, GLenum type)
     : m_sink(sink), m_size(size), m_type(type),
       m_memory(sink, static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height),
                GetPitch(GL_RGBA, type))
 {}
 
-GLenum Picture::Read()
+GLenum SinkImage::Read()
 {
     return ReadPixels(m_size, GL_RGBA, m_type, m_memory.Bytes(), GetPitch(GL_RGBA, m_type),
                       m_memory.IsZero());
 }
 
-std::uint32_t Picture::HandOver(const std::string& fileName)
+std::uint32_t SinkImage::HandOver(const std::string& fileName)
 try {
     CapturedImage image{.fileName = fileName,
                         .width = static_cast<std::uint32_t>(m_size.width),

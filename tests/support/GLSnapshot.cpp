@@ -1,4 +1,4 @@
-#include "support/GLState.h"
+#include "support/GLSnapshot.h"
 
 #include <GLES3/gl32.h>
 #include <GLES2/gl2ext.h>
@@ -283,9 +283,9 @@ void AddObjects(Values& values)
 
 } // namespace
 
-GLState GLState::Now()
+GLSnapshot GLSnapshot::Now()
 {
-    GLState state;
+    GLSnapshot state;
     state.m_values["pending error"] = Text(std::array{static_cast<GLint>(glGetError())});
     const GLboolean reports = glIsEnabled(GL_DEBUG_OUTPUT);
     state.m_values["GL_DEBUG_OUTPUT"] = std::to_string(reports);
@@ -307,7 +307,7 @@ GLState GLState::Now()
     return state;
 }
 
-std::string GLState::ChangesSince(const GLState& before) const
+std::string GLSnapshot::ChangesSince(const GLSnapshot& before) const
 {
     const auto valueIn = [](const Values& values, const std::string& name) {
         const auto found = values.find(name);

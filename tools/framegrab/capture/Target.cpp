@@ -1,4 +1,4 @@
-#include "capture/Targets.h"
+#include "capture/Target.h"
 
 #include "Util/GLState.h"
 

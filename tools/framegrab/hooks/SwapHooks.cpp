@@ -3,7 +3,7 @@
 #include "hooks/CaptureLibrary.h"
 #include "hooks/Hook.h"
 #include "hooks/HookedFunctions.h"
-#include "hooks/Targets.h"
+#include "hooks/TargetHooks.h"
 
 #define EGL_EGLEXT_PROTOTYPES
 #include <EGL/egl.h>

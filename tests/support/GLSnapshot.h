@@ -9,19 +9,19 @@ namespace TestSupport {
 /// the attachments of every framebuffer, the parameters of the bound textures, and which objects exist.
 ///
 /// ```cpp
-/// const GLState before = GLState::Now();
+/// const GLSnapshot before = GLSnapshot::Now();
 /// Capture();
-/// EXPECT_EQ(GLState::Now().ChangesSince(before), "");
+/// EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
 /// ```
-class GLState
+class GLSnapshot
 {
 public:
     /// Needs OpenGL ES 3.1 and `GL_KHR_debug`. What the driver does not know is not part of it. Takes the
     /// pending GL error, which is.
-    static GLState Now();
+    static GLSnapshot Now();
 
     /// @return one line for each value that differs, `name: before -> now`; empty where nothing does
-    [[nodiscard]] std::string ChangesSince(const GLState& before) const;
+    [[nodiscard]] std::string ChangesSince(const GLSnapshot& before) const;
 
     /// @throws std::out_of_range for a name that the state does not have
     [[nodiscard]] const std::string& operator[](const std::string& name) const { return m_values.at(name); }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Util/PngImage.h"
+#include "Util/PNGImage.h"
 
 #ifdef FRAMEGRAB_WITH_ISAL
 #include <isa-l/igzip_lib.h>
@@ -14,7 +14,7 @@ namespace Util {
 #ifdef FRAMEGRAB_WITH_ISAL
 
 /// The compressor's state and its buffers, half a megabyte whatever the size of the image.
-struct PngFastMemory
+struct PNGFastMemory
 {
     /// Rows are filtered and compressed in bands that stay in cache. The compressor copies the end of each
     /// band, to look back on; the smaller the bands, the more it copies.
@@ -44,11 +44,11 @@ struct PngFastMemory
 /// @param file    behind the header that libpng has written; without a buffer, since each chunk is one write
 /// @param memory  may have served other images
 /// @return false when the file takes no more, with `errno` as the write left it
-bool WritePngFastImage(std::FILE* file, PngFastMemory& memory, const PngImage& image);
+bool WritePNGFastImage(std::FILE* file, PNGFastMemory& memory, const PNGImage& image);
 
 #else
 
-struct PngFastMemory
+struct PNGFastMemory
 {};
 
 #endif

@@ -1,5 +1,4 @@
 #include "Util/LogUtils.h"
-
 #include "host/LogFixture.h"
 
 #include <fstream>

@@ -1,4 +1,4 @@
-#include "Util/PngFastImage.h"
+#include "Util/PNGFastImage.h"
 
 #include "Util/PixelConversion.h"
 
@@ -33,7 +33,7 @@ void ChangePixels(std::uint8_t* pixels, std::size_t size, Change change)
 class Encoder
 {
 public:
-    Encoder(std::FILE* file, PngFastMemory& memory) : m_file(file), m_memory(memory)
+    Encoder(std::FILE* file, PNGFastMemory& memory) : m_file(file), m_memory(memory)
     {
         isal_deflate_init(&m_stream);
         m_stream.level = 1;
@@ -44,7 +44,7 @@ public:
     }
 
     /// @return false when the file takes no more
-    bool Write(const PngImage& image)
+    bool Write(const PNGImage& image)
     {
         for (std::size_t y = 0; y < image.height; ++y) {
             if (!PutRow(image.rows[y], y > 0 ? image.rows[y - 1] : nullptr, image)) {
@@ -58,17 +58,17 @@ private:
     /// Filters a row into the band, which is compressed whenever it is full.
     ///
     /// @param above  null in the first row
-    bool PutRow(const std::uint8_t* row, const std::uint8_t* above, const PngImage& image)
+    bool PutRow(const std::uint8_t* row, const std::uint8_t* above, const PNGImage& image)
     {
-        if (m_used == PngFastMemory::BandBytes && !CompressBand(false)) {
+        if (m_used == PNGFastMemory::BandBytes && !CompressBand(false)) {
             return false;
         }
         m_memory.band[m_used++] = above ? PNG_FILTER_VALUE_UP : PNG_FILTER_VALUE_NONE;
 
-        const std::size_t unit = image.samples == PngSamples::AsStored ? 1 : 4; // bytes that stay together
+        const std::size_t unit = image.samples == PNGSamples::AsStored ? 1 : 4; // bytes that stay together
         for (std::size_t x = 0; x < image.rowBytes;) {
             const std::size_t size =
-                std::min(image.rowBytes - x, (PngFastMemory::BandBytes - m_used) / unit * unit);
+                std::min(image.rowBytes - x, (PNGFastMemory::BandBytes - m_used) / unit * unit);
             if (size == 0) {
                 if (!CompressBand(false)) {
                     return false;
@@ -81,7 +81,7 @@ private:
         return true;
     }
 
-    void FilterPiece(const std::uint8_t* row, const std::uint8_t* above, std::size_t size, PngSamples samples)
+    void FilterPiece(const std::uint8_t* row, const std::uint8_t* above, std::size_t size, PNGSamples samples)
     {
         std::uint8_t* const filtered = &m_memory.band[m_used];
         m_used += size;
@@ -93,11 +93,11 @@ private:
             std::memcpy(filtered, row, size);
         }
         // A pass of its own, over what is still in the nearest cache: compilers vectorise each of the two.
-        if (samples == PngSamples::SwapBlue) {
+        if (samples == PNGSamples::SwapBlue) {
             ChangePixels(filtered, size, SwapFirstAndThirdByte);
-        } else if (samples == PngSamples::MakeOpaque && above) {
+        } else if (samples == PNGSamples::MakeOpaque && above) {
             ChangePixels(filtered, size, [](std::uint32_t pixel) { return pixel & 0x00FFFFFFU; });
-        } else if (samples == PngSamples::MakeOpaque) {
+        } else if (samples == PNGSamples::MakeOpaque) {
             ChangePixels(filtered, size, [](std::uint32_t pixel) { return pixel | 0xFF000000U; });
         }
     }
@@ -112,9 +112,9 @@ private:
         for (;;) {
             isal_deflate(&m_stream); // fails for wrong arguments alone
             if (m_stream.avail_out != 0) {
-                return !isLast || WriteChunk("IDAT", PngFastMemory::ChunkBytes - m_stream.avail_out);
+                return !isLast || WriteChunk("IDAT", PNGFastMemory::ChunkBytes - m_stream.avail_out);
             }
-            if (!WriteChunk("IDAT", PngFastMemory::ChunkBytes)) {
+            if (!WriteChunk("IDAT", PNGFastMemory::ChunkBytes)) {
                 return false;
             }
             BeginChunk();
@@ -123,8 +123,8 @@ private:
 
     void BeginChunk()
     {
-        m_stream.next_out = &m_memory.chunk[PngFastMemory::ChunkDataOffset];
-        m_stream.avail_out = static_cast<std::uint32_t>(PngFastMemory::ChunkBytes);
+        m_stream.next_out = &m_memory.chunk[PNGFastMemory::ChunkDataOffset];
+        m_stream.avail_out = static_cast<std::uint32_t>(PNGFastMemory::ChunkBytes);
     }
 
     /// @param size  bytes of data, which are in the buffer behind the room for length and type
@@ -132,25 +132,25 @@ private:
     {
         std::uint8_t* const chunk = m_memory.chunk.data();
         PutBigEndian(static_cast<std::uint32_t>(size), chunk);
-        std::memcpy(chunk + PngFastMemory::ChunkTypeOffset, type,
-                    PngFastMemory::ChunkDataOffset - PngFastMemory::ChunkTypeOffset);
+        std::memcpy(chunk + PNGFastMemory::ChunkTypeOffset, type,
+                    PNGFastMemory::ChunkDataOffset - PNGFastMemory::ChunkTypeOffset);
         const std::uint32_t crc =
-            crc32_gzip_refl(0, chunk + PngFastMemory::ChunkTypeOffset,
-                            size + PngFastMemory::ChunkDataOffset - PngFastMemory::ChunkTypeOffset);
-        PutBigEndian(crc, chunk + PngFastMemory::ChunkDataOffset + size);
-        const std::size_t bytes = PngFastMemory::ChunkDataOffset + size + PngFastMemory::ChunkCrcSize;
+            crc32_gzip_refl(0, chunk + PNGFastMemory::ChunkTypeOffset,
+                            size + PNGFastMemory::ChunkDataOffset - PNGFastMemory::ChunkTypeOffset);
+        PutBigEndian(crc, chunk + PNGFastMemory::ChunkDataOffset + size);
+        const std::size_t bytes = PNGFastMemory::ChunkDataOffset + size + PNGFastMemory::ChunkCrcSize;
         return std::fwrite(chunk, 1, bytes, m_file) == bytes;
     }
 
     std::FILE* m_file;
-    PngFastMemory& m_memory;
+    PNGFastMemory& m_memory;
     isal_zstream& m_stream = m_memory.stream;
     std::size_t m_used = 0; ///< bytes in the band
 };
 
 } // namespace
 
-bool WritePngFastImage(std::FILE* file, PngFastMemory& memory, const PngImage& image)
+bool WritePNGFastImage(std::FILE* file, PNGFastMemory& memory, const PNGImage& image)
 {
     return Encoder(file, memory).Write(image);
 }

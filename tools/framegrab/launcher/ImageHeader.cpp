@@ -1,4 +1,4 @@
-#include "launcher/ImageFile.h"
+#include "launcher/ImageHeader.h"
 
 #include <array>
 #include <cstdlib>
@@ -34,14 +34,14 @@ std::uint32_t LittleEndianAt(const Header& header, std::size_t position)
 
 } // namespace
 
-bool ReadImageFile(const std::string& path, ImageFile& file)
+bool ReadImageHeader(const std::string& path, ImageHeader& file)
 {
     Header header{};
     if (!std::ifstream(path, std::ios::binary).read(header.data(), header.size())) {
         return false;
     }
     const std::string_view start(header.data(), header.size());
-    ImageFile result;
+    ImageHeader result;
     if (start.starts_with(PNGStart)) {
         result.width = BigEndianAt(header, 16);
         result.height = BigEndianAt(header, 20);
