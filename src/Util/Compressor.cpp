@@ -74,6 +74,7 @@ Compressor::CompressorQuality Compressor::GetQuality() const
 
 bool Compressor::RefuseArguments()
 {
+    // Spelled as hosts match it.
     UTIL_LOG(Core::Log::LevelError, "Invald arguments, bailing out.");
     return false;
 }

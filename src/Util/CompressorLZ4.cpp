@@ -55,6 +55,7 @@ bool LZ4Compressor::Encode(const std::uint8_t* src, std::uint32_t srcSize, std::
                            std::uint32_t* dstSize)
 {
     if (srcSize == 0 || srcSize > MaxSize) {
+        // Spelled as hosts match it.
         UTIL_LOG(Core::Log::LevelError, "Invald arguments, LZ4 maximum raw data buffer size is %d", MaxSize);
         return false;
     }

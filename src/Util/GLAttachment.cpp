@@ -88,7 +88,8 @@ void TryTextureTargets(Attachment& attachment)
     Forget(attachment);
 }
 
-/// Looks for the texture among what is bound to the texture units, where a trial would do no one knows what.
+/// Looks for the texture among what is bound to the texture units: for contexts in which no error tells of a
+/// trial that failed.
 ///
 /// @return false where it is bound to none
 bool FindBoundTexture(Attachment& attachment)

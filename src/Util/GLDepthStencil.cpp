@@ -82,8 +82,8 @@ ImageLayout CopyLayoutOf(Component component, const Attachment& image)
 
 bool CanReadDepthStencil()
 {
-    // The first list is what hosts know to be needed, a few of them called no more; the second is what has
-    // come since.
+    // Hosts count on a status of 1 where one of the first list is missing, so those stay in it that nothing
+    // here calls any more. The second list is what is called besides.
     return HasEntryPoints(
                GL::GetIntegerv, GL::BindBuffer, GL::GenTextures, GL::BindTexture, GL::TexParameteri,
                GL::TexImage2D, GL::FramebufferTexture2D, GL::BindFramebuffer, GL::GenFramebuffers,

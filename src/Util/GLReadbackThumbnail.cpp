@@ -51,7 +51,7 @@ public:
     /// @return false when the host lacks an entry point for it; nothing is made then
     bool Create(const Attachment& source, GLenum point)
     {
-        // Some drivers report one view for every attachment, one that has no layers among them.
+        // Some drivers (ANGLE) tell of one view for every attachment: one without layers comes here as well.
         const bool isLayered = source.target == GL_TEXTURE_2D_ARRAY || source.target == GL_TEXTURE_3D ||
                                source.target == GL_TEXTURE_2D_MULTISAMPLE_ARRAY;
         if (isLayered && !HasEntryPoints(GL::FramebufferTextureLayer)) {

@@ -26,6 +26,7 @@ bool HasExtension(std::string_view name)
 GLenum TakeError()
 {
     const GLenum first = GL::GetError.IsMissing() ? GLenum{GL_NO_ERROR} : GL::GetError();
+    // There is one for each kind at most, except that a lost context may tell of it without end.
     for (int i = 0; i < 8 && first != GL_NO_ERROR && GL::GetError() != GL_NO_ERROR; ++i) {
     }
     return first;

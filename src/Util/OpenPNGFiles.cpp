@@ -44,8 +44,8 @@ public:
         const pid_t self = getpid();
         pid_t holder = 0;
         while (!s_holder.compare_exchange_weak(holder, self)) {
-            if (holder ==
-                self) { // another thread; a holder that is another process is not there to unlock it
+            // Another thread has it. A holder that is another process is not there to unlock it.
+            if (holder == self) {
                 sched_yield();
                 holder = 0;
             }

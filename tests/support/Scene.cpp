@@ -124,7 +124,10 @@ void DeleteWhatIsBound()
     glBindFramebuffer(GL_FRAMEBUFFER, names[0]);
 }
 
-void MakeStateHostile()
+namespace {
+
+/// Uses a program that a transform feedback captures.
+void UseCapturedProgram()
 {
     constexpr auto VertexShader = R"(#version 300 es
 out float captured;
@@ -147,7 +150,11 @@ void main() { color = vec4(1.0); }
     glTransformFeedbackVaryings(program, 1, &Varying, GL_INTERLEAVED_ATTRIBS);
     glLinkProgram(program);
     glUseProgram(program);
+}
 
+/// Begins the transform feedback, and binds buffers and vertex arrays.
+void BindBuffers()
+{
     std::array<GLuint, 4> buffers{};
     glGenBuffers(4, buffers.data());
     glBindBufferBase(GL_TRANSFORM_FEEDBACK_BUFFER, 0, buffers[0]);
@@ -168,7 +175,10 @@ void main() { color = vec4(1.0); }
     glGenVertexArrays(1, &vertexArray);
     glBindVertexArray(vertexArray);
     glEnableVertexAttribArray(2);
+}
 
+void BendPixelTransfers()
+{
     glPixelStorei(GL_PACK_ALIGNMENT, 8);
     glPixelStorei(GL_PACK_ROW_LENGTH, 1000);
     glPixelStorei(GL_PACK_SKIP_ROWS, 3);
@@ -177,7 +187,10 @@ void main() { color = vec4(1.0); }
         glPixelStorei(GL_PACK_REVERSE_ROW_ORDER_ANGLE, GL_TRUE);
     }
     glPixelStorei(GL_UNPACK_ROW_LENGTH, 7);
+}
 
+void BindSamplerAndTexture()
+{
     GLuint sampler = 0;
     glGenSamplers(1, &sampler);
     glSamplerParameteri(sampler, GL_TEXTURE_COMPARE_MODE, GL_COMPARE_REF_TO_TEXTURE);
@@ -185,7 +198,11 @@ void main() { color = vec4(1.0); }
     glBindSampler(0, sampler);
     glActiveTexture(GL_TEXTURE3);
     NewTexture(GL_TEXTURE_2D);
+}
 
+/// Lets no pixel through, and turns clip space upside down.
+void BendDrawing()
+{
     glEnable(GL_SCISSOR_TEST);
     glScissor(1, 1, 2, 2);
     glViewport(3, 4, 5, 6);
@@ -209,6 +226,17 @@ void main() { color = vec4(1.0); }
     glDepthMask(GL_FALSE);
     const auto clipControl = reinterpret_cast<PFNGLCLIPCONTROLEXTPROC>(eglGetProcAddress("glClipControlEXT"));
     clipControl(GL_UPPER_LEFT_EXT, GL_ZERO_TO_ONE_EXT);
+}
+
+} // namespace
+
+void MakeStateHostile()
+{
+    UseCapturedProgram();
+    BindBuffers();
+    BendPixelTransfers();
+    BindSamplerAndTexture();
+    BendDrawing();
     glReadBuffer(GL_NONE);
 }
 

@@ -45,15 +45,6 @@ private:
     SurfaceCounts m_counts;
 };
 
-TEST(SurfaceCounts, NumberSurfacesInTheOrderOfTheirFirstSwaps)
-{
-    Program program;
-    program.MakeWindowSurface(1, 100);
-    EXPECT_EQ(program.Swap(2), "1/1");
-    EXPECT_EQ(program.Swap(1), "2/1");
-    EXPECT_EQ(program.Swap(2), "1/2");
-}
-
 TEST(SurfaceCounts, FollowAWindowFromSurfaceToSurface)
 {
     Program program;

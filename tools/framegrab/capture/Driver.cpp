@@ -1,5 +1,7 @@
 #include "capture/Driver.h"
 
+#include "Util/GLState.h"
+
 #include <algorithm>
 #include <array>
 #include <dlfcn.h>
@@ -56,18 +58,6 @@ EGLBoolean QuerySurface(EGLDisplay display, EGLSurface surface, EGLint attribute
     }
     *value = attribute == EGL_WIDTH ? t_width : t_height;
     return EGL_TRUE;
-}
-
-/// Takes errors away.
-///
-/// @return the first; `GL_NO_ERROR` when there was none
-GLenum TakeErrors()
-{
-    const GLenum first = GL::GetError.IsMissing() ? GL_NO_ERROR : GL::GetError();
-    // There is one for each kind at most, except that a lost context may tell of it without end.
-    for (int i = 0; i < 16 && first != GL_NO_ERROR && GL::GetError() != GL_NO_ERROR; ++i) {
-    }
-    return first;
 }
 
 /// @return path of the library that a function is in
@@ -133,7 +123,7 @@ void Driver::Calls::SetSurfaceSize(EGLint width, EGLint height)
 
 KeptErrors::KeptErrors(GLenum& takenError)
 {
-    const GLenum error = TakeErrors();
+    const GLenum error = Util::TakeError();
     if (takenError == GL_NO_ERROR) {
         takenError = error;
     }
@@ -141,7 +131,7 @@ KeptErrors::KeptErrors(GLenum& takenError)
 
 KeptErrors::~KeptErrors()
 {
-    [[maybe_unused]] const GLenum ours = TakeErrors();
+    Util::TakeError();
 }
 
 } // namespace Framegrab

@@ -1,7 +1,5 @@
 #include "capture/Surface.h"
 
-#include "Util/GLState.h"
-
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -97,19 +95,6 @@ SurfaceSize DrawnSize(const SurfaceSize& told, const SurfaceSize& last)
     }
     return {.width = CountPixels(width, [](EGLint x) { return HasPixel(x, 0); }),
             .height = CountPixels(height, [](EGLint y) { return HasPixel(0, y); })};
-}
-
-SurfaceBinding::SurfaceBinding()
-    : m_drawFramebuffer(GetInteger(GL_DRAW_FRAMEBUFFER_BINDING)),
-      m_readFramebuffer(GetInteger(GL_READ_FRAMEBUFFER_BINDING))
-{
-    GL::BindFramebuffer(GL_FRAMEBUFFER, 0);
-}
-
-SurfaceBinding::~SurfaceBinding()
-{
-    GL::BindFramebuffer(GL_DRAW_FRAMEBUFFER, static_cast<GLuint>(m_drawFramebuffer));
-    GL::BindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(m_readFramebuffer));
 }
 
 } // namespace Framegrab

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Util/GLState.h"
 #include "capture/Driver.h"
 #include "capture/SurfaceCounts.h"
 #include "shared/Picture.h"
@@ -31,14 +32,11 @@ SurfaceSize DrawnSize(const SurfaceSize& told, const SurfaceSize& last);
 class SurfaceBinding
 {
 public:
-    SurfaceBinding();
-    SurfaceBinding(const SurfaceBinding&) = delete;
-    SurfaceBinding& operator=(const SurfaceBinding&) = delete;
-    ~SurfaceBinding();
+    SurfaceBinding() { Util::BindFramebuffer<GL_FRAMEBUFFER>(0); }
 
 private:
-    GLint m_drawFramebuffer;
-    GLint m_readFramebuffer;
+    Util::SavedDrawFramebuffer m_draw;
+    Util::SavedReadFramebuffer m_read;
 };
 
 } // namespace Framegrab

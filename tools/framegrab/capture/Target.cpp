@@ -1,7 +1,5 @@
 #include "capture/Target.h"
 
-#include "Util/GLState.h"
-
 #include <algorithm>
 #include <span>
 
@@ -104,8 +102,7 @@ std::string WhyNot(GLenum point, const char* buffer, bool integers)
     }
     if (!integers && IsInteger(point)) {
         return "a framebuffer object has integer colors, which no picture can show: such an attachment is "
-               "not "
-               "captured without -stencil-colors or -format exr";
+               "not captured without -stencil-colors or -format exr";
     }
     return "";
 }
@@ -181,16 +178,6 @@ std::vector<TargetAttachment> FindTargetAttachments(const std::vector<Buffer>& b
         }
     }
     return found;
-}
-
-TargetRead::TargetRead() : m_readFramebuffer(GetInteger(GL_READ_FRAMEBUFFER_BINDING))
-{
-    GL::BindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(GetInteger(GL_DRAW_FRAMEBUFFER_BINDING)));
-}
-
-TargetRead::~TargetRead()
-{
-    GL::BindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(m_readFramebuffer));
 }
 
 } // namespace Framegrab

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Util/GLState.h"
 #include "capture/Driver.h"
 #include "shared/CaptureInterface.h"
 #include "shared/Picture.h"
@@ -41,13 +42,13 @@ std::vector<TargetAttachment> FindTargetAttachments(const std::vector<Buffer>& b
 class TargetRead
 {
 public:
-    TargetRead();
-    TargetRead(const TargetRead&) = delete;
-    TargetRead& operator=(const TargetRead&) = delete;
-    ~TargetRead();
+    TargetRead()
+    {
+        Util::BindFramebuffer<GL_READ_FRAMEBUFFER>(Util::GetInteger(GL_DRAW_FRAMEBUFFER_BINDING));
+    }
 
 private:
-    GLint m_readFramebuffer;
+    Util::SavedReadFramebuffer m_read;
 };
 
 } // namespace Framegrab

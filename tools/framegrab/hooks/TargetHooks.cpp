@@ -24,8 +24,8 @@ namespace Framegrab {
 
 namespace {
 
-/// The latest answer to whether targets are asked for: twice the events before it, and 1 more if they are
-/// not. They may be before the capture library has been asked.
+/// The latest answer to whether targets are asked for, in one number, so that of two threads' answers the
+/// later one wins: twice its `CaptureAnswer::events`, plus 1 where they are not. At first they may be.
 std::atomic<std::uint64_t> s_latestAnswer{0};
 
 bool AreTargetsWanted()

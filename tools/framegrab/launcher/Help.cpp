@@ -26,10 +26,9 @@ struct Section
 constexpr Section Description{
     "Description",
     "Runs an OpenGL ES program and writes the frames asked for as picture files, as they are just before "
-    "they "
-    "are shown. Needs a context of OpenGL ES 3.0 or later, which many a driver gives to programs that ask "
-    "for "
-    "2.0; framebuffer objects need 3.1. What a program shows through GLX instead of EGL is not seen.\n"
+    "they are shown. Needs a context of OpenGL ES 3.0 or later, which many a driver gives to programs that "
+    "ask for 2.0; framebuffer objects need 3.1. What a program shows through GLX instead of EGL is not "
+    "seen.\n"
     "Pictures are read in the program and written by framegrab, which waits for the last of them when the "
     "program has ended; interrupt it twice to give them up. A program whose framegrab is killed goes on, "
     "uncaptured.\n"
@@ -124,6 +123,41 @@ void AppendManSection(std::string& page, const Section& section)
     });
 }
 
+/// @return what fills `COMPREPLY` with values of an option, as the shell has it; empty where there is nothing
+///         to offer
+std::string CompletionAction(const OptionRow& row)
+{
+    std::string words;
+    for (const char* const word : row.words) {
+        words += (words.empty() ? "" : " ") + std::string(word);
+    }
+    switch (row.offer) {
+    case OptionRow::Offer::Nothing:
+        break;
+    case OptionRow::Offer::Words:
+        return "COMPREPLY=($(compgen -W '" + words + "' -- \"$word\")); ";
+    case OptionRow::Offer::WordLists:
+        // Only the last word of the list is still to be found.
+        return R"(local before=${word%"${word##*,}"}; COMPREPLY=($(compgen -P "$before" -W ')" + words +
+               R"(' -- "${word#"$before"}")); )";
+    case OptionRow::Offer::Folders:
+        return "compopt -o filenames 2>/dev/null; mapfile -t COMPREPLY < <(compgen -d -- \"$word\"); ";
+    }
+    return "";
+}
+
+/// @return the lines of a shell's `case` that complete the value of an option
+std::string CompletionCase(const OptionRow& row)
+{
+    const std::string action = CompletionAction(row);
+    const std::string start = std::string("        -") + row.name + ") ";
+    if (!row.isValueOptional) {
+        return start + action + "return ;;\n";
+    }
+    // Where there is nothing to offer, what comes next may as well be an option.
+    return action.empty() ? "" : start + "[[ $sign || $word != -* ]] && { " + action + "return; } ;;\n";
+}
+
 } // namespace
 
 std::string HelpText()
@@ -167,38 +201,10 @@ std::string ManPage()
 std::string BashCompletion()
 {
     std::string names;
-    std::string values;
+    std::string cases;
     for (const OptionRow& row : OptionTable) {
         names += std::string(names.empty() ? "" : " ") + row.name;
-        if (!row.value) {
-            continue;
-        }
-        std::string words;
-        for (const char* const word : row.words) {
-            words += (words.empty() ? "" : " ") + std::string(word);
-        }
-        std::string action;
-        switch (row.offer) {
-        case OptionRow::Offer::Nothing:
-            break;
-        case OptionRow::Offer::Words:
-            action = "COMPREPLY=($(compgen -W '" + words + "' -- \"$word\"))";
-            break;
-        case OptionRow::Offer::WordLists:
-            // Only the last word of the list is still to be found.
-            action = R"(local before=${word%"${word##*,}"}; COMPREPLY=($(compgen -P "$before" -W ')" + words +
-                     R"(' -- "${word#"$before"}")))";
-            break;
-        case OptionRow::Offer::Folders:
-            action = "compopt -o filenames 2>/dev/null; mapfile -t COMPREPLY < <(compgen -d -- \"$word\")";
-            break;
-        }
-        if (row.isValueOptional && action.empty()) {
-            continue; // what comes next may as well be an option
-        }
-        values += std::string("        -") + row.name + ") " +
-                  (row.isValueOptional ? "[[ $sign || $word != -* ]] && { " + action + "; return; } ;;\n"
-                                       : action + (action.empty() ? "" : "; ") + "return ;;\n");
+        cases += row.value ? CompletionCase(row) : "";
     }
     return R"(# bash completion for framegrab
 
@@ -226,7 +232,7 @@ _framegrab()
         option=${COMP_WORDS[COMP_CWORD-2]} sign==
     fi
     case ${option/#--/-} in
-)" + values +
+)" + cases +
            R"(    esac
     local dashes=-
     if [[ $word == --?* ]]; then

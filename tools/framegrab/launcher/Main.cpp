@@ -80,18 +80,29 @@ std::string Answer(Options::Answer kind)
     }
 }
 
+/// Makes the folder for the pictures, or says why not.
+///
+/// @param path  as the user wrote it; empty for one of the program's name and the time, and then receives it
+bool PrepareFolder(OutputFolder& folder, std::string& path, const std::string& program)
+{
+    const bool isNewWanted = path.empty();
+    if (isNewWanted) {
+        path = program + "-" + Util::Time::GetCurrentTimeString(true);
+    }
+    std::string error;
+    const bool isThere = isNewWanted ? folder.PrepareNew(path, error) : folder.Prepare(path, error);
+    if (!isThere) {
+        Say(error);
+    }
+    return isThere;
+}
+
 int Capture(Options options)
 {
     const std::string program = Util::Path::GetFilename(options.program.front());
     std::string output = options.files.folder;
-    const bool isNewWanted = output.empty();
-    if (isNewWanted) {
-        output = program + "-" + Util::Time::GetCurrentTimeString(true);
-    }
     OutputFolder folder;
-    std::string error;
-    if (!(isNewWanted ? folder.PrepareNew(output, error) : folder.Prepare(output, error))) {
-        Say(error);
+    if (!PrepareFolder(folder, output, program)) {
         return ExitUsage;
     }
     options.files.folder = folder.AbsolutePath();
@@ -118,6 +129,7 @@ int Capture(Options options)
     Writers writers(session.Memory(), options.files,
                     options.threads != 0 ? options.threads : DefaultThreads());
     Manifest manifest;
+    std::string error;
     if (!manifest.Open(folder.AbsolutePath(), options.program, error)) {
         Say(error);
     }

@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <getopt.h>
 #include <string_view>
-#include <tuple>
 
 namespace Framegrab {
 
@@ -44,11 +43,26 @@ std::string Joined(std::span<const char* const> words, std::string_view last)
     return text;
 }
 
+/// Calls a function with each word between separators, as long as it returns true.
+///
+/// @return whether it always did
+template <typename Take>
+bool ForEachWord(std::string_view text, std::string_view separators, Take take)
+{
+    for (std::size_t start = 0; start <= text.size();) {
+        const std::size_t end = std::min(text.find_first_of(separators, start), text.size());
+        if (!take(text.substr(start, end - start))) {
+            return false;
+        }
+        start = end + 1;
+    }
+    return true;
+}
+
 bool ReadWord(std::span<const char* const> words, const std::string& value, std::uint32_t& index,
               std::string& error)
 {
-    const auto found =
-        std::find_if(words.begin(), words.end(), [&](const char* word) { return word == value; });
+    const auto found = std::find(words.begin(), words.end(), value);
     index = static_cast<std::uint32_t>(found - words.begin());
     error = "\"" + value + "\" is neither " + Joined(words, " nor ");
     return found != words.end();
@@ -61,18 +75,15 @@ template <typename Take>
 bool ReadWords(std::span<const char* const> words, std::string_view value, std::string_view separators,
                std::string& error, Take take)
 {
-    for (std::size_t start = 0; start <= value.size();) {
-        const std::size_t end = std::min(value.find_first_of(separators, start), value.size());
-        const std::string_view word = value.substr(start, end - start);
-        start = end + 1;
+    return ForEachWord(value, separators, [&](std::string_view word) {
         const auto found = std::find(words.begin(), words.end(), word);
         if (found == words.end()) {
             error = "\"" + std::string(word) + "\" is none of " + Joined(words, " and ");
             return false;
         }
         take(static_cast<std::size_t>(found - words.begin()));
-    }
-    return true;
+        return true;
+    });
 }
 
 template <typename Mask, std::size_t Size>
@@ -117,11 +128,20 @@ bool ReadPNG(const std::string& value, Options& options, std::string& error)
     return ReadWord(EncodingNames, value, options.files.pngKind, error);
 }
 
-bool ReadNumber(std::string_view text, std::uint32_t least, std::uint32_t largest, std::uint32_t& number)
+template <typename Number>
+bool ReadNumber(std::string_view text, std::uint32_t least, std::uint32_t largest, Number& number)
 {
     const char* const end = text.data() + text.size();
     const auto [stop, status] = std::from_chars(text.data(), end, number);
     return status == std::errc{} && stop == end && number >= least && number <= largest;
+}
+
+/// Reads a number from 1 on.
+template <typename Number>
+bool ReadCount(const std::string& value, std::uint32_t most, Number& count, std::string& error)
+{
+    error = "\"" + value + "\" is not a number from 1 to " + std::to_string(most);
+    return ReadNumber(value, 1, most, count);
 }
 
 bool ReadWindows(const std::string& value, Options& options, std::string& error)
@@ -129,24 +149,16 @@ bool ReadWindows(const std::string& value, Options& options, std::string& error)
     constexpr std::uint32_t Largest = 999;
     std::vector<std::uint32_t>& windows = options.settings.windows;
     windows.clear();
-    for (std::size_t start = 0; start <= value.size();) {
-        const std::size_t end = std::min(value.find(',', start), value.size());
-        const std::string_view word = std::string_view(value).substr(start, end - start);
-        start = end + 1;
-        if (!ReadNumber(word, 1, Largest, windows.emplace_back())) {
-            error = "\"" + std::string(word) + "\" is not the number of a window, from 1 to " +
-                    std::to_string(Largest);
-            return false;
-        }
-    }
-    return true;
+    return ForEachWord(value, ",", [&](std::string_view word) {
+        error = "\"" + std::string(word) + "\" is not the number of a window, from 1 to " +
+                std::to_string(Largest);
+        return ReadNumber(word, 1, Largest, windows.emplace_back());
+    });
 }
 
 bool ReadMaxTargets(const std::string& value, Options& options, std::string& error)
 {
-    // The names of files have three digits for them.
-    error = "\"" + value + "\" is not a number from 1 to 999";
-    return ReadNumber(value, 1, 999, options.settings.maxTargets);
+    return ReadCount(value, 999, options.settings.maxTargets, error); // names of files have three digits
 }
 
 bool ReadThumbnail(const std::string& value, Options& options, std::string& error)
@@ -184,6 +196,14 @@ bool ReadTimeout(const std::string& value, Options& options, std::string& error)
     return true;
 }
 
+/// Takes a number off the beginning of a text.
+bool TakeFloat(std::string_view& text, float& number)
+{
+    const auto [stop, status] = std::from_chars(text.data(), text.data() + text.size(), number);
+    text.remove_prefix(static_cast<std::size_t>(stop - text.data()));
+    return status == std::errc{} && std::isfinite(number);
+}
+
 bool ReadDepthRange(const std::string& value, Options& options, std::string& error)
 {
     options.files.isDepthStretched = true;
@@ -191,18 +211,15 @@ bool ReadDepthRange(const std::string& value, Options& options, std::string& err
         options.files.depthRange.reset();
         return true;
     }
-    DepthRange range;
-    const char* const end = value.data() + value.size();
-    auto [stop, status] = std::from_chars(value.data(), end, range.least);
-    if (status == std::errc{} && stop != end && *stop == '-') {
-        std::tie(stop, status) = std::tuple(std::from_chars(stop + 1, end, range.greatest).ptr, std::errc{});
-    } else {
-        stop = nullptr;
+    std::string_view rest = value;
+    DepthRange& range = options.files.depthRange.emplace();
+    bool isRange = TakeFloat(rest, range.least) && rest.starts_with('-');
+    if (isRange) {
+        rest.remove_prefix(1);
+        isRange = TakeFloat(rest, range.greatest) && rest.empty() && range.least < range.greatest;
     }
-    options.files.depthRange = range;
     error = "\"" + value + "\" is neither auto nor a range of depths such as 0.9-1, the smaller first";
-    return stop == end && value.back() != '-' && std::isfinite(range.least) &&
-           std::isfinite(range.greatest) && range.least < range.greatest;
+    return isRange;
 }
 
 bool ReadTrigger(const std::string& value, Options& options, std::string& error)
@@ -239,14 +256,6 @@ bool ReadHelp(const std::string& value, Options& options, std::string& error)
                      : index == 0  ? Options::Answer::ManPage
                                    : Options::Answer::Completion;
     return true;
-}
-
-bool ReadCount(const std::string& value, std::size_t most, std::size_t& count, std::string& error)
-{
-    const char* const end = value.data() + value.size();
-    const auto [stop, status] = std::from_chars(value.data(), end, count);
-    error = "\"" + value + "\" is not a number from 1 to " + std::to_string(most);
-    return status == std::errc{} && stop == end && count >= 1 && count <= most;
 }
 
 bool ReadMemory(const std::string& value, Options& options, std::string& error)
@@ -489,7 +498,7 @@ bool ReadOptions(std::span<char*> words, Options& options, std::size_t& remainin
     }
 }
 
-/// What no option sees by itself.
+/// @return whether the options go together, which none of them sees by itself
 bool FitTogether(const Options& options, std::string& error)
 {
     const Settings& settings = options.settings;

@@ -77,8 +77,7 @@ InheritedSignals BecomeSupervisor()
     sigaction(SIGCHLD, &action, &inherited.childEnded);
     action.sa_handler = SIG_IGN; // who closes our standard error must not end the supervision
     sigaction(SIGPIPE, &action, &inherited.brokenPipe);
-    sigaction(SIGXFSZ, &action,
-              &inherited.fileTooLarge); // a picture that is too large is an error of its own
+    sigaction(SIGXFSZ, &action, &inherited.fileTooLarge); // a file that is too large is an error of its write
 
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     return inherited;

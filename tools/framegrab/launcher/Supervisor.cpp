@@ -22,10 +22,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// How often what no event tells is looked at, while something depends on it.
+/// How often to look for what no event tells, while the end of the program depends on it.
 constexpr auto Tick = 20ms;
 
-/// The same while nothing does but what is shown.
+/// How often otherwise: only for the progress that is shown.
 constexpr auto SlowTick = 250ms;
 
 /// How long the last frame may take from being captured to being shown before -quit ends the program all the

@@ -38,8 +38,8 @@ struct CaptureAnswer
     /// Of a swap: whether `AfterSwapFunction` is to be called when the frame is shown.
     bool tellWhenShown = false;
 
-    /// Of a target: whether the program is done with what it has drawn there. If not, that counts for the
-    /// next event.
+    /// Of a target: whether the program is done with what it has drawn there. If not, the next event is to be
+    /// told as well, whether or not the program draws until then.
     bool isTargetLeft = true;
 };
 

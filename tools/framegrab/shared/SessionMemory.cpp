@@ -221,8 +221,8 @@ bool SessionMemory::IsFramegrabAlive()
 {
     const int result = pthread_mutex_trylock(&m_alive);
     if (result == EOWNERDEAD) {
-        pthread_mutex_consistent(
-            &m_alive); // a mutex that is not repaired seems to be held to who tries twice
+        // To who tries twice, a mutex that is not repaired seems to be held.
+        pthread_mutex_consistent(&m_alive);
     }
     if (result == 0 || result == EOWNERDEAD) {
         pthread_mutex_unlock(&m_alive);

@@ -30,7 +30,7 @@ struct SharedCounters
     std::atomic<std::uint32_t> isOver;             ///< 1 when no swap may wait for memory any more
     std::array<std::atomic<std::uint32_t>, MostClients> framesBegun; ///< that each client reads now
     std::atomic<std::uint32_t> framesRead;                           ///< how many were dealt with
-    std::atomic<std::uint32_t> isLastFrameDone;  ///< 1 when that was dealt with, be it captured or not
+    std::atomic<std::uint32_t> isLastFrameDone;  ///< 1 when the last one asked for was, captured or not
     std::atomic<std::uint32_t> isLastFrameShown; ///< 1 when it was then swapped as well
     std::atomic<std::uint32_t> waits;            ///< how often memory was full
 };
@@ -51,7 +51,7 @@ enum class EntryKind : std::uint32_t
 enum class EntryState : std::uint32_t
 {
     Free,
-    Waiting,  ///< in the line of those that wait for memory
+    Waiting,  ///< in line for memory
     Reserved, ///< being filled by its process
     Ready,    ///< whole, and framegrab's from now on, whatever becomes of the process
     Taken,    ///< being dealt with by framegrab

@@ -1,5 +1,7 @@
 #include "shared/SessionRecords.h"
 
+#include "QuietWrite.h"
+
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -22,8 +24,7 @@ bool AppendRecord(const char* folder, RecordKind kind, const RecordFields& field
         const int file = open(path, O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW);
         if (file >= 0) {
             // The terminating zero goes along: it ends the record.
-            const ssize_t size = length + 1;
-            isWritten = write(file, record, static_cast<std::size_t>(size)) == size;
+            isWritten = Core::WriteWhole(file, {record, static_cast<std::size_t>(length) + 1});
             close(file);
         }
     }
