@@ -89,6 +89,18 @@ protected:
             nullptr);
     }
 
+    static constexpr std::array<GLenum, 3> PackLayoutNames{GL_PACK_ROW_LENGTH, GL_PACK_SKIP_ROWS,
+                                                           GL_PACK_SKIP_PIXELS};
+
+    static std::array<GLint, 3> PackLayout()
+    {
+        std::array<GLint, 3> values{};
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            glGetIntegerv(PackLayoutNames.at(i), &values.at(i));
+        }
+        return values;
+    }
+
     /// Captures quadrants at full size and as thumbnails of other sizes; looks at the pictures and at the
     /// state after them.
     void ExpectPictures(Kind kind, int width, int height, const std::array<Pixel, 4>& expected,
@@ -98,17 +110,12 @@ protected:
             SCOPED_TRACE("size / " + std::to_string(divisor));
             RemoveFiles();
             const GLSnapshot before = GLSnapshot::Now();
+            const std::array<GLint, 3> layout = PackLayout();
             EXPECT_EQ(divisor == 1 ? TakeOne(kind) : Thumbnail(kind, width / 2, height / 2), 0U);
             if (kind == Kind::Color && divisor == 2) {
-                // These three alone are left at 0.
-                for (const auto& [name, label] :
-                     {std::pair<GLenum, const char*>{GL_PACK_ROW_LENGTH, "GL_PACK_ROW_LENGTH"},
-                      {GL_PACK_SKIP_ROWS, "GL_PACK_SKIP_ROWS"},
-                      {GL_PACK_SKIP_PIXELS, "GL_PACK_SKIP_PIXELS"}}) {
-                    GLint value = -1;
-                    glGetIntegerv(name, &value);
-                    EXPECT_EQ(value, 0) << label;
-                    glPixelStorei(name, std::stoi(before[label], nullptr, 0));
+                EXPECT_EQ(PackLayout(), (std::array<GLint, 3>{})) << "what a thumbnail leaves at 0";
+                for (std::size_t i = 0; i < layout.size(); ++i) {
+                    glPixelStorei(PackLayoutNames.at(i), layout.at(i));
                 }
             }
             EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");

@@ -23,9 +23,6 @@ public:
     /// @return one line for each value that differs, `name: before -> now`; empty where nothing does
     [[nodiscard]] std::string ChangesSince(const GLSnapshot& before) const;
 
-    /// @throws std::out_of_range for a name that the state does not have
-    [[nodiscard]] const std::string& operator[](const std::string& name) const { return m_values.at(name); }
-
 private:
     std::map<std::string, std::string> m_values;
 };

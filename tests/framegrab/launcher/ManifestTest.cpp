@@ -1,14 +1,13 @@
 #include "launcher/Manifest.h"
 
+#include "support/FileSizeLimit.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sys/resource.h>
 
 namespace Framegrab {
 
@@ -103,17 +102,13 @@ TEST_F(ManifestTest, KeepsTheBytesOfNamesThatAreNotUtf8)
 TEST_F(ManifestTest, IsValidUpToWhereTheDiskWasFull)
 {
     Open({"program"});
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    const auto disposition = std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit full{1500, limit.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &full);
-    for (std::uint64_t frame = 1; frame <= 9; ++frame) {
-        manifest.Add(File(frame));
+    {
+        const TestSupport::FileSizeLimit limit(1500);
+        for (std::uint64_t frame = 1; frame <= 9; ++frame) {
+            manifest.Add(File(frame));
+        }
+        manifest.Finish("", 1);
     }
-    manifest.Finish("", 1);
-    setrlimit(RLIMIT_FSIZE, &limit);
-    std::signal(SIGXFSZ, disposition);
     EXPECT_THAT(manifest.Error(), HasSubstr("is not whole: File too large"));
     const std::size_t count = Read()["files"].size();
     EXPECT_GT(count, 0U);

@@ -11,7 +11,6 @@ namespace Framegrab {
 namespace {
 
 LogSettings s_settings;
-std::shared_ptr<Core::StdioWriter> s_file; ///< null for none
 thread_local KeptLog* t_kept = nullptr;
 
 std::string PathIn(const std::string& folder)
@@ -55,9 +54,7 @@ void LogLine(const std::string& line)
     if (s_settings.IsOn(Core::Log::PipeConsole)) {
         SayAgain(text);
     }
-    if (s_file) {
-        s_file->Write((text + "\n").c_str());
-    }
+    WriteInLog(text);
 }
 
 void OpenLogFile(const std::string& folder)
@@ -71,13 +68,11 @@ void OpenLogFile(const std::string& folder)
                          "Could not open logger writer, turning off file logging.");
         return;
     }
-    s_file = file;
     SetLogFile(std::move(file));
 }
 
 void DropLogFile(const std::string& folder)
 {
-    s_file = nullptr;
     SetLogFile(nullptr);
     unlink(PathIn(folder).c_str());
 }

@@ -32,9 +32,14 @@ void SayAgain(const std::string& text)
 
 void SayInLog(const std::string& text)
 {
+    WriteInLog(Name + text);
+}
+
+void WriteInLog(const std::string& line)
+{
     const std::scoped_lock lock(s_mutex);
     if (s_logFile) {
-        s_logFile->Write((Name + text + "\n").c_str());
+        s_logFile->Write((line + "\n").c_str());
     }
 }
 

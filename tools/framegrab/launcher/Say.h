@@ -18,7 +18,10 @@ void SayAgain(const std::string& text);
 /// Says one line in the log file alone.
 void SayInLog(const std::string& text);
 
-/// The log file that `Say` writes to from now on; null for none.
+/// Writes a line in the log file as it is.
+void WriteInLog(const std::string& line);
+
+/// The log file that these write to from now on; null for none.
 void SetLogFile(std::shared_ptr<Core::StdioWriter> file);
 
 /// Shows how far the work is, where standard error is a terminal, on a line that the next output overwrites.
