@@ -83,17 +83,6 @@ TEST_F(ThumbnailTest, BoxesThatGiveNoSize)
     }
 }
 
-TEST_F(ThumbnailTest, AnSrgbSourceLooksTheSameAtBothSizes)
-{
-    const GLContext context({.width = 8, .height = 8});
-    NewFramebuffer();
-    Texture2D(GL_SRGB8_ALPHA8, 0).attach(GL_COLOR_ATTACHMENT0);
-    glClearColor(0.2F, 0.4F, 0.6F, 1.0F);
-    glClear(GL_COLOR_BUFFER_BIT);
-    constexpr Pixel Encoded{124, 170, 203, 255};
-    ExpectPictures(Kind::Color, SourceWidth, SourceHeight, {Encoded, Encoded, Encoded, Encoded});
-}
-
 TEST_F(ThumbnailTest, ADarkSrgbWindowStaysAsDark)
 {
     for (const int alphaBits : {8, 0}) {

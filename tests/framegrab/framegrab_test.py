@@ -528,7 +528,7 @@ def test_bash_completes_options_and_their_values(line, words):
 
 
 def test_arguments_reach_the_program_as_they_are(tmp_path):
-    arguments = ["", "a b", '"', "it's \"c d\"", "-frames", "--", "=x", "line\nline", "%s", "\\"]
+    arguments = ["", "-help", "a b", '"', "it's \"c d\"", "-frames", "--", "=x", "line\nline", "%s", "\\"]
     outcome = grab(tmp_path, "", ["printf", "[%s]", *arguments])
     assert outcome.output == "".join(f"[{argument}]" for argument in arguments)
 

@@ -45,20 +45,6 @@ private:
     SurfaceCounts m_counts;
 };
 
-TEST(SurfaceCounts, FollowAWindowFromSurfaceToSurface)
-{
-    Program program;
-    program.MakeWindowSurface(1, 100);
-    EXPECT_EQ(program.Swap(1), "1/1");
-    program.Destroy(1);
-    program.MakeWindowSurface(1, 200); // another window, the same handle
-    EXPECT_EQ(program.Swap(1), "2/1");
-    program.MakeWindowSurface(3, 100);
-    EXPECT_EQ(program.Swap(3), "1/2");
-    program.Destroy(1);
-    EXPECT_EQ(program.Swap(1), "3/1"); // of no window
-}
-
 TEST(SurfaceCounts, GiveATargetToTheCurrentSurfaceIfThatShowsFrames)
 {
     Program program;

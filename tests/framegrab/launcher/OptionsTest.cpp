@@ -37,17 +37,6 @@ TEST(OptionsTest, TakesOneDashOrTwoAndTheValueBehindASignOrAsTheNextWord)
     }
 }
 
-TEST(OptionsTest, LeavesTheProgramsArgumentsAlone)
-{
-    const Words words{"-frames=-", "--", "p", "", "-frames", "--", "=x", "\"", "-help"};
-    Options options;
-    std::string error;
-    EXPECT_FALSE(ParseOptions(words, options, error));
-    ASSERT_TRUE(ParseOptions({words.begin() + 1, words.end()}, options, error)) << error;
-    EXPECT_EQ(options.program, Words(words.begin() + 2, words.end()));
-    EXPECT_EQ(options.answer, Options::Answer::None);
-}
-
 TEST(OptionsTest, RefusesWhatItDoesNotUnderstand)
 {
     struct Case

@@ -38,20 +38,6 @@ TEST(TerminalTest, ProgressFitsAndMakesWay)
     close(outside);
 }
 
-TEST(TerminalTest, AFileGetsNoProgress)
-{
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    Terminal terminal(ends[1]);
-    terminal.ShowProgress("frame 1");
-    terminal.WriteLine("a line");
-    close(ends[1]);
-    char text[32]{};
-    EXPECT_EQ(read(ends[0], text, sizeof(text)), 7);
-    EXPECT_STREQ(text, "a line\n");
-    close(ends[0]);
-}
-
 } // namespace
 
 } // namespace Framegrab
