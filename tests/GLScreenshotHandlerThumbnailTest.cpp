@@ -18,7 +18,6 @@
 namespace {
 
 using namespace TestSupport;
-using Util::GLScreenshotHandler;
 using Util::ScreenshotWriter;
 
 using ThumbnailTest = CaptureFixture;

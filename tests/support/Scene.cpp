@@ -112,16 +112,18 @@ void AttachViews(GLenum point, int baseView)
 
 void DeleteWhatIsBound()
 {
-    std::array<GLint, 3> bound{};
-    glGetIntegerv(GL_FRAMEBUFFER_BINDING, &bound[0]);
-    glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound[1]);
-    glGetIntegerv(GL_RENDERBUFFER_BINDING, &bound[2]);
-    const std::array names{static_cast<GLuint>(bound[0]), static_cast<GLuint>(bound[1]),
-                           static_cast<GLuint>(bound[2])};
+    const auto bound = [](GLenum name) {
+        GLint value = 0;
+        glGetIntegerv(name, &value);
+        return static_cast<GLuint>(value);
+    };
+    const GLuint framebuffer = bound(GL_FRAMEBUFFER_BINDING);
+    const GLuint texture = bound(GL_TEXTURE_BINDING_2D);
+    const GLuint renderbuffer = bound(GL_RENDERBUFFER_BINDING);
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
-    glDeleteTextures(1, &names[1]);
-    glDeleteRenderbuffers(1, &names[2]);
-    glBindFramebuffer(GL_FRAMEBUFFER, names[0]);
+    glDeleteTextures(1, &texture);
+    glDeleteRenderbuffers(1, &renderbuffer);
+    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
 }
 
 namespace {

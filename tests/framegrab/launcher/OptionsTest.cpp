@@ -13,10 +13,8 @@ namespace Framegrab {
 
 namespace {
 
-using testing::AllOf;
 using testing::Each;
 using testing::ElementsAre;
-using testing::Field;
 using testing::HasSubstr;
 using testing::StartsWith;
 

@@ -45,7 +45,7 @@ void Open()
     if (!library) {
         char text[1024];
         std::snprintf(text, sizeof(text), "nothing can be captured: %s", dlerror());
-        AppendRecord(s_session, RecordKind::FirstSwap, {});
+        AppendRecord(s_session, RecordKind::FirstSwap);
         SayToUser(text);
         return;
     }
@@ -66,7 +66,7 @@ __attribute__((constructor)) void OnLoad()
     const std::size_t size = session ? std::strlen(session) + 1 : 0;
     if (session && size <= sizeof(s_session)) {
         std::memcpy(s_session, session, size);
-        AppendRecord(s_session, RecordKind::HooksLoaded, {});
+        AppendRecord(s_session, RecordKind::HooksLoaded);
     }
 }
 
@@ -87,7 +87,7 @@ bool IsCaptureLibraryOpen() noexcept
 void SayToUser(const char* text) noexcept
 {
     if (s_session[0] != '\0') {
-        AppendRecord(s_session, RecordKind::Message, {.text = text});
+        AppendRecord(s_session, RecordKind::Message, text);
     }
 }
 

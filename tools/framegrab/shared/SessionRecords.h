@@ -23,19 +23,14 @@ enum class RecordKind : char
     Log,       ///< `text` is a line of the log
 };
 
-struct RecordFields
-{
-    const char* text = ""; ///< cut after 4,000 bytes
-};
-
-/// Appends one record, of the first three kinds, to the session's file.
+/// Appends one record, of the first three kinds, to the session's file. One that cannot be written is lost.
 ///
 /// The file is opened for this one write: a program may close descriptors that it did not open, and a child
 /// of it inherits none. One write to a file in append mode is never mixed with another process's.
 ///
 /// @param folder  the session's folder
-/// @return whether the record was written
+/// @param text    cut after 4,000 bytes
 /// @note Any thread. Leaves `errno` as it was.
-bool AppendRecord(const char* folder, RecordKind kind, const RecordFields& fields) noexcept;
+void AppendRecord(const char* folder, RecordKind kind, const char* text = "") noexcept;
 
 } // namespace Framegrab
