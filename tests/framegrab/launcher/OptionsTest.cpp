@@ -1,7 +1,6 @@
 // The command line, and the texts made of the same table.
 
-#include "launcher/Options.h"
-
+#include "launcher/CommandLine.h"
 #include "launcher/Help.h"
 
 #include <gmock/gmock.h>

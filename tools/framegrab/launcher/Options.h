@@ -9,7 +9,7 @@
 
 namespace Framegrab {
 
-/// framegrab's command line.
+/// What a command line of framegrab says.
 struct Options
 {
     /// A text that framegrab prints instead of running a program.
@@ -61,15 +61,5 @@ struct OptionRow
 
 /// The options in the order in which the help tells them.
 extern const std::span<const OptionRow> OptionTable;
-
-/// Reads the arguments that follow the tool's own name: options, "--", the program and its arguments.
-///
-/// An option begins with one dash or two and may be cut short as far as it stays clear; its value follows '='
-/// or is the next argument. Of an option that is given twice the last value counts.
-///
-/// @param error  what is wrong, in words; untouched on success
-/// @return whether `options` was filled
-/// @note One thread at a time: `getopt_long_only` keeps its place in global variables.
-bool ParseOptions(const std::vector<std::string>& arguments, Options& options, std::string& error);
 
 } // namespace Framegrab
