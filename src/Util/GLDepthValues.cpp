@@ -14,7 +14,8 @@ namespace Util {
 
 namespace {
 
-/// Depth as the bits of its floats: what is read of a target of floats need not be what was written.
+/// Draws depth as the bits of its floats, into integers: out of a target of floats, a driver may deliver
+/// others than were drawn.
 constexpr ShaderPair DepthValueShaders{QuadVertexShader,
                                        R"(#version 300 es
 precision highp float;

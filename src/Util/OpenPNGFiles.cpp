@@ -68,7 +68,7 @@ std::atomic<pid_t> Lock::s_holder{0};
 
 bool IsSame(const struct sigaction& a, const struct sigaction& b)
 {
-    // Signal by signal: what a mask has room for beyond them, sigaction leaves as it was on the stack.
+    // Signal by signal: a mask has room for more than there are, and sigaction does not write there.
     bool isSame = a.sa_handler == b.sa_handler && a.sa_flags == b.sa_flags;
     for (int signal = 1; isSame && signal < NSIG; ++signal) {
         isSame = sigismember(&a.sa_mask, signal) == sigismember(&b.sa_mask, signal);
@@ -109,7 +109,7 @@ void Install(void (*handler)(int))
 {
     s_handler = handler;
     const struct sigaction found = Disposition();
-    // It is known before the handler can run.
+    // Noted before the handler is installed, which hands signals on to it and may run at once.
     if (IsOurs(found) || !SetFound(found)) {
         return;
     }
@@ -181,8 +181,9 @@ void HandAbortOn()
         sigaction(SIGABRT, found, nullptr);
         raise(SIGABRT);
     } else if (isFunction && IsSame(current, *found) && s_handedOnBy.exchange(gettid()) != gettid()) {
-        // Another thread has put it back since the signal came here. Once a thread: a function that was
-        // installed over this handler calls it in turn, and would be called again and again.
+        // Another thread has put it back since the signal came here. Raised once a thread: a function that
+        // the application has installed over this handler may call it in turn, and the two would go on
+        // without end.
         raise(SIGABRT);
     }
     errno = error;

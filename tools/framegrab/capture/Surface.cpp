@@ -39,7 +39,7 @@ std::string SurfaceFormat(const BufferKind& kind)
 
 namespace {
 
-/// Drivers leave memory alone where there is no pixel to read.
+/// @return whether there is a pixel to read: where there is none, drivers leave memory as it was
 bool HasPixel(EGLint x, EGLint y)
 {
     for (const std::uint8_t mark : {std::uint8_t{1}, std::uint8_t{2}}) {

@@ -102,7 +102,7 @@ void* FindDriverFunction(const char* name) noexcept
     if (void* const function = RealDlsym()(RTLD_NEXT, name)) {
         return function;
     }
-    // Not among the libraries that everybody sees: the driver came with a library that was opened for itself.
+    // Not among the libraries that everybody sees: the driver came with one that was opened as RTLD_LOCAL.
     for (const char* library : {"libEGL.so.1", "libEGL.so", "libGLESv2.so.2", "libGLESv2.so",
                                 "libOpenGL.so.0", "libGL.so.1", "libGLX.so.0"}) {
         void* const handle = dlopen(library, RTLD_LAZY | RTLD_NOLOAD);

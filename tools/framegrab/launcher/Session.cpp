@@ -159,7 +159,7 @@ void Session::FreeOfOtherPrograms()
     }
     m_nextLook = Clock::now() + LookTime;
     for (const auto& [key, client] : m_clients) {
-        // In this order: what has begun has begun in memory that was there.
+        // In this order: one that has begun something had the memory then, so it has lost it since.
         if (m_memory->IsAnythingBegunBy(client.number) && !HasMemory(client.pid)) {
             m_memory->FreeAllOf(client.number);
         }
