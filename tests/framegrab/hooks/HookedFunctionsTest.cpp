@@ -15,6 +15,7 @@
 #include <GLES2/gl2ext.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <string>
 #include <type_traits>
@@ -123,7 +124,9 @@ void CallHook(const std::string& name)
     for (const auto rows : {ErrorFunctions(), SurfaceFunctions(), SwapFunctions(), TargetFunctions()}) {
         for (const HookedFunction& row : rows) {
             if (row.name == name) {
+                errno = EDOM;
                 function.call(row.hookFor(function.inDriver));
+                EXPECT_EQ(errno, EDOM) << name;
             }
         }
     }
@@ -138,6 +141,7 @@ CaptureAnswer BeforeSwap(const CaptureContext*, EGLDisplay display, EGLSurface s
 void AfterSwap()
 {
     s_told.emplace_back("after swap");
+    errno = EIO;
 }
 
 CaptureAnswer AfterWindowSurface(const CaptureContext*, EGLDisplay display, EGLSurface surface,
@@ -278,7 +282,10 @@ CaptureContext ContextOf(void* driverFunction) noexcept
     return {.session = "", .lookup = nullptr, .driverFunction = driverFunction};
 }
 
-void TakeIn(const CaptureAnswer&) noexcept {}
+void TakeIn(const CaptureAnswer&) noexcept
+{
+    errno = EIO;
+}
 
 void* FindDriverFunction(const char* name) noexcept
 {
