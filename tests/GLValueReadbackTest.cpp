@@ -3,6 +3,7 @@
 #include "Util/GLValueReadback.h"
 
 #include "support/CaptureFixture.h"
+#include "support/ColorRows.h"
 #include "support/DriverFaults.h"
 #include "support/GLContext.h"
 #include "support/Scene.h"
@@ -23,7 +24,6 @@ namespace {
 
 using namespace TestSupport;
 using Util::CapturedValues;
-using Bytes = std::vector<std::uint8_t>;
 
 /// Keeps the last values; lends memory with something in it.
 class KeepingSink : public Util::ValueSink
@@ -56,26 +56,6 @@ public:
     Bytes memory;
 };
 
-template <typename Number>
-Bytes BytesOf(const std::vector<Number>& numbers)
-{
-    Bytes bytes(numbers.size() * sizeof(Number));
-    std::memcpy(bytes.data(), numbers.data(), bytes.size());
-    return bytes;
-}
-
-/// Makes a framebuffer object of one texture.
-void Attach(GLenum point, GLenum internalFormat, int width, int height, GLenum format, GLenum type,
-            const void* texels)
-{
-    NewFramebuffer();
-    const GLuint texture = NewTexture(GL_TEXTURE_2D);
-    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-    glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(internalFormat), width, height, 0, format, type,
-                 texels);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_2D, texture, 0);
-}
-
 /// How far a float is from n / most, as a multiple of 1 / most. Its mantissa and n have no more than 64 bits
 /// together with those of `most`.
 long double Distance(float value, std::uint64_t n, std::uint64_t most)
@@ -97,63 +77,10 @@ using ValuesTest = CaptureFixture;
 
 TEST_F(ValuesTest, ColoursComeAsTheBufferHasThem)
 {
-    using Type = CapturedValues::ValueType;
-    struct Row
-    {
-        const char* name;
-        GLenum internalFormat;
-        GLenum format;
-        GLenum type;
-        Bytes texels; ///< two
-        Type valueType;
-        std::array<std::uint32_t, 4> bits;
-        Bytes values;
-    };
-    // NaN with a payload, infinities, the smallest of the subnormals, minus 0, the largest.
-    const Bytes bytes{1, 2, 3, 4, 250, 251, 252, 253};
-    const Bytes halves = BytesOf<std::uint16_t>({0x7E55, 0x7C00, 0x8001, 0x3C00, 0xFC00, 0, 0x8000, 0x7BFF});
-    const Bytes floats = BytesOf<std::uint32_t>(
-        {0x7FC12345, 0x7F800000, 0xFF800000, 0x3F800001, 0x7F7FFFFF, 0x80000000, 0x3DCCCCCD, 0xC2F6E979});
-    const Bytes integers = BytesOf<std::int32_t>({-2147483647 - 1, 2147483647, -1, 0, 1, 2, 3, 0x12345678});
-    const Bytes tens = BytesOf<std::uint32_t>({1023U | 1U << 10 | 513U << 20 | 2U << 30, 0x12345678});
-    // clang-format off
-    const std::vector<Row> rows{
-        {"RGBA8", GL_RGBA8, GL_RGBA, GL_UNSIGNED_BYTE, bytes, Type::Unorm8, {8, 8, 8, 8}, bytes},
-        {"sRGB", GL_SRGB8_ALPHA8, GL_RGBA, GL_UNSIGNED_BYTE, bytes, Type::Unorm8, {8, 8, 8, 8}, bytes},
-        {"R8", GL_R8, GL_RED, GL_UNSIGNED_BYTE, {9, 8}, Type::Unorm8, {8, 0, 0, 0},
-         {9, 0, 0, 255, 8, 0, 0, 255}},
-        {"RGB565", GL_RGB565, GL_RGB, GL_UNSIGNED_SHORT_5_6_5,
-         BytesOf<std::uint16_t>({17 << 11 | 33 << 5 | 3, 30 << 11 | 62 << 5 | 31}), Type::Float32,
-         {5, 6, 5, 0},
-         BytesOf<float>({17.0F / 31, 33.0F / 63, 3.0F / 31, 1.0F, 30.0F / 31, 62.0F / 63, 1.0F, 1.0F})},
-        {"RGB10_A2", GL_RGB10_A2, GL_RGBA, GL_UNSIGNED_INT_2_10_10_10_REV, tens, Type::Unorm10A2,
-         {10, 10, 10, 2}, tens},
-        {"RGBA16", GL_RGBA16_EXT, GL_RGBA, GL_UNSIGNED_SHORT, halves, Type::Unorm16,
-         {16, 16, 16, 16}, halves},
-        {"RGBA8_SNORM", GL_RGBA8_SNORM, GL_RGBA, GL_BYTE, {0x81, 0x7F, 0xFF, 0, 0x80, 64, 1, 2},
-         Type::Float32, {8, 8, 8, 8},
-         BytesOf<float>({-1.0F, 1.0F, -1.0F / 127, 0.0F, -1.0F, 64.0F / 127, 1.0F / 127, 2.0F / 127})},
-        {"RGBA16F", GL_RGBA16F, GL_RGBA, GL_HALF_FLOAT, halves, Type::Float16, {16, 16, 16, 16}, halves},
-        {"RG16F", GL_RG16F, GL_RG, GL_HALF_FLOAT, BytesOf<std::uint16_t>({0x7E55, 0x7C00, 0x8001, 0x7BFF}),
-         Type::Float16, {16, 16, 0, 0},
-         BytesOf<std::uint16_t>({0x7E55, 0x7C00, 0, 0x3C00, 0x8001, 0x7BFF, 0, 0x3C00})},
-        {"R11F_G11F_B10F", GL_R11F_G11F_B10F, GL_RGB, GL_FLOAT,
-         BytesOf<float>({0.5F, 1.25F, 64512.0F, 0.0F, 3.0F, 0.0625F}), Type::Float32, {11, 11, 10, 0},
-         BytesOf<float>({0.5F, 1.25F, 64512.0F, 1.0F, 0.0F, 3.0F, 0.0625F, 1.0F})},
-        {"RGBA32F", GL_RGBA32F, GL_RGBA, GL_FLOAT, floats, Type::Float32, {32, 32, 32, 32}, floats},
-        {"RGBA8UI", GL_RGBA8UI, GL_RGBA_INTEGER, GL_UNSIGNED_BYTE, bytes, Type::UInt32, {8, 8, 8, 8},
-         BytesOf<std::uint32_t>({1, 2, 3, 4, 250, 251, 252, 253})},
-        {"R32UI", GL_R32UI, GL_RED_INTEGER, GL_UNSIGNED_INT, BytesOf<std::uint32_t>({0xFFFFFFFF, 0x80000000}),
-         Type::UInt32, {32, 0, 0, 0}, BytesOf<std::uint32_t>({0xFFFFFFFF, 0, 0, 1, 0x80000000, 0, 0, 1})},
-        {"RG16I", GL_RG16I, GL_RG_INTEGER, GL_SHORT, BytesOf<std::int16_t>({-32768, 32767, -1, 0}),
-         Type::Int32, {16, 16, 0, 0}, BytesOf<std::int32_t>({-32768, 32767, 0, 1, -1, 0, 0, 1})},
-        {"RGBA32I", GL_RGBA32I, GL_RGBA_INTEGER, GL_INT, integers, Type::Int32, {32, 32, 32, 32}, integers},
-    };
-    // clang-format on
     const GLContext context({.width = 8, .height = 8});
-    for (const Row& row : rows) {
+    for (const ColorRow& row : ColorRows()) {
         SCOPED_TRACE(row.name);
-        Attach(GL_COLOR_ATTACHMENT0, row.internalFormat, 1, 2, row.format, row.type, row.texels.data());
+        AttachTexels(GL_COLOR_ATTACHMENT0, row.internalFormat, 1, 2, row.format, row.type, row.texels.data());
         if (glGetError() != GL_NO_ERROR ||
             glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
             continue; // the driver has no such colours
@@ -179,7 +106,7 @@ TEST_F(ValuesTest, EveryHalf)
     const GLContext context({.width = 8, .height = 8});
     std::vector<std::uint16_t> halves(65536);
     std::iota(halves.begin(), halves.end(), std::uint16_t{0});
-    Attach(GL_COLOR_ATTACHMENT0, GL_R16F, 256, 256, GL_RED, GL_HALF_FLOAT, halves.data());
+    AttachTexels(GL_COLOR_ATTACHMENT0, GL_R16F, 256, 256, GL_RED, GL_HALF_FLOAT, halves.data());
     KeepingSink sink;
     ASSERT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_COLOR_ATTACHMENT0), 0U);
     const auto values = sink.As<std::uint16_t>();
@@ -237,7 +164,7 @@ TEST_F(ValuesTest, EveryFixedPointDepth)
             }
             texels = BytesOf(depths);
         }
-        Attach(row.point, row.internalFormat, row.side, row.side, row.format, row.type, texels.data());
+        AttachTexels(row.point, row.internalFormat, row.side, row.side, row.format, row.type, texels.data());
         if (glGetError() != GL_NO_ERROR) {
             continue;
         }
@@ -273,7 +200,8 @@ TEST_F(ValuesTest, FloatDepthAndStencilAsTheyAre)
 {
     const GLContext context({.width = 8, .height = 8});
     const std::vector<float> depths{0.0F, 1.0F, 0.1F, std::nextafter(1.0F, 0.0F), 1e-30F, 0.7F};
-    Attach(GL_DEPTH_ATTACHMENT, GL_DEPTH_COMPONENT32F, 3, 2, GL_DEPTH_COMPONENT, GL_FLOAT, depths.data());
+    AttachTexels(GL_DEPTH_ATTACHMENT, GL_DEPTH_COMPONENT32F, 3, 2, GL_DEPTH_COMPONENT, GL_FLOAT,
+                 depths.data());
     KeepingSink sink;
     ASSERT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_DEPTH_ATTACHMENT), 0U);
     EXPECT_EQ(sink.As<float>(), depths);

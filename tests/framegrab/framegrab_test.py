@@ -406,6 +406,14 @@ def test_pictures_made_of_values_show_what_those_of_the_buffers_show(tmp_path, o
     assert all((tmp_path / name).exists() == has_values for name in names)
 
 
+def test_where_values_cannot_be_read_there_are_pictures(tmp_path):
+    outcome = grab(tmp_path, "-format exr -buffers color,stencil", "context quadrants swap",
+                   env=os.environ | {"MESA_GLES_VERSION_OVERRIDE": "3.0"})  # without textures of stencil
+    assert outcome.status == 1
+    assert "the values of a stencil buffer cannot be read: there is a picture without them\n" in outcome.said
+    assert pictures(tmp_path) == ["frame000001.exr", "frame000001.png", "frame000001_stencil.png"]
+
+
 @cases("options, steps, headings, rows", {
     "every frame": ("-frames 2-4", "swap:4", ["color"], [["frame000002"], ["frame000003"], ["frame000004"]]),
     "framebuffer objects with thumbnails":

@@ -12,8 +12,9 @@ from types import SimpleNamespace
 import pytest
 from PIL import Image
 
-FRAMEGRAB, STEPS, PLUGIN, STATIC, WINDOW = (f"{os.environ['UTIL_BIN']}/framegrab{name}" for name in
-                                            ("", "_linked", "_plugin", "_static", "_window"))
+FRAMEGRAB, STEPS, PLUGIN, STATIC, WINDOW, FORMATS = (
+    f"{os.environ['UTIL_BIN']}/framegrab{name}" for name in
+    ("", "_linked", "_plugin", "_static", "_window", "_formats"))
 LIMIT = 120  # seconds; what is not over by then hangs
 
 

@@ -73,12 +73,12 @@ TEST_F(ContactSheetTest, TellsWhatAPictureDoesNotShow)
     Add(Frame(2)).largest = 2.5F;
     Add(Frame(3)).valuesName = "frame000003.exr";
     sheet.AddLegend(Buffer::Stencil, {{7}, {255}});
-    sheet.AddLegend(Buffer::Color, {{1, 0, 3}});
+    sheet.AddLegend(Buffer::Color, {{1, 0, -3}});
     const std::string html = Html();
     EXPECT_THAT(html, AllOf(HasSubstr("<em>0.5 to 0.75</em>"), HasSubstr("<em>up to 2.5</em>"),
-                            Not(HasSubstr("up to 1<")), HasSubstr("<a href=\"frame000003.exr\">values</a>")));
+                            Not(HasSubstr("up to 1<")), HasSubstr("<a href=\"frame000003.exr\">EXR")));
     EXPECT_THAT(html, AllOf(HasSubstr("<h2>Stencil values</h2>"), HasSubstr("</span>7</li>"),
-                            HasSubstr("<h2>Integer colors</h2>"), HasSubstr("</span>1, 0, 3</li>")));
+                            HasSubstr("<h2>Integer colors</h2>"), HasSubstr("</span>1, 0, -3</li>")));
 }
 
 TEST_F(ContactSheetTest, FramesOfVeryManyPicturesAreNoTable)

@@ -51,7 +51,9 @@ TEST_F(ManifestTest, IsValidAfterEachStep)
     file.picture.target = 2;
     file.picture.buffer = Buffer::Depth;
     file.picture.format = FixedText<48>("D24");
-    file.picture.internalFormat = 33190;
+    file.picture.internalFormat = GL_DEPTH_COMPONENT24;
+    file.valuesName = "picture.exr";
+    file.valuesBytes = 9000;
     file.picture.readAt = 1'795'414'328'123'456'789;
     file.writeTime = 2'500'000;
     file.depthRange = DepthRange{.least = 0.5F, .greatest = 0.75F};
@@ -70,7 +72,9 @@ TEST_F(ManifestTest, IsValidAfterEachStep)
                                       {"width", 640},
                                       {"height", 480},
                                       {"format", "D24"},
-                                      {"internalFormat", 33190},
+                                      {"internalFormat", "GL_DEPTH_COMPONENT24"},
+                                      {"values", "picture.exr"},
+                                      {"valuesBytes", 9000},
                                       {"samples", 0},
                                       {"bytes", 5000},
                                       {"status", 0},

@@ -299,29 +299,49 @@ bool Capturer::CaptureFrame(const CaptureContext& context, EGLDisplay display, E
     counted.lastFrame = counted.swaps;
     bool isWhole = true;
     for (const Buffer buffer : m_connection->GetSettings().buffers) {
-        isWhole = CaptureBuffer(counted, buffer) && isWhole;
+        isWhole = CaptureSurfaceBuffer(counted, buffer) && isWhole;
     }
     return isWhole;
 }
 
-bool Capturer::CaptureBuffer(const CountedSurface& surface, Buffer buffer)
+bool Capturer::CaptureSurfaceBuffer(const CountedSurface& surface, Buffer buffer)
 {
     const BufferKind& kind = KindOf(buffer);
-    const std::string format = SurfaceFormat(kind);
-    if (format.empty()) {
+    const BufferFormat format = DescribeBuffer(kind, kind.surfacePoint);
+    if (format.text.empty()) {
         SayOnce(std::string("the surface has no ") + kind.name + " buffer");
         return true;
     }
     Picture picture = NewPicture(surface, surface.swaps);
     picture.buffer = buffer;
-    picture.format = decltype(picture.format)(format);
+    const std::string name = FramebufferName(picture);
+    return CaptureBuffer(
+        picture, format, true,
+        [&](Util::ValueSink& sink) { return Util::ReadScreenshotValues(sink, name, kind.mask); },
+        [&](Util::ImageSink& sink) { return Util::ReadScreenshot(sink, name, kind.mask); });
+}
+
+/// Captures a buffer: its values where they are asked for, and where these cannot be read a picture at least.
+template <typename ReadValues, typename ReadFullSize>
+bool Capturer::CaptureBuffer(Picture picture, const BufferFormat& format, bool hasThumbnail,
+                             ReadValues readValues, ReadFullSize readFullSize)
+{
+    picture.format = decltype(picture.format)(format.text);
+    picture.internalFormat = format.internalFormat;
     picture.samples = static_cast<std::uint32_t>(Util::GetInteger(GL_SAMPLES));
-    if (IsReadAsValues(buffer)) {
-        return ReadPicture(
-            picture, [&](Util::ValueSink& sink) { return Util::ReadScreenshotValues(sink, "", kind.mask); });
+    if (format.isInteger) {
+        return ReadPicture(picture, readValues);
     }
-    return CapturePicture(picture, true,
-                          [&](Util::ImageSink& sink) { return Util::ReadScreenshot(sink, "", kind.mask); });
+    if (!IsReadAsValues(picture.buffer)) {
+        return CapturePicture(picture, hasThumbnail, readFullSize);
+    }
+    if (Picture ofValues = picture; TryPicture(ofValues, readValues)) {
+        return ofValues.status == 0;
+    }
+    SayOnce(std::string("the values of a ") + KindOf(picture.buffer).name +
+            " buffer cannot be read: there is a picture without them");
+    CapturePicture(picture, hasThumbnail, readFullSize);
+    return false;
 }
 
 /// Whether framegrab makes the pictures of a buffer of its values, thumbnails as well.
@@ -360,19 +380,15 @@ bool Capturer::CaptureTarget(const Driver& driver, CountedSurface& surface, GLen
         picture.target = target;
         picture.buffer = attachment.buffer;
         picture.attachment = attachment.number;
-        picture.format = decltype(picture.format)(attachment.format);
-        picture.samples = static_cast<std::uint32_t>(Util::GetInteger(GL_SAMPLES));
-        if (attachment.isInteger || IsReadAsValues(attachment.buffer)) {
-            const auto readValues = [&](Util::ValueSink& sink) {
-                return Util::ReadAttachmentValues(sink, "", attachment.point);
-            };
-            isWhole = ReadPicture(picture, readValues) && isWhole;
-            continue;
-        }
-        const auto readFullSize = [&](Util::ImageSink& sink) {
-            return Util::ReadAttachment(sink, "", attachment.point);
-        };
-        isWhole = CapturePicture(picture, attachment.hasThumbnail, readFullSize) && isWhole;
+        const std::string name = FramebufferName(picture);
+        isWhole =
+            CaptureBuffer(
+                picture, attachment.format, attachment.hasThumbnail,
+                [&](Util::ValueSink& sink) {
+                    return Util::ReadAttachmentValues(sink, name, attachment.point);
+                },
+                [&](Util::ImageSink& sink) { return Util::ReadAttachment(sink, name, attachment.point); }) &&
+            isWhole;
     }
     for (const std::string& reason : leftOut) {
         SayOnce(reason);
@@ -394,31 +410,38 @@ bool Capturer::CapturePicture(const Picture& picture, bool hasThumbnail, ReadFul
         Picture thumbnail = picture;
         thumbnail.isThumbnail = true;
         const auto read = [&](Util::ImageSink& sink) {
-            return ReadThumbnail(sink, picture.buffer, settings.thumbnailWidth, settings.thumbnailHeight);
+            return ReadThumbnail(sink, FramebufferName(picture), picture.buffer, settings.thumbnailWidth,
+                                 settings.thumbnailHeight);
         };
         isWhole = ReadPicture(thumbnail, read) && isWhole;
     }
     return isWhole;
 }
 
-/// @param read  reads into the sink that it is given, and returns a status of the library
 template <typename Read>
 bool Capturer::ReadPicture(Picture picture, Read read)
 {
-    {
-        PictureSink sink(*m_connection, picture);
-        picture.status = read(sink);
-        if (sink.RefusedSize() != 0) {
-            constexpr std::size_t MiB = 1024 * 1024;
-            SayOnce("a picture takes " + std::to_string((sink.RefusedSize() + MiB - 1) / MiB) +
-                    " MiB, which is more than -memory allows: such a one is not captured");
-        }
-        if (sink.HasTaken()) {
-            return picture.status == 0;
-        }
+    if (TryPicture(picture, read)) {
+        return picture.status == 0;
     }
     m_connection->Tell(EntryKind::NoImage, picture);
     return false;
+}
+
+/// @param picture  receives the status
+/// @param read     reads into the sink that it is given, and returns a status of the library
+/// @return whether there is something for framegrab
+template <typename Read>
+bool Capturer::TryPicture(Picture& picture, Read read)
+{
+    PictureSink sink(*m_connection, picture);
+    picture.status = read(sink);
+    if (sink.RefusedSize() != 0) {
+        constexpr std::size_t MiB = 1024 * 1024;
+        SayOnce("a picture takes " + std::to_string((sink.RefusedSize() + MiB - 1) / MiB) +
+                " MiB, which is more than -memory allows: such a one is not captured");
+    }
+    return sink.HasTaken();
 }
 
 Picture Capturer::NewPicture(const CountedSurface& surface, std::uint64_t frame)

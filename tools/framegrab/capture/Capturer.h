@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/BufferFormat.h"
 #include "capture/Connection.h"
 #include "capture/Driver.h"
 #include "capture/SurfaceCounts.h"
@@ -42,12 +43,17 @@ private:
     bool CaptureFrame(const CaptureContext& context, EGLDisplay display, EGLSurface surface,
                       CountedSurface& counted, GLenum& takenError);
     [[nodiscard]] bool IsReadAsValues(Buffer buffer) const;
-    bool CaptureBuffer(const CountedSurface& surface, Buffer buffer);
+    bool CaptureSurfaceBuffer(const CountedSurface& surface, Buffer buffer);
     bool CaptureTarget(const Driver& driver, CountedSurface& surface, GLenum& takenError);
+    template <typename ReadValues, typename ReadFullSize>
+    bool CaptureBuffer(Picture picture, const BufferFormat& format, bool hasThumbnail, ReadValues readValues,
+                       ReadFullSize readFullSize);
     template <typename ReadFullSize>
     bool CapturePicture(const Picture& picture, bool hasThumbnail, ReadFullSize readFullSize);
     template <typename Read>
     bool ReadPicture(Picture picture, Read read);
+    template <typename Read>
+    bool TryPicture(Picture& picture, Read read);
     Picture NewPicture(const CountedSurface& surface, std::uint64_t frame);
     void TellDriverOnce(const Driver& driver);
     void TellFrameDone(const CountedSurface& surface, bool isWhole);

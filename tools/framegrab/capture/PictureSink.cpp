@@ -93,7 +93,9 @@ std::uint32_t PictureSink::Take(const Util::CapturedValues& values)
         return 1;
     }
     m_picture.samples = values.samples;
-    m_picture.internalFormat = values.internalFormat;
+    if (values.internalFormat != 0 && !Util::IsUnsizedInternalFormat(values.internalFormat)) {
+        m_picture.internalFormat = values.internalFormat; // that of the object itself
+    }
     ValueLayout& layout = m_entry->values;
     layout.type = values.type;
     layout.isSrgb = values.isSrgb;

@@ -32,11 +32,6 @@ std::string WhyNotCaptured(const Driver& driver, EGLDisplay display, EGLSurface 
     return "the driver lacks functions of EGL 1.4 or OpenGL ES 3.0: nothing can be captured";
 }
 
-std::string SurfaceFormat(const BufferKind& kind)
-{
-    return FormatOf(kind, [](const Component& component) { return GetInteger(component.surfaceBits); });
-}
-
 namespace {
 
 /// @return whether there is a pixel to read: where there is none, drivers leave memory as it was

@@ -3,7 +3,6 @@
 #include "Util/GLState.h"
 #include "capture/Driver.h"
 #include "capture/SurfaceCounts.h"
-#include "shared/Picture.h"
 
 #include <string>
 
@@ -12,9 +11,6 @@ namespace Framegrab {
 
 /// @return why a frame of this surface cannot be captured; empty when it can
 std::string WhyNotCaptured(const Driver& driver, EGLDisplay display, EGLSurface surface);
-
-/// @return the format of a buffer of the surface, e.g. "R8G8B8A8"; empty when it has no such buffer
-std::string SurfaceFormat(const BufferKind& kind);
 
 /// @return what EGL says of the surface that is current for drawing
 SurfaceSize ToldSize();

@@ -10,13 +10,6 @@ using Util::HasEntryPoints;
 
 namespace {
 
-GLint GetOfAttachment(GLenum point, GLenum name)
-{
-    GLint value = 0;
-    GL::GetFramebufferAttachmentParameteriv(GL_DRAW_FRAMEBUFFER, point, name, &value);
-    return value;
-}
-
 GLenum ObjectType(GLenum point)
 {
     return static_cast<GLenum>(GetOfAttachment(point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE));
@@ -25,21 +18,6 @@ GLenum ObjectType(GLenum point)
 GLuint ObjectName(GLenum point)
 {
     return static_cast<GLuint>(GetOfAttachment(point, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME));
-}
-
-bool IsInteger(GLenum point)
-{
-    const GLint type = GetOfAttachment(point, GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE);
-    return point != GL_DEPTH_ATTACHMENT && point != GL_STENCIL_ATTACHMENT &&
-           (type == GL_INT || type == GL_UNSIGNED_INT);
-}
-
-std::string AttachmentFormat(GLenum point, const BufferKind& kind)
-{
-    const std::string format = FormatOf(
-        kind, [&](const Component& component) { return GetOfAttachment(point, component.attachmentBits); });
-    const GLint type = GetOfAttachment(point, GL_FRAMEBUFFER_ATTACHMENT_COMPONENT_TYPE);
-    return format + (type == GL_FLOAT ? " float" : IsInteger(point) ? " integer" : "");
 }
 
 std::vector<GLenum> ColorPoints()
@@ -91,8 +69,9 @@ std::span<const GLuint> Names(const TargetEvent& event)
     return {event.names, event.names && event.count > 0 ? static_cast<std::size_t>(event.count) : 0};
 }
 
-/// @return why an attachment cannot be captured; empty when it can
-std::string WhyNot(GLenum point, const char* buffer, bool integers)
+/// @param format  of the attachment
+/// @return why it cannot be captured; empty when it can
+std::string WhyNot(GLenum point, const char* buffer, const BufferFormat& format, bool integers)
 {
     const GLuint name = ObjectName(point);
     const bool isTexture = ObjectType(point) == GL_TEXTURE;
@@ -100,7 +79,7 @@ std::string WhyNot(GLenum point, const char* buffer, bool integers)
         return std::string("a framebuffer object's ") + buffer +
                " attachment was deleted while it was attached: such a one is not captured";
     }
-    if (!integers && IsInteger(point)) {
+    if (!integers && format.isInteger) {
         return "a framebuffer object has integer colors, which no picture can show: such an attachment is "
                "not captured without -stencil-colors or -format exr";
     }
@@ -156,14 +135,14 @@ std::vector<TargetAttachment> FindTargetAttachments(const std::vector<Buffer>& b
         if (ObjectType(point) == GL_NONE) {
             return;
         }
-        if (std::string reason = WhyNot(point, kind.name, integers); !reason.empty()) {
+        BufferFormat format = DescribeBuffer(kind, point);
+        if (std::string reason = WhyNot(point, kind.name, format, integers); !reason.empty()) {
             leftOut.insert(std::move(reason));
         } else {
             found.push_back({.point = point,
                              .buffer = kind.buffer,
                              .number = static_cast<std::uint8_t>(point - kind.attachment),
-                             .format = AttachmentFormat(point, kind),
-                             .isInteger = IsInteger(point),
+                             .format = std::move(format),
                              .hasThumbnail = point == kind.attachment});
         }
     };

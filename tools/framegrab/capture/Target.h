@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Util/GLState.h"
+#include "capture/BufferFormat.h"
 #include "capture/Driver.h"
 #include "shared/CaptureInterface.h"
 #include "shared/Picture.h"
@@ -27,9 +28,8 @@ struct TargetAttachment
     GLenum point; ///< `GL_COLOR_ATTACHMENT0` + i, `GL_DEPTH_ATTACHMENT` or `GL_STENCIL_ATTACHMENT`
     Buffer buffer;
     std::uint8_t number; ///< of the colour
-    std::string format;  ///< e.g. "R8G8B8A8"
-    bool isInteger;      ///< a colour of integers, which values show and pictures do not
-    bool hasThumbnail;   ///< of the colours, the first attachment alone can be scaled
+    BufferFormat format;
+    bool hasThumbnail; ///< of the colours, the first attachment alone can be scaled
 };
 
 /// @param buffers  which to look for

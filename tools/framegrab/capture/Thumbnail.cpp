@@ -20,14 +20,14 @@ constexpr std::array<Operation, Buffers.size()> Operations{
 
 } // namespace
 
-std::uint32_t ReadThumbnail(Util::ImageSink& sink, Buffer buffer, std::uint32_t maxWidth,
-                            std::uint32_t maxHeight)
+std::uint32_t ReadThumbnail(Util::ImageSink& sink, const std::string& name, Buffer buffer,
+                            std::uint32_t maxWidth, std::uint32_t maxHeight)
 {
     // The library leaves these at 0.
     const Util::SavedPixelStore<GL_PACK_ROW_LENGTH> rowLength;
     const Util::SavedPixelStore<GL_PACK_SKIP_ROWS> skipRows;
     const Util::SavedPixelStore<GL_PACK_SKIP_PIXELS> skipPixels;
-    return Operations[static_cast<std::size_t>(buffer)](sink, "", static_cast<std::int32_t>(maxWidth),
+    return Operations[static_cast<std::size_t>(buffer)](sink, name, static_cast<std::int32_t>(maxWidth),
                                                         static_cast<std::int32_t>(maxHeight));
 }
 

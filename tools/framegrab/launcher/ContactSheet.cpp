@@ -188,8 +188,9 @@ std::string ContactSheet::Summary() const
         for (const Row& row : section.rows) {
             for (const Cell& cell : row.cells) {
                 ++pictures;
-                bytes += cell.picture ? cell.picture->image.bytes : 0;
-                bytes += cell.thumbnail ? cell.thumbnail->image.bytes : 0;
+                for (const PictureFile* const file : {cell.picture, cell.thumbnail}) {
+                    bytes += file ? file->image.bytes + file->valuesBytes : 0;
+                }
             }
         }
     }
@@ -302,7 +303,8 @@ std::string ContactSheet::CellHtml(const std::string& column, const Cell& cell)
         html += ", <em>up to " + Number(static_cast<double>(*linked.largest)) + "</em>";
     }
     if (!linked.valuesName.empty()) {
-        html += R"(, <a href=")" + EncodedForUrl(linked.valuesName) + R"(">values</a>)";
+        html += R"(, <a href=")" + EncodedForUrl(linked.valuesName) + "\">EXR\u00A0" +
+                Bytes(linked.valuesBytes) + "</a>";
     }
     return html + "</p>";
 }

@@ -1,5 +1,7 @@
 #include "launcher/ExrFile.h"
 
+#include "launcher/InternalFormat.h"
+
 #include <ImfChannelList.h>
 #include <ImfFrameBuffer.h>
 #include <ImfHeader.h>
@@ -62,7 +64,7 @@ Imf::Header HeaderFor(const Picture& picture, const Values& values, const ExrNot
     number("process", picture.process);
     number("surface", picture.surface);
     number("target", picture.target);
-    number("glInternalFormat", picture.internalFormat);
+    text("glInternalFormat", InternalFormatName(picture.internalFormat));
     text("buffer", BufferName(picture));
     text("program", notes.program);
     if (notes.isSrgb) {
@@ -149,7 +151,7 @@ public:
         for (std::size_t i = 0; i < m_copy.size(); ++i) {
             const std::size_t pixel = first + i / m_values.channels;
             const auto channel = static_cast<std::uint32_t>(i % m_values.channels);
-            m_copy[i] = m_type == Imf::UINT ? m_values.BitsAt(pixel, channel)
+            m_copy[i] = m_type == Imf::UINT ? static_cast<std::uint32_t>(m_values.IntegerAt(pixel, channel))
                                             : std::bit_cast<std::uint32_t>(m_values.NumberAt(pixel, channel));
         }
         return reinterpret_cast<const std::byte*>(m_copy.data());

@@ -1,6 +1,7 @@
 #include "launcher/Manifest.h"
 
 #include "framegrab/version.h"
+#include "launcher/InternalFormat.h"
 #include "launcher/OutputFolder.h"
 #include "launcher/Text.h"
 
@@ -69,7 +70,8 @@ Json Described(const PictureFile& file)
     object["width"] = file.image.width;
     object["height"] = file.image.height;
     object["format"] = picture.format.ToString();
-    object["internalFormat"] = picture.internalFormat != 0 ? Json(picture.internalFormat) : Json();
+    object["internalFormat"] =
+        picture.internalFormat != 0 ? Json(InternalFormatName(picture.internalFormat)) : Json();
     object["samples"] = picture.samples;
     object["bytes"] = file.image.bytes;
     object["status"] = picture.status;
@@ -79,6 +81,7 @@ Json Described(const PictureFile& file)
     object["writeSeconds"] = Seconds(file.writeTime);
     if (!file.valuesName.empty()) {
         AddText(object, "values", file.valuesName);
+        object["valuesBytes"] = file.valuesBytes;
     }
     if (file.depthRange) {
         object["depthRange"] = {file.depthRange->least, file.depthRange->greatest};

@@ -14,9 +14,10 @@ namespace Framegrab {
 struct PictureFile
 {
     Picture picture;
-    std::string name;           ///< in the output folder
-    ImageHeader image;          ///< all 0 where the file is not there whole
-    std::string valuesName{};   ///< of the file that has its values without a loss; empty when there is none
+    std::string name;         ///< in the output folder
+    ImageHeader image;        ///< all 0 where the file is not there whole
+    std::string valuesName{}; ///< of the file that has its values without a loss; empty when there is none
+    std::uint64_t valuesBytes = 0;
     std::int64_t writtenAt = 0; ///< nanoseconds since 1970; 0 where it is not known
     std::int64_t writeTime = 0; ///< nanoseconds that the encoding and writing took
 

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -96,14 +98,15 @@ std::vector<WrittenPicture> WriteValues(const FileSettings& settings, const Pict
 {
     WrittenPicture found;
     const Pixels pixels = Paint(settings, picture.buffer, values, found);
-    std::string valuesName;
-    std::string valuesError;
     if (settings.hasValues) {
-        valuesName = FileStem(picture) + ".exr";
-        const std::string path = settings.folder + "/" + valuesName;
-        if (!WriteExrFile(path, picture, values, notes, valuesError)) {
-            AddRemoval(path, valuesError);
-            valuesError = valuesName + ": " + valuesError;
+        const std::string name = FileStem(picture) + ".exr";
+        const std::string path = settings.folder + "/" + name;
+        if (WriteExrFile(path, picture, values, notes, found.error)) {
+            found.file.valuesName = name;
+            std::error_code ignored;
+            found.file.valuesBytes = std::filesystem::file_size(path, ignored);
+        } else {
+            AddRemoval(path, found.error);
         }
     }
     std::vector<WrittenPicture> written;
@@ -121,14 +124,14 @@ std::vector<WrittenPicture> WriteValues(const FileSettings& settings, const Pict
     for (WrittenPicture& one : written) {
         one.file.depthRange = found.file.depthRange;
         one.file.largest = found.file.largest;
-        if (!valuesError.empty()) {
-            one.file.picture.status = 1;
-            one.error = valuesError;
-        } else {
-            one.file.valuesName = valuesName;
-        }
     }
-    written.front().integers = std::move(found.integers);
+    WrittenPicture& first = written.front();
+    first.integers = std::move(found.integers);
+    first.file.valuesName = found.file.valuesName;
+    first.file.valuesBytes = found.file.valuesBytes;
+    if (first.file.picture.status == 0) {
+        first.error = found.error;
+    }
     return written;
 }
 

@@ -71,7 +71,7 @@ struct ReadPixels
 struct WrittenPicture
 {
     PictureFile file;  ///< the picture's status is 0 when it is whole
-    std::string error; ///< why not, in words, where the system told
+    std::string error; ///< why not, in words, where the system told; of one that is: why its values are not
     Legend integers{}; ///< what the colors of the picture stand for
 };
 

@@ -15,7 +15,7 @@ struct Record
     PictureFile file{}; ///< of a `File`; of a `FrameDone`, its picture tells the frame
     std::string text{};
     Legend integers{};              ///< what the colors of the file stand for
-    std::string error{};            ///< of a `File` with a status: why, in words; may be empty
+    std::string error{};            ///< of a `File`, as of `WrittenPicture`
     std::vector<std::string> log{}; ///< what was logged in dealing with it
 };
 

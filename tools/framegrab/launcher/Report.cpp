@@ -47,15 +47,21 @@ void Report::Take(const Record& record)
 void Report::TakeFile(const Record& record)
 {
     const Picture& picture = record.file.picture;
-    if (picture.status != 0) {
+    if (picture.status != 0 || !record.error.empty()) {
         const std::string window =
             picture.surface == 1 ? "" : " of window " + std::to_string(picture.surface);
         const std::string target = picture.target == 0 ? "" : ", target " + std::to_string(picture.target);
         Say("frame " + std::to_string(picture.frame) + window + target + ": the " +
-            (picture.isThumbnail ? "thumbnail of the " : "") + BufferName(picture) +
-            " buffer was not captured whole (status " + std::to_string(picture.status) + ")" +
+            (picture.status == 0   ? "values of the "
+             : picture.isThumbnail ? "thumbnail of the "
+                                   : "") +
+            BufferName(picture) + " buffer " +
+            (picture.status == 0 ? "were not written"
+                                 : "was not captured whole (status " + std::to_string(picture.status) + ")") +
             (record.error.empty() ? "" : ": " + record.error));
         m_cutFrames.insert(FrameName(picture));
+    }
+    if (picture.status != 0) {
         m_manifest.Add(record.file);
         return;
     }
@@ -67,8 +73,14 @@ void Report::TakeFile(const Record& record)
     PictureFile file = record.file;
     ReadImageHeader(PathOf(file), file.image);
     m_manifest.Add(file);
-    m_bytes += file.image.bytes;
+    CountFile(file);
     m_files.push_back(std::move(file));
+}
+
+void Report::CountFile(const PictureFile& file)
+{
+    m_fileCount += file.valuesName.empty() ? 1U : 2U;
+    m_bytes += file.image.bytes + file.valuesBytes;
 }
 
 std::string Report::Progress(std::uint64_t framesRead) const
@@ -84,22 +96,25 @@ std::string Report::Progress(std::uint64_t framesRead) const
     const std::string unwritten = framesRead > m_framesDoneCount
                                       ? " (" + std::to_string(framesRead - m_framesDoneCount) + " more read)"
                                       : "";
-    return frames + unwritten + ", " + Count(m_files.size(), "file") + ", " + Count(m_bytes, "byte");
+    return frames + unwritten + ", " + Count(m_fileCount, "file") + ", " + Count(m_bytes, "byte");
 }
 
 FrameList Report::Finish(const std::string& program, const SharedCounters& counters)
 {
     FrameList broken;
-    m_bytes = 0;
     for (PictureFile& file : m_files) {
         if (!ReadImageHeader(PathOf(file), file.image)) {
             file.image = {};
             Say(PathOf(file) + " is missing or is not a picture any more");
             broken.Add(file.picture.frame);
         }
-        m_bytes += file.image.bytes;
     }
     std::erase_if(m_files, [](const PictureFile& file) { return file.image.bytes == 0; });
+    m_bytes = 0;
+    m_fileCount = 0;
+    for (const PictureFile& file : m_files) {
+        CountFile(file);
+    }
 
     FrameList due = m_settings.frames.Closed();
     due.Add(m_framesDone);
@@ -178,7 +193,9 @@ void Report::ListFiles() const
         const std::string line =
             PathOf(m_files[i]) + "  " + std::to_string(image.width) + "x" + std::to_string(image.height) +
             "  " + Count(image.bytes, "byte") +
-            (m_files[i].valuesName.empty() ? "" : ", values in " + m_files[i].valuesName);
+            (m_files[i].valuesName.empty()
+                 ? ""
+                 : ", values in " + m_files[i].valuesName + "  " + Count(m_files[i].valuesBytes, "byte"));
         if (i < end || i >= start) {
             Say(line);
         } else {
@@ -188,7 +205,7 @@ void Report::ListFiles() const
             SayAgain("... " + Count(start - end, "file") + " more ...");
         }
     }
-    Say(Count(count, "file") + ", " + Count(m_bytes, "byte") + ", in " + m_output);
+    Say(Count(m_fileCount, "file") + ", " + Count(m_bytes, "byte") + ", in " + m_output);
 }
 
 } // namespace Framegrab

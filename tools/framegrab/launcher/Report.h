@@ -51,6 +51,7 @@ public:
 
 private:
     void TakeFile(const Record& record);
+    void CountFile(const PictureFile& file);
     void SayWhyNothingCame(const std::string& program, const SharedCounters& counters) const;
     void ListFiles() const;
     void WriteSheet(const std::string& program, const FrameList& missing) const;
@@ -61,7 +62,8 @@ private:
     std::string m_output;
     Manifest& m_manifest;
     std::vector<PictureFile> m_files;    ///< in the order in which they were written
-    std::uint64_t m_bytes = 0;           ///< of all files
+    std::uint64_t m_fileCount = 0;       ///< of all, those with values as well
+    std::uint64_t m_bytes = 0;           ///< the same
     std::map<Buffer, Legend> m_integers; ///< what the colors of pictures stand for
     FrameList m_framesDone;
     FrameList m_framesWhole;                            ///< in at least one process, of at least one window

@@ -155,21 +155,27 @@ float Values::NumberAt(std::size_t pixel, std::uint32_t channel) const
         return imath_half_to_float(NumberIn<std::uint16_t>(bytes));
     case ValueType::Float:
         return NumberIn<float>(bytes);
-    case ValueType::Int32:
-        return static_cast<float>(NumberIn<std::int32_t>(bytes));
     case ValueType::UInt8:
     case ValueType::UInt32:
+    case ValueType::Int32:
         break;
     }
-    return static_cast<float>(BitsAt(pixel, channel));
+    return static_cast<float>(IntegerAt(pixel, channel));
 }
 
-std::uint32_t Values::BitsAt(std::size_t pixel, std::uint32_t channel) const
+std::int64_t Values::IntegerAt(std::size_t pixel, std::uint32_t channel) const
 {
     const std::byte* const bytes = data + pixel * Pitch() + channel * LayoutOf(type).bytes;
-    return type == ValueType::UInt8 ? NumberIn<std::uint8_t>(bytes)
-           : AreIntegers()          ? NumberIn<std::uint32_t>(bytes)
-                                    : 0;
+    switch (type) {
+    case ValueType::UInt8:
+        return NumberIn<std::uint8_t>(bytes);
+    case ValueType::UInt32:
+        return NumberIn<std::uint32_t>(bytes);
+    case ValueType::Int32:
+        return NumberIn<std::int32_t>(bytes);
+    default:
+        return 0;
+    }
 }
 
 DepthRange FindDepthRange(const Values& depths)
@@ -224,7 +230,7 @@ Pixels PaintStencil(const Values& stencil)
     Pixels picture{.width = stencil.width, .height = stencil.height, .pixels = {}};
     picture.pixels.reserve(stencil.Pixels());
     for (std::size_t i = 0; i < stencil.Pixels(); ++i) {
-        const auto grey = static_cast<std::uint8_t>(stencil.BitsAt(i, 0));
+        const auto grey = static_cast<std::uint8_t>(stencil.IntegerAt(i, 0));
         picture.pixels.push_back({grey, grey, grey, 255});
     }
     return picture;
@@ -249,14 +255,15 @@ Pixels PaintDepth(const Values& depths, const DepthRange& range)
 Rgba ColorOf(const Integers& integers)
 {
     const bool isSingle = integers[1] == 0 && integers[2] == 0 && integers[3] == 0;
-    if (isSingle && integers[0] < Contrasting.size()) {
-        const std::uint32_t color = Contrasting[integers[0]];
+    const auto first = static_cast<std::uint32_t>(integers[0]);
+    if (isSingle && first < Contrasting.size()) {
+        const std::uint32_t color = Contrasting[first];
         return {static_cast<std::uint8_t>(color >> 16), static_cast<std::uint8_t>(color >> 8),
                 static_cast<std::uint8_t>(color), 255};
     }
     std::uint32_t bits = 0;
-    for (const std::uint32_t integer : integers) {
-        bits = Mixed(bits + integer);
+    for (const std::int64_t integer : integers) {
+        bits = Mixed(bits + static_cast<std::uint32_t>(integer));
     }
     return FromHsv((bits & 0xFFFFU) / 65536.0, 0.35 + (bits >> 16 & 0xFFU) / 255.0 * 0.65,
                    0.5 + (bits >> 24) / 255.0 * 0.5);
@@ -271,7 +278,7 @@ Pixels PaintIntegers(const Values& integers, Legend& legend)
     for (std::size_t i = 0; i < integers.Pixels(); ++i) {
         Integers pixel{};
         for (std::uint32_t channel = 0; channel < integers.channels; ++channel) {
-            pixel[channel] = integers.has[channel] ? integers.BitsAt(i, channel) : 0;
+            pixel[channel] = integers.has[channel] ? integers.IntegerAt(i, channel) : 0;
         }
         // Most pixels are as the one before.
         if (i == 0 || pixel != last) {

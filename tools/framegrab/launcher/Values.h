@@ -48,8 +48,8 @@ struct Values
     /// @return a value as a number; normalized ones between 0 and 1, rounded to the nearest float
     [[nodiscard]] float NumberAt(std::size_t pixel, std::uint32_t channel) const;
 
-    /// @return an integer's bits; of types that are none, 0
-    [[nodiscard]] std::uint32_t BitsAt(std::size_t pixel, std::uint32_t channel) const;
+    /// @return an integer; of types that are none, 0
+    [[nodiscard]] std::int64_t IntegerAt(std::size_t pixel, std::uint32_t channel) const;
 };
 
 /// The depths that a picture shows as black and as white.
@@ -87,10 +87,11 @@ Pixels PaintStencil(const Values& stencil);
 Pixels PaintDepth(const Values& depths, const DepthRange& range);
 
 /// The integers of a pixel; 0 in place of channels that it has not.
-using Integers = std::array<std::uint32_t, 4>;
+using Integers = std::array<std::int64_t, 4>;
 
 /// The color that stands for integers, the same in every picture. Zeros are black; a single value up to 255
-/// has a color of its own, of high contrast between the small ones; all others share the rest.
+/// has a color of its own, of high contrast between the small ones; all others share the rest, a negative one
+/// that of the unsigned one with the same bits.
 Rgba ColorOf(const Integers& integers);
 
 /// Which integers pictures have, in their order.

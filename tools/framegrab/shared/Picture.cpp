@@ -21,11 +21,22 @@ std::string Mark(const char* mark, std::uint32_t number)
     return number == 1 ? "" : mark + std::to_string(number);
 }
 
+std::string TargetName(const Picture& picture)
+{
+    return picture.target != 0 ? "target" + Padded(picture.target, 3) : "";
+}
+
 } // namespace
 
 std::string FrameName(const Picture& picture)
 {
     return "frame" + Padded(picture.frame, 6) + Mark("-p", picture.process) + Mark("-w", picture.surface);
+}
+
+std::string FramebufferName(const Picture& picture)
+{
+    const std::string target = TargetName(picture);
+    return FrameName(picture) + (target.empty() ? "" : "_") + target;
 }
 
 std::string BufferName(const Picture& picture)
@@ -36,7 +47,8 @@ std::string BufferName(const Picture& picture)
 
 std::string ImageName(const Picture& picture)
 {
-    return (picture.target != 0 ? "target" + Padded(picture.target, 3) + "_" : "") + BufferName(picture);
+    const std::string target = TargetName(picture);
+    return target + (target.empty() ? "" : "_") + BufferName(picture);
 }
 
 std::string FileStem(const Picture& picture)

@@ -47,15 +47,16 @@ struct BufferKind
     Buffer buffer;
     const char* name; ///< on the command line, in messages and in names of files
     GLbitfield mask;
-    GLenum attachment; ///< of a framebuffer object; the first of the colours
+    GLenum surfacePoint; ///< by which GL tells of the window surface's
+    GLenum attachment;   ///< of a framebuffer object; the first of the colours
     std::span<const Component> components;
 };
 
 /// In the order of `Buffer`.
 inline constexpr std::array<BufferKind, 3> Buffers{{
-    {Buffer::Color, "color", GL_COLOR_BUFFER_BIT, GL_COLOR_ATTACHMENT0, ColorComponents},
-    {Buffer::Depth, "depth", GL_DEPTH_BUFFER_BIT, GL_DEPTH_ATTACHMENT, DepthComponents},
-    {Buffer::Stencil, "stencil", GL_STENCIL_BUFFER_BIT, GL_STENCIL_ATTACHMENT, StencilComponents},
+    {Buffer::Color, "color", GL_COLOR_BUFFER_BIT, GL_BACK, GL_COLOR_ATTACHMENT0, ColorComponents},
+    {Buffer::Depth, "depth", GL_DEPTH_BUFFER_BIT, GL_DEPTH, GL_DEPTH_ATTACHMENT, DepthComponents},
+    {Buffer::Stencil, "stencil", GL_STENCIL_BUFFER_BIT, GL_STENCIL, GL_STENCIL_ATTACHMENT, StencilComponents},
 }};
 
 constexpr const BufferKind& KindOf(Buffer buffer)
@@ -102,7 +103,7 @@ struct Picture
     // 0, or empty, where they are not known.
     std::uint32_t width = 0; ///< in pixels
     std::uint32_t height = 0;
-    std::uint32_t internalFormat = 0; ///< of GL
+    std::uint32_t internalFormat = 0; ///< of the buffer, as of GL
     std::uint32_t samples = 0;        ///< of the buffer, resolved in the picture; 0 when not multisampled
     FixedText<48> format;             ///< of the buffer, e.g. "R8G8B8A8", "D24" or "R16G16B16A16 float"
     std::int64_t readAt = 0;          ///< nanoseconds since 1970, when the reading began
@@ -121,20 +122,11 @@ std::string ImageName(const Picture& picture);
 /// @return the attachment or buffer as a message names it: "color", "color0" of a target
 std::string BufferName(const Picture& picture);
 
+/// @return what the names of all pictures of a framebuffer begin with: "frame000060", or
+///         "frame000060_target001"
+std::string FramebufferName(const Picture& picture);
+
 /// @return the name of the picture's file without its extension, e.g. "frame000060_depth_thumbnail"
 std::string FileStem(const Picture& picture);
-
-/// @param bitsOf  gives the bits of a component
-/// @return the format of a buffer, e.g. "R8G8B8A8" or "D24"; empty when no component has any bits
-template <typename BitsOf>
-std::string FormatOf(const BufferKind& kind, BitsOf bitsOf)
-{
-    std::string format;
-    for (const Component& component : kind.components) {
-        const int bits = bitsOf(component);
-        format += bits > 0 ? component.letter + std::to_string(bits) : "";
-    }
-    return format;
-}
 
 } // namespace Framegrab
