@@ -284,6 +284,9 @@ def test_says_that_glx_is_not_captured(display, tmp_path):
     "the next two, with targets": ("-trigger=2 -targets", "swap bind:1 clear:ff0000ff swap:3",
                                    ["frame000002", "frame000002_target001_color0", "frame000003"], 0),
     "more than come": ("-trigger 3", "swap", ["frame000001"], 1),
+    "of each window": ("-trigger 2", "swap surface:2 swap:3 surface:1 swap:2",
+                       ["frame000001-w2", "frame000001", "frame000002-w2", "frame000002"], 0),
+    "of one window": ("-trigger -windows 2 -quit", "swap:2 surface:2 swap pause", ["frame000001-w2"], 0),
     "after which the program is ended": ("-trigger 2 -quit", "swap:2 pause", ["frame000001", "frame000002"], 0),
 })
 def test_captures_the_frames_after_a_signal(tmp_path, options, steps, captured, status):

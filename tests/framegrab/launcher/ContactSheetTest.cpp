@@ -75,7 +75,7 @@ TEST_F(ContactSheetTest, TellsWhatAPictureDoesNotShow)
     sheet.AddLegend(Buffer::Stencil, {{7}, {255}});
     sheet.AddLegend(Buffer::Color, {{1, 0, -3}});
     const std::string html = Html();
-    EXPECT_THAT(html, AllOf(HasSubstr("<em>0.5 to 0.75</em>"), HasSubstr("<em>up to 2.5</em>"),
+    EXPECT_THAT(html, AllOf(HasSubstr("<em>black 0.5, white 0.75</em>"), HasSubstr("<em>up to 2.5</em>"),
                             Not(HasSubstr("up to 1<")), HasSubstr("<a href=\"frame000003.exr\">EXR")));
     EXPECT_THAT(html, AllOf(HasSubstr("<h2>Stencil values</h2>"), HasSubstr("</span>7</li>"),
                             HasSubstr("<h2>Integer colors</h2>"), HasSubstr("</span>1, 0, -3</li>")));
@@ -90,7 +90,7 @@ TEST_F(ContactSheetTest, FramesOfVeryManyPicturesAreNoTable)
     }
     Add(Frame(2));
     const std::string html = Html();
-    EXPECT_THAT(html, AllOf(HasSubstr("<table class=\"many\">"), HasSubstr("<b>target300_color0</b>"),
+    EXPECT_THAT(html, AllOf(HasSubstr("<div class=\"rows many\""), HasSubstr("<b>target300_color0</b>"),
                             Not(HasSubstr("<td></td>"))));
 }
 

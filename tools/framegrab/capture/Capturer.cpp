@@ -9,6 +9,7 @@
 #include "capture/Thumbnail.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -55,6 +56,14 @@ private:
     std::string m_what;
     std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
 };
+
+/// Makes a number at least this one.
+void RaiseTo(std::atomic<std::uint64_t>& most, std::uint64_t number)
+{
+    std::uint64_t known = most;
+    while (known < number && !most.compare_exchange_weak(known, number)) {
+    }
+}
 
 /// @return a frame as a message names it
 std::string Name(const CountedSurface& surface, std::uint64_t frame)
@@ -184,14 +193,32 @@ bool Capturer::IsSwapWanted(CountedSurface& surface)
     if (settings.triggerFrames == 0 || !IsWindowWanted(surface)) {
         return isWanted;
     }
-    std::atomic<std::uint64_t>& asked = m_connection->Counters().framesAsked;
-    for (std::uint64_t left = asked; left > 0;) {
-        if (asked.compare_exchange_weak(left, left - 1)) {
-            surface.triggered = surface.swaps + (settings.targets ? 1 : 0);
-            break;
-        }
+    const SharedCounters& counters = m_connection->Counters();
+    if (surface.swaps == 1) {
+        // What was asked for and done before it came is not its affair.
+        const std::uint64_t asked = counters.framesAsked;
+        surface.asked = counters.framesServed < asked ? asked - settings.triggerFrames : asked;
+    }
+    if (surface.asked < counters.framesAsked) {
+        ++surface.asked;
+        surface.triggered = surface.swaps + (settings.targets ? 1 : 0);
     }
     return isWanted || surface.triggered == surface.swaps;
+}
+
+/// Notes that a surface has dealt with a frame that a trigger asked for.
+///
+/// @return whether those of all triggers are there: of any window, or of each one that was named
+bool Capturer::IsTriggerServed(const CountedSurface& surface)
+{
+    SharedCounters& counters = m_connection->Counters();
+    std::uint64_t served = surface.Served();
+    for (const std::uint32_t window : m_connection->GetSettings().windows) {
+        const CountedSurface* const other = m_surfaces.OfNumber(window);
+        served = std::min(served, other ? other->Served() : 0);
+    }
+    RaiseTo(counters.framesServed, served);
+    return served >= counters.framesAsked;
 }
 
 /// @param surface  without a number it may become any
@@ -217,13 +244,11 @@ bool Capturer::AreTargetsWanted(const CountedSurface& surface) const
 }
 
 /// Whether a frame asked for, which was just dealt with, is the one that the user waits for.
-bool Capturer::IsLastFrame(const CountedSurface& surface) const
+bool Capturer::IsLastFrame(const CountedSurface& surface)
 {
     const Settings& settings = m_connection->GetSettings();
     if (settings.triggerFrames != 0) {
-        const bool isNoneLeft =
-            m_connection->Counters().framesAsked == 0 && surface.triggered <= surface.swaps;
-        return settings.quit && isNoneLeft;
+        return IsTriggerServed(surface) && settings.quit;
     }
     if (!settings.frames.IsLast(surface.swaps)) {
         return false;
@@ -231,7 +256,8 @@ bool Capturer::IsLastFrame(const CountedSurface& surface) const
     return settings.windows.empty()
                ? surface.number == 1
                : std::all_of(settings.windows.begin(), settings.windows.end(), [&](std::uint32_t window) {
-                     return m_surfaces.Swaps(window) >= settings.frames.Last();
+                     const CountedSurface* const named = m_surfaces.OfNumber(window);
+                     return named && named->swaps >= settings.frames.Last();
                  });
 }
 
@@ -259,10 +285,7 @@ void Capturer::CountSwap(CountedSurface& surface)
     surface.targets = 0;
     surface.areTargetsWhole = true;
     if (m_connection) {
-        std::atomic<std::uint64_t>& most = m_connection->Counters().swaps;
-        std::uint64_t known = most;
-        while (known < surface.swaps && !most.compare_exchange_weak(known, surface.swaps)) {
-        }
+        RaiseTo(m_connection->Counters().swaps, surface.swaps);
     }
 }
 

@@ -37,7 +37,8 @@ private:
     bool IsConnected();
     [[nodiscard]] bool IsWanted(const CountedSurface& surface, std::uint64_t frame) const;
     [[nodiscard]] bool AreTargetsWanted(const CountedSurface& surface) const;
-    [[nodiscard]] bool IsLastFrame(const CountedSurface& surface) const;
+    bool IsLastFrame(const CountedSurface& surface);
+    bool IsTriggerServed(const CountedSurface& surface);
     void CountSwap(CountedSurface& surface);
     const Driver& DriverOf(const CaptureContext& context);
     bool CaptureFrame(const CaptureContext& context, EGLDisplay display, EGLSurface surface,

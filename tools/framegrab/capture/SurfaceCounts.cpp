@@ -43,9 +43,9 @@ CountedSurface& SurfaceCounts::OfTarget(EGLDisplay display, EGLSurface surface)
     return m_byHandle.contains({display, surface}) ? OfSwap(display, surface) : *m_numbered.front();
 }
 
-std::uint64_t SurfaceCounts::Swaps(std::uint32_t number) const
+const CountedSurface* SurfaceCounts::OfNumber(std::uint32_t number) const
 {
-    return number <= m_numbered.size() ? m_numbered[number - 1]->swaps : 0;
+    return number <= m_numbered.size() ? m_numbered[number - 1].get() : nullptr;
 }
 
 bool SurfaceCounts::Any(const std::function<bool(const CountedSurface&)>& holds) const

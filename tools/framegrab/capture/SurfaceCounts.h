@@ -22,11 +22,15 @@ struct SurfaceSize
 /// A surface that the process shows frames with; of a window, all those that it has had, one after the other.
 struct CountedSurface
 {
+    /// @return how many frames that were asked for by triggers have been shown
+    [[nodiscard]] std::uint64_t Served() const { return asked - (triggered > swaps ? 1 : 0); }
+
     std::uint32_t number = 0;    ///< from 1, in the order of the first swaps; 0 before that
     std::uint64_t swaps = 0;     ///< so far; the frame being drawn is the next
     std::uint32_t targets = 0;   ///< framebuffer objects drawn so far in the frame being drawn
     bool areTargetsWhole = true; ///< of the frame being drawn
-    std::uint64_t triggered = 0; ///< the last frame that was taken for a trigger
+    std::uint64_t asked = 0;     ///< frames that were taken for triggers
+    std::uint64_t triggered = 0; ///< the last of them
     std::uint64_t lastFrame = 0; ///< that was captured
     SurfaceSize lastSize;        ///< of that frame
 };
@@ -51,8 +55,8 @@ public:
     /// @param surface  the current one, or `EGL_NO_SURFACE`
     CountedSurface& OfTarget(EGLDisplay display, EGLSurface surface);
 
-    /// @return swaps of the surface of a number; 0 when there is none yet
-    [[nodiscard]] std::uint64_t Swaps(std::uint32_t number) const;
+    /// @return the surface of a number; null when there is none yet
+    [[nodiscard]] const CountedSurface* OfNumber(std::uint32_t number) const;
 
     /// @return whether there is a surface of which this holds, be it one that has not been swapped yet
     [[nodiscard]] bool Any(const std::function<bool(const CountedSurface&)>& holds) const;

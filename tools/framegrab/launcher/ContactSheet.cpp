@@ -45,6 +45,8 @@ h1 + p { margin: .2rem 0 1rem; color: var(--faint); }
 a { color: var(--link); }
 table { border-collapse: collapse; table-layout: fixed; width: 100%; }
 thead th { position: sticky; top: 0; z-index: 1; background: var(--page); text-align: left; }
+thead th { font-size: .85rem; }
+.rows { content-visibility: auto; }
 th, td { padding: .5rem; border-bottom: 1px solid var(--line); vertical-align: top; overflow-wrap: anywhere; }
 th:first-child { width: 5rem; }
 th[scope=row] { text-align: left; font-variant-numeric: tabular-nums; }
@@ -61,7 +63,7 @@ td em { font-style: normal; font-weight: 600; color: var(--text); }
 /// Where there is no room for a table, because the window is narrow or a frame has very many pictures, a row
 /// has as many pictures beside each other as fit. `@` stands for the tables.
 constexpr std::string_view WrappedStyle = R"(
-@, @ tbody { display: block; min-width: 0 !important; max-width: none !important; }
+@, @ table, @ tbody { display: block; min-width: 0 !important; max-width: none !important; }
 @ thead, @ td:empty { display: none; }
 @ tr { display: grid; grid-template-columns: repeat(auto-fill, minmax(9rem, 1fr)); gap: .75rem; }
 @ tr { padding: 0 0 1rem; }
@@ -73,6 +75,13 @@ constexpr std::string_view WrappedStyle = R"(
 
 /// More columns than this are no table any more.
 constexpr std::size_t MostColumns = 16;
+
+/// A browser lays out one table as a whole, however little of it is seen, which takes it longer than anyone
+/// waits where the rows are thousands. Of several it skips those that are out of sight.
+constexpr std::size_t RowsOfTable = 100;
+
+/// What a row is taken to be high, in the page's unit, until it has been seen.
+constexpr std::size_t RowHeight = 12;
 
 std::string WrappedStyleOf(std::string_view tables)
 {
@@ -204,19 +213,21 @@ std::string ContactSheet::Title(const Section& section) const
     std::string title =
         first.process == 1 ? "Window" : "Process " + std::to_string(first.process) + ", window";
     title += m_sections.size() > 1 ? " " + std::to_string(first.surface) : "";
+    constexpr std::size_t MostSizes = 8; // a window that is resized by hand has very many
+    std::size_t sizes = 0;
     std::string last;
     for (const Row& row : section.rows) {
         const auto cell = std::find_if(row.cells.begin(), row.cells.end(), [](const Cell& one) {
             return one.picture && one.picture->picture.target == 0;
         });
         const std::string size = cell == row.cells.end() ? last : SizeText(cell->picture->image);
-        if (size != last) {
+        if (size != last && ++sizes <= MostSizes) {
             title += (last.empty() ? ": " : "; ") + size;
             title += last.empty() ? "" : " from frame " + std::to_string(row.picture->frame);
-            last = size;
         }
+        last = size;
     }
-    return title;
+    return title + (sizes > MostSizes ? "; " + Count(sizes - MostSizes, "more size") : "");
 }
 
 void ContactSheet::Print(std::ostream& html) const
@@ -225,7 +236,7 @@ void ContactSheet::Print(std::ostream& html) const
     html << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
          << Generator << "\n<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>"
          << program << ": " << Summary() << "</title>\n<style>" << Style << "@media (max-width: 45rem) {"
-         << WrappedStyleOf("table") << "}\n"
+         << WrappedStyleOf(".rows") << "}\n"
          << WrappedStyleOf(".many") << "</style>\n</head>\n<body>\n<h1>" << program << "</h1>\n<p>"
          << Summary() << "</p>\n";
     if (!m_note.empty()) {
@@ -240,23 +251,32 @@ void ContactSheet::Print(std::ostream& html) const
 
 void ContactSheet::PrintSection(std::ostream& html, const Section& section) const
 {
+    html << "<h2>" << Title(section) << "</h2>\n";
+    for (std::size_t first = 0; first < section.rows.size(); first += RowsOfTable) {
+        const std::size_t end = std::min(first + RowsOfTable, section.rows.size());
+        html << TableStart(section, end - first);
+        for (std::size_t i = first; i < end; ++i) {
+            html << RowHtml(section, section.rows[i]);
+        }
+        html << "</tbody>\n</table></div>\n";
+    }
+}
+
+/// @return what a table of so many rows begins with
+std::string ContactSheet::TableStart(const Section& section, std::size_t rows)
+{
     const std::size_t columns = section.columns.size();
-    html << "<h2>" << Title(section) << "</h2>\n<table";
-    if (columns > MostColumns) {
-        html << R"( class="many")";
-    } else {
-        html << R"( style="min-width: calc(5rem + )" << columns << " * 9rem); max-width: calc(6rem + "
-             << columns << " * 30rem)\"";
-    }
-    html << ">\n<thead>\n<tr><th scope=\"col\">Frame</th>";
+    const std::string count = std::to_string(columns);
+    std::string html = columns > MostColumns
+                           ? R"(<div class="rows many" style=")"
+                           : R"(<div class="rows" style="min-width: calc(5rem + )" + count +
+                                 " * 10rem); max-width: calc(6rem + " + count + " * 30rem); ";
+    html += "contain-intrinsic-height: auto " + std::to_string(rows * RowHeight) +
+            "rem\"><table>\n<thead>\n<tr><th scope=\"col\">Frame</th>";
     for (const std::size_t column : section.order) {
-        html << R"(<th scope="col">)" << section.columns[column] << "</th>";
+        html += R"(<th scope="col">)" + section.columns[column] + "</th>";
     }
-    html << "</tr>\n</thead>\n<tbody>\n";
-    for (const Row& row : section.rows) {
-        html << RowHtml(section, row);
-    }
-    html << "</tbody>\n</table>\n";
+    return html + "</tr>\n</thead>\n<tbody>\n";
 }
 
 std::string ContactSheet::RowHtml(const Section& section, const Row& row)
@@ -296,7 +316,7 @@ std::string ContactSheet::CellHtml(const std::string& column, const Cell& cell)
                        SizeText(linked.image) + (format.empty() ? "" : ", " + EscapedForHtml(format)) + ", " +
                        EscapedForHtml(Upper(extension)) + "\u00A0" + Bytes(linked.image.bytes);
     if (linked.depthRange) {
-        html += ", <em>" + Number(static_cast<double>(linked.depthRange->least)) + " to " +
+        html += ", <em>black " + Number(static_cast<double>(linked.depthRange->least)) + ", white " +
                 Number(static_cast<double>(linked.depthRange->greatest)) + "</em>";
     }
     if (linked.largest > 1.0F) {

@@ -80,6 +80,7 @@ private:
     [[nodiscard]] std::string Summary() const;
     [[nodiscard]] std::string Title(const Section& section) const;
     void PrintSection(std::ostream& html, const Section& section) const;
+    [[nodiscard]] static std::string TableStart(const Section& section, std::size_t rows);
     [[nodiscard]] static std::string RowHtml(const Section& section, const Row& row);
     [[nodiscard]] static std::string CellHtml(const std::string& column, const Cell& cell);
 

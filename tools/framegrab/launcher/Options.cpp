@@ -364,9 +364,11 @@ constexpr std::array Table{
               .read = &ReadTimeout},
     OptionRow{.name = "trigger",
               .value = "N",
-              .help = "capture nothing until framegrab gets SIGUSR1, then the next N frames (default: 1); "
-                      "again for each signal; a program never triggered is a frame missing; -quit ends the "
-                      "program after the first (default: the frames of -frames)",
+              .help =
+                  "capture nothing until framegrab gets SIGUSR1, then the next N frames of each window "
+                  "(default: 1); again for each signal, N more for one that comes early; none at all is "
+                  "exit status 1; -quit ends the program when a window has shown them, with -windows when "
+                  "all of these have (default: the frames of -frames)",
               .read = &ReadTrigger,
               .isValueOptional = true},
     OptionRow{.name = "memory",

@@ -124,6 +124,8 @@ FrameList Report::Finish(const std::string& program, const SharedCounters& count
     }
     if (m_framesDone.IsEmpty()) {
         SayWhyNothingCame(program, counters);
+    } else if (IsTriggerUnserved(counters)) {
+        Say(program + " ended before it showed all frames that the trigger asked for");
     }
     if (!missing.IsEmpty()) {
         Say("not captured whole: frames " + missing.ToString());

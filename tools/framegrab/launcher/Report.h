@@ -46,7 +46,8 @@ public:
     /// @return whether a trigger never came, or came too late for all frames that it asked for
     [[nodiscard]] bool IsTriggerUnserved(const SharedCounters& counters) const
     {
-        return m_settings.triggerFrames != 0 && (m_framesDone.IsEmpty() || counters.framesAsked != 0);
+        return m_settings.triggerFrames != 0 &&
+               (m_framesDone.IsEmpty() || counters.framesServed < counters.framesAsked);
     }
 
 private:

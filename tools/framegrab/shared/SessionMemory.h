@@ -25,7 +25,8 @@ struct SharedCounters
 {
     std::atomic<std::uint32_t> capturingProcesses; ///< how many have begun to capture
     std::atomic<std::uint64_t> swaps;              ///< most swaps that one process has made
-    std::atomic<std::uint64_t> framesAsked;        ///< by triggers, and not begun
+    std::atomic<std::uint64_t> framesAsked;        ///< of a window, by all triggers so far
+    std::atomic<std::uint64_t> framesServed;       ///< of these, how many the foremost window has dealt with
     std::atomic<std::uint32_t> isEnding;           ///< 1 when no frame may be begun any more
     std::atomic<std::uint32_t> isOver;             ///< 1 when no swap may wait for memory any more
     std::array<std::atomic<std::uint32_t>, MostClients> framesBegun; ///< that each client reads now
