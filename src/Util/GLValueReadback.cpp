@@ -229,20 +229,27 @@ std::uint32_t ReadColor(ValueSink& sink, const std::string& fileName, const Buff
 
 /// Reads a copy of a colour buffer.
 ///
-/// @param layout  of the copy
+/// @param layouts  of the copies, each made of the one before
+template <std::size_t Count>
 std::uint32_t ReadCopiedColor(ValueSink& sink, const std::string& fileName, const Buffer& buffer,
-                              const ImageLayout& layout)
+                              const std::array<ImageLayout, Count>& layouts)
 {
     if (!CanCopyColor()) {
         return StatusFailure;
     }
-    ColorTarget copy;
+    std::array<ColorTarget, Count> copies;
     const SavedBindings saved;
     const Size size{buffer.image.width, buffer.image.height};
-    if (copy.CopyFrom(saved.DrawFramebuffer(), buffer.point, size, layout, size, GL_NEAREST) != GL_NO_ERROR) {
-        return Refuse(fileName, "the driver refused to copy them");
+    GLuint source = saved.DrawFramebuffer();
+    GLenum readBuffer = buffer.point;
+    for (std::size_t i = 0; i < Count; ++i) {
+        if (copies[i].CopyFrom(source, readBuffer, size, layouts[i], size, GL_NEAREST) != GL_NO_ERROR) {
+            return Refuse(fileName, "the driver refused to copy them");
+        }
+        source = copies[i].Framebuffer();
+        readBuffer = GL_COLOR_ATTACHMENT0;
     }
-    GL::BindFramebuffer(GL_READ_FRAMEBUFFER, copy.Framebuffer());
+    GL::BindFramebuffer(GL_READ_FRAMEBUFFER, source);
     return ReadColor(sink, fileName, buffer, GL_COLOR_ATTACHMENT0);
 }
 
@@ -353,15 +360,18 @@ try {
         break;
     }
     const std::string name = fileName + ColorSuffix(attachment);
-    if (source.componentType == GL_SIGNED_NORMALIZED) {
-        // Read as they are, negative ones come as 0 from some drivers.
-        return ReadCopiedColor(sink, name, source, {GL_RGBA32F, GL_RGBA, GL_FLOAT});
+    // `glReadPixels` refuses a multisampled framebuffer object: its samples are resolved first, which takes
+    // the same format. Signed normalized values, read as they are, come as 0 from some drivers where they are
+    // negative.
+    const ImageLayout same = ColorLayoutOf(static_cast<GLenum>(source.image.internalFormat));
+    constexpr ImageLayout Floats{GL_RGBA32F, GL_RGBA, GL_FLOAT};
+    const bool isSigned = source.componentType == GL_SIGNED_NORMALIZED;
+    if (source.samples > 0) {
+        return isSigned ? ReadCopiedColor<2>(sink, name, source, {same, Floats})
+                        : ReadCopiedColor<1>(sink, name, source, {same});
     }
-    return source.samples > 0
-               // `glReadPixels` refuses a multisampled framebuffer object: its samples are resolved first.
-               ? ReadCopiedColor(sink, name, source,
-                                 ColorLayoutOf(static_cast<GLenum>(source.image.internalFormat)))
-               : ReadColor(sink, name, source, attachment);
+    return isSigned ? ReadCopiedColor<1>(sink, name, source, {Floats})
+                    : ReadColor(sink, name, source, attachment);
 } catch (const std::bad_alloc&) {
     return StatusFailure; // no memory for a name
 }

@@ -47,6 +47,7 @@ table { border-collapse: collapse; table-layout: fixed; width: 100%; }
 thead th { position: sticky; top: 0; z-index: 1; background: var(--page); text-align: left; }
 thead th { font-size: .85rem; }
 .rows { content-visibility: auto; }
+tbody tr { scroll-margin-top: 2.5rem; }
 th, td { padding: .5rem; border-bottom: 1px solid var(--line); vertical-align: top; overflow-wrap: anywhere; }
 th:first-child { width: 5rem; }
 th[scope=row] { text-align: left; font-variant-numeric: tabular-nums; }
