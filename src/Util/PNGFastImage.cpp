@@ -1,6 +1,7 @@
 #include "Util/PNGFastImage.h"
 
 #include "Util/PixelConversion.h"
+#include "Util/QuietWrite.h"
 
 #include <isa-l/crc.h>
 #include <png.h>
@@ -139,7 +140,7 @@ private:
                             size + PNGFastMemory::ChunkDataOffset - PNGFastMemory::ChunkTypeOffset);
         PutBigEndian(crc, chunk + PNGFastMemory::ChunkDataOffset + size);
         const std::size_t bytes = PNGFastMemory::ChunkDataOffset + size + PNGFastMemory::ChunkCrcSize;
-        return std::fwrite(chunk, 1, bytes, m_file) == bytes;
+        return WriteQuietly(m_file, chunk, bytes);
     }
 
     std::FILE* m_file;

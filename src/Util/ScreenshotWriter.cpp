@@ -2,6 +2,7 @@
 
 #include "Util/Logging.h"
 #include "Util/PNGFastImage.h"
+#include "Util/QuietWrite.h"
 
 #include <algorithm>
 #include <array>
@@ -250,7 +251,7 @@ std::uint32_t ScreenshotWriter::FinishHeader(std::uint32_t status, ImageFormat f
 bool ScreenshotWriter::WriteBytes(const void* bytes, std::size_t size)
 {
     const bool isCut = std::ferror(m_pFile) != 0;
-    if (size == 0 || std::fwrite(bytes, 1, size, m_pFile) == size) {
+    if (size == 0 || WriteQuietly(m_pFile, bytes, size)) {
         return true;
     }
     if (!isCut) {

@@ -28,8 +28,8 @@ struct PNGFastMemory;
 ///
 /// A writer is used by one thread at a time; several may have files open at once. Nothing stays in a buffer
 /// of the C library between calls, so a forked child that exits writes nothing of it again, and a full disk
-/// is told by the call that meets it, which logs the file's path and the reason. A file never takes one of
-/// the descriptors 0 to 2.
+/// is told by the call that meets it, which logs the file's path and the reason; no write raises a signal. A
+/// file never takes one of the descriptors 0 to 2.
 ///
 /// While PNG files are open, the process's `SIGABRT` handler is `LibPngSignalHandler`. After the last one the
 /// disposition found before the first is back, handler, mask and flags, unless somebody else has installed

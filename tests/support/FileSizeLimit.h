@@ -1,15 +1,15 @@
 #pragma once
 
-#include <csignal>
 #include <sys/resource.h>
 
 namespace TestSupport {
 
-/// While one lives, no file of the process grows beyond a size: a write fails there with `EFBIG`.
+/// While one lives, no file of the process grows beyond a size: a write fails there with `EFBIG`,
+/// and ends the process unless it sees to the signal.
 class FileSizeLimit
 {
 public:
-    explicit FileSizeLimit(rlim_t bytes) : m_previousHandler(std::signal(SIGXFSZ, SIG_IGN))
+    explicit FileSizeLimit(rlim_t bytes)
     {
         getrlimit(RLIMIT_FSIZE, &m_previous);
         const rlimit limit{bytes, m_previous.rlim_max};
@@ -17,14 +17,9 @@ public:
     }
     FileSizeLimit(const FileSizeLimit&) = delete;
     FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-    ~FileSizeLimit()
-    {
-        setrlimit(RLIMIT_FSIZE, &m_previous);
-        std::signal(SIGXFSZ, m_previousHandler);
-    }
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &m_previous); }
 
 private:
-    void (*m_previousHandler)(int);
     rlimit m_previous{};
 };
 
