@@ -204,7 +204,7 @@ TEST_F(CaptureTest, WithoutAContextNothingIsCaptured)
     EXPECT_EQ(Files(), FileNames{});
 }
 
-TEST_F(CaptureTest, SizesThatNoMemoryHolds)
+TEST_F(CaptureTest, ArgumentsThatNameNothing)
 {
     const GLContext context({.width = 8, .height = 8});
     const GLSnapshot before = GLSnapshot::Now();
@@ -216,6 +216,9 @@ TEST_F(CaptureTest, SizesThatNoMemoryHolds)
         EXPECT_EQ(handler.WriteDepthStencilBuffer(name, width, height, 24, 8, false), 1U) << width;
     }
     EXPECT_EQ(handler.WriteDepthStencilBuffer(name, 8, 8, 20, 0, false), 1U);
+    for (const int buffer : {GL_NONE, GL_COLOR_ATTACHMENT0}) { // not of a window
+        EXPECT_EQ(handler.WriteColorBuffer(name, buffer, 8, 8, GL_RGBA8), 1U);
+    }
     EXPECT_EQ(GLSnapshot::Now().ChangesSince(before), "");
     EXPECT_EQ(Files(), FileNames{});
 }

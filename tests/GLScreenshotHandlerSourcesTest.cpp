@@ -124,9 +124,10 @@ std::vector<Row> Rows()
         for (const Source& source :
              {CubeFace(format), Layer(GL_TEXTURE_3D, format, 0), Layer(GL_TEXTURE_3D, format, 3),
               Layer(GL_TEXTURE_2D_ARRAY, format, 0), Layer(GL_TEXTURE_2D_ARRAY, format, 2),
-              MultisampleTexture(format, 4), MultisampleLayer(format, 4, 0), MultisampleLayer(format, 4, 2),
-              Renderbuffer(format), Texture2D(format, 0, {1, 1}), Texture2D(format, 0, {1, 37}),
-              Texture2D(format, 0, {41, 1}), Texture2D(format, 0, {63, 31})}) {
+              Layer(GL_TEXTURE_CUBE_MAP_ARRAY, format, 7), MultisampleTexture(format, 4),
+              MultisampleLayer(format, 4, 0), MultisampleLayer(format, 4, 2), Renderbuffer(format),
+              Texture2D(format, 0, {1, 1}), Texture2D(format, 0, {1, 37}), Texture2D(format, 0, {41, 1}),
+              Texture2D(format, 0, {63, 31})}) {
             rows.push_back({source, format, components});
         }
     }

@@ -134,7 +134,7 @@ std::uint32_t ReadColorBuffer(ImageSink& sink, const std::string& fileName, std:
     unsigned int format = 0;
     unsigned int type = 0;
     GetReadPixelFormatType(static_cast<unsigned int>(internalFormat), &format, &type);
-    if (width < 1 || height < 1 || GetPitch(format, type) == 0) {
+    if (width < 1 || height < 1 || GetPitch(format, type) == 0 || readBuffer == GL_NONE) {
         return StatusFailure;
     }
     SinkImage picture(sink, {width, height}, type);
@@ -145,6 +145,10 @@ std::uint32_t ReadColorBuffer(ImageSink& sink, const std::string& fileName, std:
         const QuietErrors quiet;
         const PackedRead packed;
         const SelectedReadBuffer selected(static_cast<GLenum>(readBuffer));
+        const GLenum error = TakeError(); // that of a lost context is none of the selection
+        if (error == GL_INVALID_ENUM || error == GL_INVALID_OPERATION) {
+            return StatusFailure; // there is no such buffer: another is selected still
+        }
         if (picture.Read() != GL_NO_ERROR) {
             LogBlack(fileName);
         }

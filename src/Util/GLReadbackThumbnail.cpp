@@ -53,7 +53,8 @@ public:
     {
         // Some drivers (ANGLE) tell of one view for every attachment: one without layers comes here as well.
         const bool isLayered = source.target == GL_TEXTURE_2D_ARRAY || source.target == GL_TEXTURE_3D ||
-                               source.target == GL_TEXTURE_2D_MULTISAMPLE_ARRAY;
+                               source.target == GL_TEXTURE_2D_MULTISAMPLE_ARRAY ||
+                               source.target == GL_TEXTURE_CUBE_MAP_ARRAY;
         if (isLayered && !HasEntryPoints(GL::FramebufferTextureLayer)) {
             return false;
         }

@@ -108,8 +108,8 @@ public:
     ///
     /// @param readBuffer      `GL_BACK` or `GL_COLOR_ATTACHMENT0` + i
     /// @param internalFormat  of the buffer; chooses the transfer format, see `GetReadPixelFormatType`
-    /// @return 0; 1 when a size is below 1, the format cannot be shown or there is no memory; the status of
-    ///         `WriteScreenshot`
+    /// @return 0; 1 when a size is below 1, there is no such buffer, its format cannot be shown or there is
+    ///         no memory; the status of `WriteScreenshot`
     std::uint32_t WriteColorBuffer(const std::string& fileName, std::int32_t readBuffer, std::int32_t width,
                                    std::int32_t height, std::int32_t internalFormat);
 

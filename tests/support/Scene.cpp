@@ -56,10 +56,12 @@ Source CubeFace(GLenum format)
 
 Source Layer(GLenum target, GLenum format, int layer)
 {
-    const std::string name = target == GL_TEXTURE_3D ? "3D texture" : "2D array";
-    return {name + ", layer " + std::to_string(layer), SourceWidth, SourceHeight, [=](GLenum point) {
+    const bool isCube = target == GL_TEXTURE_CUBE_MAP_ARRAY;
+    const std::string name = isCube ? "cube map array" : target == GL_TEXTURE_3D ? "3D texture" : "2D array";
+    const int height = isCube ? SourceWidth : SourceHeight;
+    return {name + ", layer " + std::to_string(layer), SourceWidth, height, [=](GLenum point) {
                 const GLuint texture = NewTexture(target);
-                glTexStorage3D(target, 1, format, SourceWidth, SourceHeight, 4);
+                glTexStorage3D(target, 1, format, SourceWidth, height, isCube ? 12 : 4);
                 glFramebufferTextureLayer(GL_FRAMEBUFFER, point, texture, 0, layer);
             }};
 }

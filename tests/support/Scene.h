@@ -39,7 +39,7 @@ GLuint NewFramebuffer();
 Source Texture2D(GLenum format, int level, Extent size = {});
 Source CubeFace(GLenum format);
 
-/// @param target  `GL_TEXTURE_3D` or `GL_TEXTURE_2D_ARRAY`
+/// @param target  `GL_TEXTURE_3D`, `GL_TEXTURE_2D_ARRAY` or `GL_TEXTURE_CUBE_MAP_ARRAY`
 Source Layer(GLenum target, GLenum format, int layer);
 
 /// @param samples  0 for one that is not multisampled
