@@ -292,4 +292,6 @@ void* FindDriverFunction(const char* name) noexcept
     return Find(name).inDriver;
 }
 
+void KeepLoaded(void*) noexcept {}
+
 } // namespace Framegrab

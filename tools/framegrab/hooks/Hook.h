@@ -101,6 +101,7 @@ public:
         if (!hook) {
             void* const function = FindDriverFunction(name);
             hook = function ? reinterpret_cast<Function>(For(function)) : nullptr;
+            KeepLoaded(function); // closed and opened again, it might be at another address
             s_hookOfExported.store(hook, std::memory_order_relaxed);
         }
         return hook ? hook(arguments...) : Result();

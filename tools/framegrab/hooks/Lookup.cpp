@@ -118,6 +118,17 @@ void* FindDriverFunction(const char* name) noexcept
     return nullptr;
 }
 
+void KeepLoaded(void* function) noexcept
+{
+    Dl_info holder{};
+    if (dladdr(function, &holder) != 0) {
+        if (void* const library = dlopen(holder.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE)) {
+            dlclose(library);
+        }
+        dlerror(); // as above
+    }
+}
+
 } // namespace Framegrab
 
 using namespace Framegrab;

@@ -32,4 +32,7 @@ LookupFunction RealDlsym() noexcept;
 /// @return null when no library of the process has it
 void* FindDriverFunction(const char* name) noexcept;
 
+/// Keeps the library loaded that a function is in, even if the program closes it.
+void KeepLoaded(void* function) noexcept;
+
 } // namespace Framegrab
