@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 #include <sched.h>
 #include <string>
 #include <sys/eventfd.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -64,8 +66,16 @@ Writers::Writers(SessionMemory& memory, const FileSettings& settings, std::size_
     : m_memory(memory), m_settings(settings), m_events(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     Apply(settings);
-    for (std::size_t i = 0; i < threads; ++i) {
-        m_threads.emplace_back([this] { Run(); });
+    m_threads.reserve(threads);
+    while (m_threads.size() < threads) {
+        try {
+            m_threads.emplace_back([this] { Run(); });
+        } catch (const std::system_error& error) {
+            if (m_threads.empty()) {
+                throw std::system_error(error.code(), "no thread can be started to write pictures");
+            }
+            break; // as many as the limits on processes and memory allow
+        }
     }
 }
 
@@ -103,7 +113,16 @@ bool Writers::DealWithNext()
         }
         ticket = m_taken++;
     }
-    std::vector<Record> records = DealWith(*entry);
+    std::vector<Record> records;
+    try {
+        records = DealWith(*entry);
+    } catch (const std::bad_alloc&) {
+        Record& record = records.emplace_back();
+        record.kind = RecordKind::File;
+        record.file.picture = IsSound(entry->picture.buffer) ? entry->picture : Picture{};
+        record.file.picture.status = 1;
+        record.error = "there is no memory to write it";
+    }
     m_memory.Free(*entry);
     Deliver(ticket, std::move(records));
     return true;
