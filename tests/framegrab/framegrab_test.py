@@ -552,6 +552,11 @@ def test_writes_where_it_is_told_to(tmp_path, name):
     assert f"contact sheet: file://{quote(str(tmp_path / name))}/index.html\n" in outcome.said
 
 
+def test_what_it_says_goes_into_no_file_of_its_own(tmp_path):
+    outcome = run(["sh", "-c", '"$@" 2>&-', "sh", *command(tmp_path, "", "context swap")])
+    assert json.loads((tmp_path / "manifest.json").read_text())["status"] == outcome.status == 0
+
+
 # -- The log and the terminal -------------------------------------------------------------------------------
 
 @pytest.mark.parametrize("options, logged, shown, nowhere", [

@@ -99,6 +99,7 @@ bool PrepareFolder(OutputFolder& folder, std::string& path, const std::string& p
 
 int Capture(Options options)
 {
+    OccupyStandardDescriptors();
     const std::string program = Util::Path::GetFilename(options.program.front());
     std::string output = options.files.folder;
     OutputFolder folder;
@@ -117,6 +118,8 @@ int Capture(Options options)
     Session session(options.settings, memory);
     OpenLogFile(folder.AbsolutePath());
 
+    Writers writers(session.Memory(), options.files,
+                    options.threads != 0 ? options.threads : DefaultThreads());
     pid_t process = 0;
     if (const int failure =
             StartProgram(options.program, Environment(session, options.settings.targets), signals, process)) {
@@ -126,8 +129,6 @@ int Capture(Options options)
     }
     FRAMEGRAB_LOG(Core::Log::ZoneApplication, "%s started as process %d, session in %s", program.c_str(),
                   process, session.Folder().c_str());
-    Writers writers(session.Memory(), options.files,
-                    options.threads != 0 ? options.threads : DefaultThreads());
     Manifest manifest;
     std::string error;
     if (!manifest.Open(folder.AbsolutePath(), options.program, error)) {

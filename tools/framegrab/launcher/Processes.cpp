@@ -55,6 +55,17 @@ pid_t RunningParentOf(pid_t process)
 
 } // namespace
 
+void OccupyStandardDescriptors()
+{
+    int file = 0;
+    do {
+        file = open("/dev/null", O_RDWR | O_CLOEXEC);
+    } while (file >= 0 && file <= STDERR_FILENO);
+    if (file >= 0) {
+        close(file);
+    }
+}
+
 sigset_t SupervisedSignals()
 {
     sigset_t signals;

@@ -17,6 +17,10 @@ struct InheritedSignals
     struct sigaction fileTooLarge;
 };
 
+/// Opens those of the descriptors 0 to 2 that are closed, so that no file of the launcher's gets one: what is
+/// said to the user would be written into it. The program finds them closed.
+void OccupyStandardDescriptors();
+
 /// Lets the launcher wait for signals instead of being interrupted, and makes it the parent of every process
 /// that the program leaves behind.
 ///

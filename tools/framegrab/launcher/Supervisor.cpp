@@ -262,8 +262,9 @@ void Supervisor::WriteRest()
         const std::string rest = std::to_string(m_writers.CountUnwritten());
         if (m_interrupts >= 2) {
             m_writers.Stop();
-            Say("given up: " + std::to_string(m_writers.CountUnwritten()) +
-                " pictures that were read are not written");
+            if (const std::size_t lost = m_writers.CountUnwritten(); lost != 0) {
+                Say("given up: " + std::to_string(lost) + " pictures that were read are not written");
+            }
             break;
         }
         if (m_interrupts == 1 && !isTold) {
