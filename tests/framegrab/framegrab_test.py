@@ -264,6 +264,7 @@ def test_processes_that_swap_write_files_of_their_own(tmp_path, program):
 
 @cases("steps, env, said", {
     "OpenGL ES 2.0": ("context:es2", {"MESA_GLES_VERSION_OVERRIDE": "2.0"}, 'this context is "OpenGL ES 2.0'),
+    "another surface is read": ("context surface:2 surface:1 read-from:2", {}, "another one is current for reading"),
     "desktop GL": ("context:gl", {}, "have to choose EGL_OPENGL_ES_API with eglBindAPI, and ask eglCreateContext"),
 })
 def test_says_once_what_cannot_be_captured(tmp_path, steps, env, said):

@@ -11,6 +11,7 @@
 //     target-size:N     the same for framebuffer objects
 //     surface:N         makes the context's surface of this number current, a new one if there is none; the
 //                       first is 1
+//     read-from:N       makes that surface current for reading, beside the one for drawing
 //     destroy:N         destroys that surface
 //     find:WAY          how the functions that swap are found from now on: dlsym, default (dlsym with
 //                       RTLD_DEFAULT), program (in the program itself), proc (eglGetProcAddress),
@@ -392,6 +393,10 @@ const Step Steps[]{
     {"size", [](const std::string& side) { s_width = s_height = std::atoi(side.c_str()); }},
     {"target-size", [](const std::string& side) { s_targetSize = std::atoi(side.c_str()); }},
     {"surface", &ChooseSurface},
+    {"read-from",
+     [](const std::string& number) {
+         eglMakeCurrent(s_display, t_surface, t_surfaces[number], eglGetCurrentContext());
+     }},
     {"destroy", &DestroySurface},
     {"find", &FindSwap},
     {"find-gl", &FindGL},

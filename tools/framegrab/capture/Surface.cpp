@@ -17,6 +17,10 @@ std::string WhyNotCaptured(const Driver& driver, EGLDisplay display, EGLSurface 
         if (EGL::GetCurrentDisplay() != display || EGL::GetCurrentSurface(EGL_DRAW) != surface) {
             return "a surface is swapped that is not the current one: such a frame is not captured";
         }
+        if (EGL::GetCurrentSurface(EGL_READ) != surface) {
+            return "a surface is swapped while another one is current for reading: such a frame is not "
+                   "captured";
+        }
         if (driver.CurrentVersion() < 30) {
             const std::string version = driver.CurrentVersionText();
             return "only OpenGL ES 3.0 and later is captured, and this context is \"" + version +
