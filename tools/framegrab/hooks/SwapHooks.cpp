@@ -19,7 +19,7 @@ class Swap
 public:
     Swap(const HookedCall& call, EGLDisplay display, EGLSurface surface, auto...)
     {
-        if (call.IsOutermost()) {
+        if (call.IsOutermost() && surface != EGL_NO_SURFACE) { // with none, the driver shows nothing
             CaptureTargetBeforeSwap();
             m_tellWhenShown =
                 CallCapture(&CaptureLibrary::beforeSwap, call.DriverFunction(), display, surface)
