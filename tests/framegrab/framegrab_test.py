@@ -460,7 +460,7 @@ def test_contact_sheet_shows_the_programs_name_as_it_is(tmp_path):
         ("", "context swap signal:11", 139, "was killed by signal 11 (Segmentation fault)"),
     "frames without an end, all that came": ("-frames 2-", "context swap:4", 0, "3 files, "),
     "no trigger": ("-trigger", "context swap:2", 1, "ended without a trigger; it showed 2 frames\n"),
-    "it shows nothing": ("", ["true"], 1, "true ended before it showed a frame through EGL\n"),
+    "it shows nothing": ("", ["true"], 1, "true ended before it showed a frame through EGL; "),
     "it loads no library": ("", [STATIC], 1, "framegrab_static did not load framegrab's hooks"),
     "it does not exist": ("", ["/no/such"], 127, "/no/such cannot be started: No such file"),
     "it is no program": ("", ["/etc/passwd"], 126, "/etc/passwd cannot be started: Permission denied"),

@@ -102,8 +102,8 @@ def on_terminal(words, **settings):
 # -- Files --------------------------------------------------------------------------------------------------
 
 def pictures(folder):
-    """The names of all files but the log, the contact sheet and the manifest."""
-    return sorted({file.name for file in folder.iterdir()} - {"framegrab.log", "index.html", "manifest.json"})
+    """The names of all files but the log, the contact sheet, the manifest and one by which a folder is tried."""
+    return sorted({file.name for file in folder.glob("[!.]*")} - {"framegrab.log", "index.html", "manifest.json"})
 
 
 def log(folder):

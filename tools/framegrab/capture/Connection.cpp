@@ -30,7 +30,9 @@ std::unique_ptr<Connection> Connection::Open(const char* folder)
     Welcome welcome{};
     const Descriptor memory = connection.IsOpen() ? ReceiveWelcome(connection, welcome) : Descriptor();
     if (!memory.IsOpen()) {
-        AppendRecord(folder, RecordKind::Message, Reason("framegrab cannot be reached").c_str());
+        const std::string reason = Reason("framegrab cannot be reached");
+        AppendRecord(folder, RecordKind::FirstSwap);
+        AppendRecord(folder, RecordKind::Message, reason.c_str());
         return nullptr;
     }
     void* const bytes = mmap(nullptr, welcome.size, PROT_READ | PROT_WRITE, MAP_SHARED, memory.Get(), 0);

@@ -138,7 +138,8 @@ int Capture(Options options)
     int status =
         Supervisor(process, program, options.timeout, options.settings, session, writers, report).Run();
     const FrameList missing = report.Finish(program, session.Memory().counters);
-    if (status == 0 && (!missing.IsEmpty() || report.IsTriggerUnserved(session.Memory().counters))) {
+    if (status == 0 && (!missing.IsEmpty() || report.IsProcessLeftOut() ||
+                        report.IsTriggerUnserved(session.Memory().counters))) {
         status = ExitIncomplete;
     }
     manifest.Finish(missing.ToString(), status);

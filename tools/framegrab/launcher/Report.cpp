@@ -19,7 +19,7 @@ void Report::Take(const Record& record)
         m_areHooksLoaded = true;
         break;
     case RecordKind::FirstSwap:
-        m_hasSwapped = true;
+        m_isProcessLeftOut = true;
         break;
     case RecordKind::File:
         TakeFile(record);
@@ -142,8 +142,10 @@ void Report::SayWhyNothingCame(const std::string& program, const SharedCounters&
         Say(program +
             " did not load framegrab's hooks: is it linked statically, set-user-ID, or built for another "
             "kind of processor?");
-    } else if (!m_hasSwapped && swaps == 0) {
-        Say(program + " ended before it showed a frame through EGL");
+    } else if (!m_isProcessLeftOut && swaps == 0) {
+        Say(program +
+            " ended before it showed a frame through EGL; framegrab cannot see those of a program that first "
+            "becomes another user's, changes its root or uses up its descriptors");
     } else if (m_settings.triggerFrames != 0) {
         Say(program +
             (counters.framesAsked != 0 ? " ended before it showed a frame after the trigger"

@@ -43,6 +43,9 @@ public:
     /// @return the frames asked for that are not there whole
     FrameList Finish(const std::string& program, const SharedCounters& counters);
 
+    /// @return whether a process showed frames that could not be captured, whatever they were
+    [[nodiscard]] bool IsProcessLeftOut() const { return m_isProcessLeftOut; }
+
     /// @return whether a trigger never came, or came too late for all frames that it asked for
     [[nodiscard]] bool IsTriggerUnserved(const SharedCounters& counters) const
     {
@@ -71,7 +74,7 @@ private:
     std::map<std::uint32_t, FrameList> m_framesWholeOf; ///< the same, of each window
     std::set<std::string> m_cutFrames;                  ///< by `FrameName`: a picture is missing
     std::uint64_t m_framesDoneCount = 0;                ///< of all processes
-    bool m_hasSwapped = false;                          ///< a process that could not be captured
+    bool m_isProcessLeftOut = false;
     bool m_areHooksLoaded = false;
 };
 

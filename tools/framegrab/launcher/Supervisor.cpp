@@ -127,7 +127,7 @@ bool Supervisor::TakeSignal()
         Trigger();
         return true;
     }
-    ++m_interrupts;
+    CountInterrupt();
     if ((signal == SIGTERM || signal == SIGHUP) && m_ending == Ending::ByItself) {
         End(Ending::BySignal, signal);
     } else if (info.ssi_code != SI_KERNEL) {
@@ -261,8 +261,7 @@ void Supervisor::WriteRest()
     while (!m_writers.IsIdle()) {
         const std::string rest = std::to_string(m_writers.CountUnwritten());
         if (m_interrupts >= 2) {
-            m_writers.Stop();
-            if (const std::size_t lost = m_writers.CountUnwritten(); lost != 0) {
+            if (const std::size_t lost = m_writers.GiveUp(); lost != 0) {
                 Say("given up: " + std::to_string(lost) + " pictures that were read are not written");
             }
             break;
@@ -276,10 +275,20 @@ void Supervisor::WriteRest()
         TakeRecords();
         signalfd_siginfo info{};
         while (read(m_signals.Get(), &info, sizeof(info)) == sizeof(info)) {
-            m_interrupts += info.ssi_signo != SIGCHLD && info.ssi_signo != SIGUSR1 ? 1 : 0;
+            if (info.ssi_signo != SIGCHLD && info.ssi_signo != SIGUSR1) {
+                CountInterrupt();
+            }
         }
     }
     TakeRecords();
+}
+
+/// Two within a moment are one: timeout(1) sends its signal to the process, and to the group that it is in.
+void Supervisor::CountInterrupt()
+{
+    constexpr auto Moment = 50ms;
+    const Clock::time_point now = Clock::now();
+    m_interrupts += now - std::exchange(m_interruptTime, now) >= Moment ? 1U : 0U;
 }
 
 int Supervisor::Status() const

@@ -51,6 +51,7 @@ private:
     void End(Ending ending, int signal);
     void SendEnd();
     void WriteRest();
+    void CountInterrupt();
     [[nodiscard]] std::chrono::milliseconds LongestWait() const;
     [[nodiscard]] bool IsOver() const;
     [[nodiscard]] std::string NextFrames() const;
@@ -73,9 +74,10 @@ private:
     Clock::time_point m_firstEndTime{};  ///< when the first process was seen to have ended
     Clock::time_point m_endTime{};       ///< when `End` was called, then when the program was told
     Ending m_ending = Ending::ByItself;
-    int m_endSignal = 0;       ///< by which the program is to be told; 0 when it was
-    unsigned m_interrupts = 0; ///< signals that were to end framegrab or the program
-    bool m_hasChildren = true; ///< whether any process is left that descends from here
+    int m_endSignal = 0;                 ///< by which the program is to be told; 0 when it was
+    Clock::time_point m_interruptTime{}; ///< when the last of the next came
+    unsigned m_interrupts = 0;           ///< signals that were to end framegrab or the program
+    bool m_hasChildren = true;           ///< whether any process is left that descends from here
     bool m_hasFirstEnded = false;
     bool m_wasFirstEnded = false; ///< from here, rather than by itself
     int m_waitStatus = 0;

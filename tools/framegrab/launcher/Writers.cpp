@@ -7,6 +7,7 @@
 #include <iterator>
 #include <new>
 #include <sched.h>
+#include <set>
 #include <string>
 #include <sys/eventfd.h>
 #include <system_error>
@@ -87,6 +88,26 @@ void Writers::Stop()
         thread.join();
     }
     m_threads.clear();
+}
+
+std::size_t Writers::GiveUp()
+{
+    Stop();
+    std::size_t lost = 0;
+    std::set<std::string> cutFrames;
+    while (Entry* const entry = m_memory.Take()) {
+        if (entry->kind == EntryKind::Image || entry->kind == EntryKind::Values) {
+            ++lost;
+            cutFrames.insert(FrameName(entry->picture));
+        } else {
+            Record& record = m_records.emplace_back(DealWithOther(*entry));
+            if (cutFrames.contains(FrameName(entry->picture))) {
+                record.file.picture.status = 1;
+            }
+        }
+        m_memory.Free(*entry);
+    }
+    return lost;
 }
 
 void Writers::Run()

@@ -39,10 +39,14 @@ public:
     /// @return how many pictures have been read and not written
     std::size_t CountUnwritten() { return m_memory.CountCommittedImages(); }
 
-    /// Writes nothing more once the pictures that are being written are done.
-    void Stop();
+    /// Writes nothing more once the pictures that are being written are done. By the records, the frames of
+    /// the others are not whole.
+    ///
+    /// @return how many pictures have been read and will not be written
+    std::size_t GiveUp();
 
 private:
+    void Stop();
     void Run();
     bool DealWithNext();
     std::vector<Record> DealWith(const Entry& entry);
