@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <memory>
+#include <pthread.h>
 #include <unistd.h>
 
 namespace Framegrab {
@@ -23,6 +24,17 @@ struct Current
 };
 
 std::atomic<Current*> s_current{nullptr}; ///< never destroyed: threads may swap while the process ends
+
+/// In a child of a fork. Its process number may be that of the parent, as the first of another namespace.
+void ForgetParents()
+{
+    s_current = nullptr;
+}
+
+__attribute__((constructor)) void OnLoad()
+{
+    pthread_atfork(nullptr, nullptr, &ForgetParents);
+}
 
 /// @return null before the first call that makes one
 Capturer* FindCapturer()
