@@ -21,8 +21,8 @@
 //     quadrants         draws four of different colours, depths and stencil values
 //     triangle          draws all of a framebuffer object white
 //     swap, swap:N      shows one frame, or N
-//     threads:N         lets three threads show N frames each, with a framebuffer object in each, at the same
-//                       time
+//     threads:N         lets eight threads, of the colours that have all or nothing of each component, show N
+//                       frames each, with a framebuffer object in each, at the same time
 //     cancel            cancels a thread that shows frames
 //     bind:N            binds the framebuffer object of this number, a new one if there is none; 0 for the
 //                       surface
@@ -330,7 +330,8 @@ void PrintBindings(const std::string&)
 void SwapInThreads(const std::string& times)
 {
     std::vector<std::thread> threads;
-    for (const char* color : {"ff0000ff", "00ff00ff", "0000ffff"}) {
+    for (const char* color :
+         {"000000ff", "0000ffff", "00ff00ff", "00ffffff", "ff0000ff", "ff00ffff", "ffff00ff", "ffffffff"}) {
         threads.emplace_back([&times, color] {
             MakeContext("");
             for (int i = std::atoi(times.c_str()); i > 0; --i) {

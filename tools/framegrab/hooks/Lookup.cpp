@@ -21,8 +21,19 @@ namespace Framegrab {
 
 namespace {
 
+/// Whether a name is one as EGL, GL and GLX have them. Whoever looks up another is not kept waiting, and may
+/// be a sanitizer's runtime, which is not ready for the calls that follow.
+bool IsNameOfGL(const char* name) noexcept
+{
+    name += *name == 'e' ? 1 : 0;
+    return name[0] == 'g' && name[1] == 'l' && name[2] >= 'A' && name[2] <= 'Z';
+}
+
 const HookedFunction* FindHooked(const char* name) noexcept
 {
+    if (!IsNameOfGL(name)) {
+        return nullptr;
+    }
     for (const std::span<const HookedFunction> functions :
          {LookupFunctions(), SwapFunctions(), SurfaceFunctions(), GLXFunctions(), ErrorFunctions(),
           TargetFunctions()}) {
