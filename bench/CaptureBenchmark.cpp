@@ -13,6 +13,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <malloc.h>
 
 namespace {
 
@@ -98,6 +99,16 @@ void BM_FullSize(benchmark::State& state, ScreenshotWriter::PNGEncoding encoding
         [buffer](GLScreenshotHandler& handler) { return handler.TakeScreenshot(OutputName(), buffer); });
 }
 
+/// What the handler would cost if it kept no memory from one capture to the next.
+void BM_FreshMemory(benchmark::State& state, ScreenshotWriter::PNGEncoding encoding, GLbitfield buffer)
+{
+    Run(state, encoding, 0, [buffer](GLScreenshotHandler& handler) {
+        handler.ReleaseMemory();
+        malloc_trim(0); // or the C library would keep it
+        return handler.TakeScreenshot(OutputName(), buffer);
+    });
+}
+
 void BM_Thumbnail(benchmark::State& state, ScreenshotWriter::PNGEncoding encoding, GLbitfield buffer,
                   int samples)
 {
@@ -120,6 +131,7 @@ constexpr auto Fast = ScreenshotWriter::PNGFast;
     BENCHMARK_CAPTURE(function, name, __VA_ARGS__)->Unit(benchmark::kMillisecond)->UseRealTime()
 CAPTURE(BM_FullSize, colour_small, Small, GL_COLOR_BUFFER_BIT, 0);
 CAPTURE(BM_FullSize, colour_fast, Fast, GL_COLOR_BUFFER_BIT, 0);
+CAPTURE(BM_FreshMemory, colour_fast, Fast, GL_COLOR_BUFFER_BIT);
 CAPTURE(BM_FullSize, depth_fast, Fast, GL_DEPTH_BUFFER_BIT, 0);
 CAPTURE(BM_FullSize, stencil_fast, Fast, GL_STENCIL_BUFFER_BIT, 0);
 CAPTURE(BM_Thumbnail, colour_small, Small, GL_COLOR_BUFFER_BIT, 0);
