@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -88,6 +89,9 @@ CaptureAnswer Capturer::BeforeSwap(const CaptureContext& context, EGLDisplay dis
 CaptureAnswer Capturer::CaptureSwap(const CaptureContext& context, EGLDisplay display, EGLSurface surface)
 {
     const std::scoped_lock lock(m_mutex);
+    if (m_isStopped) {
+        return {};
+    }
     ConnectOnce();
     CountedSurface& counted = m_surfaces.OfSwap(display, surface);
     const bool areTargetsWhole = counted.areTargetsWhole;
@@ -118,6 +122,18 @@ CaptureAnswer Capturer::CaptureSwap(const CaptureContext& context, EGLDisplay di
     return answer;
 }
 
+void Capturer::Stop()
+{
+    m_isStopped = true;
+    for (int i = 0; i < 1000; ++i) {
+        if (m_mutex.try_lock()) {
+            m_mutex.unlock();
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
 void Capturer::AfterSwap()
 {
     const std::scoped_lock lock(m_mutex);
@@ -129,6 +145,9 @@ void Capturer::AfterSwap()
 CaptureAnswer Capturer::CaptureTargetIfLeft(const CaptureContext& context, const TargetEvent& event)
 {
     const std::scoped_lock lock(m_mutex);
+    if (m_isStopped) {
+        return {};
+    }
     ConnectOnce();
     CaptureAnswer answer = Answer();
     if (!answer.areTargetsWanted || !IsConnected()) {

@@ -6,6 +6,7 @@
 #include "capture/SurfaceCounts.h"
 #include "shared/CaptureInterface.h"
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -27,6 +28,9 @@ public:
     CaptureAnswer AfterWindowSurface(EGLDisplay display, EGLSurface surface, std::uintptr_t window);
     CaptureAnswer BeforeSurfaceIsDestroyed(EGLDisplay display, EGLSurface surface);
     void AfterSwap();
+
+    /// Lets nothing be read any more, and waits until what is being read is, or for a second.
+    void Stop();
 
 private:
     [[nodiscard]] CaptureAnswer Answer() const;
@@ -60,6 +64,7 @@ private:
     void TellFrameDone(const CountedSurface& surface, bool isWhole);
     void SayOnce(const std::string& text);
 
+    std::atomic<bool> m_isStopped{false};
     std::mutex m_mutex; ///< held while a swap is counted and captured; guards the rest
     std::string m_session;
     bool m_hasTriedToConnect = false;

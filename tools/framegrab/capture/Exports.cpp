@@ -5,6 +5,7 @@
 #include "shared/CaptureInterface.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <memory>
 #include <pthread.h>
 #include <unistd.h>
@@ -43,6 +44,15 @@ Capturer* FindCapturer()
     return current && current->process == getpid() ? &current->capturer : nullptr;
 }
 
+/// A driver takes itself down when the program calls exit, while other threads may be swapping. Nothing is to
+/// be read from it then. What was registered last is called first: this comes before.
+void StopAtExit()
+{
+    if (Capturer* const capturer = FindCapturer()) {
+        capturer->Stop();
+    }
+}
+
 Capturer& MakeCapturer(const char* session)
 {
     // Without a lock, which would stay locked in a child that is forked meanwhile.
@@ -51,6 +61,7 @@ Capturer& MakeCapturer(const char* session)
         auto fresh = std::make_unique<Current>(session);
         if (s_current.compare_exchange_strong(known, fresh.get())) {
             [[maybe_unused]] const Current* const kept = fresh.release();
+            std::atexit(&StopAtExit);
         }
     }
     return *FindCapturer();
