@@ -71,6 +71,11 @@ Capturer& MakeCapturer(const char* session)
 
 } // namespace Framegrab
 
+// C linkage gives them plain names; who calls them is C++ as well.
+#ifdef __clang__
+#pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
+#endif
+
 #define FRAMEGRAB_EXPORT extern "C" __attribute__((visibility("default")))
 
 // No exception may pass through the program's frames, which may not be C++.
