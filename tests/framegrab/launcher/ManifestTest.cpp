@@ -88,7 +88,9 @@ TEST_F(ManifestTest, IsValidAfterEachStep)
     manifest.Finish("62-70", 1);
     read = Read();
     EXPECT_EQ(read["files"].size(), 2U);
-    EXPECT_EQ(read["drivers"]["1"], json({{"GL_RENDERER", "a \uFFFD: driver"}, {"GL_VENDOR", "one"}}));
+    EXPECT_EQ(read["drivers"]["1"], json({{"GL_RENDERER", "a \uFFFD: driver"},
+                                          {"GL_RENDERERBase64", "YSD/OiBkcml2ZXI="},
+                                          {"GL_VENDOR", "one"}}));
     EXPECT_EQ(read["missing"], "62-70");
     EXPECT_EQ(read["status"], 1);
 }

@@ -157,7 +157,10 @@ std::string Manifest::End() const
 {
     Json drivers = Json::object();
     for (const auto& [process, strings] : m_drivers) {
-        drivers[std::to_string(process)] = strings;
+        Json& driver = drivers[std::to_string(process)] = Json::object();
+        for (const auto& [name, value] : strings) {
+            AddText(driver, name, value);
+        }
     }
     std::string end = "\n],\n\"drivers\": " + Printed(drivers);
     if (!m_result.empty()) {
