@@ -17,7 +17,7 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 
 # The trigger runs ldconfig once for all packages. The scripts that CPack would add to run it each time are not
-# among those that it finds when they are named here and are not there.
+# among those that it finds when they are named here and are not there, of which a later CPack warns.
 set(ldconfig_trigger ${PROJECT_BINARY_DIR}/triggers)
 file(WRITE ${ldconfig_trigger} "activate-noawait ldconfig\n")
 foreach(component UTIL HOST)
