@@ -58,6 +58,14 @@ def run(words, given=b"", **settings):
         return finish(process, given)
 
 
+def apart(*options):
+    """Words before a command that give it namespaces of its own. Not every system lets everybody have them."""
+    words = ["unshare", "--user", *options]
+    if run([*words, "true"]).status != 0:
+        pytest.skip("may not make namespaces")
+    return words
+
+
 def grab(folder, options, program, **settings):
     return run(command(folder, options, program), **settings)
 
