@@ -18,10 +18,12 @@ using testing::Not;
 class ContactSheetTest : public testing::Test
 {
 protected:
-    PictureFile& Add(const Picture& picture, std::uint32_t width = 16, std::uint32_t height = 8)
+    PictureFile& Add(Picture picture, std::uint32_t width = 16, std::uint32_t height = 8)
     {
-        return files.emplace_back(PictureFile{
-            .picture = picture, .name = FileStem(picture) + ".png", .image = {width, height, 1234}});
+        picture.width = width;
+        picture.height = height;
+        return files.emplace_back(
+            PictureFile{.picture = picture, .name = FileStem(picture) + ".png", .bytes = 1234});
     }
 
     std::string Html()

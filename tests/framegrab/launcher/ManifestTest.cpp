@@ -28,7 +28,9 @@ protected:
 
     static PictureFile File(std::uint64_t frame)
     {
-        PictureFile file{.picture = {}, .name = "picture.png", .image = {640, 480, 5000}};
+        PictureFile file{.picture = {}, .name = "picture.png", .bytes = 5000};
+        file.picture.width = 640;
+        file.picture.height = 480;
         file.picture.frame = frame;
         return file;
     }

@@ -100,9 +100,9 @@ std::string Upper(std::string text)
     return text;
 }
 
-std::string SizeText(const ImageHeader& image)
+std::string SizeText(const Picture& picture)
 {
-    return std::to_string(image.width) + " × " + std::to_string(image.height);
+    return std::to_string(picture.width) + " × " + std::to_string(picture.height);
 }
 
 /// @return e.g. "7", "7, 0, 1"; without the zeros at the end
@@ -199,7 +199,7 @@ std::string ContactSheet::Summary() const
             for (const Cell& cell : row.cells) {
                 ++pictures;
                 for (const PictureFile* const file : {cell.picture, cell.thumbnail}) {
-                    bytes += file ? file->image.bytes + file->valuesBytes : 0;
+                    bytes += file ? file->bytes + file->valuesBytes : 0;
                 }
             }
         }
@@ -221,7 +221,7 @@ std::string ContactSheet::Title(const Section& section) const
         const auto cell = std::find_if(row.cells.begin(), row.cells.end(), [](const Cell& one) {
             return one.picture && one.picture->picture.target == 0;
         });
-        const std::string size = cell == row.cells.end() ? last : SizeText(cell->picture->image);
+        const std::string size = cell == row.cells.end() ? last : SizeText(cell->picture->picture);
         if (size != last && ++sizes <= MostSizes) {
             title += (last.empty() ? ": " : "; ") + size;
             title += last.empty() ? "" : " from frame " + std::to_string(row.picture->frame);
@@ -308,14 +308,14 @@ std::string ContactSheet::CellHtml(const std::string& column, const Cell& cell)
     const std::string extension =
         linked.name.substr(std::min(linked.name.rfind('.') + 1, linked.name.size()));
     std::string html = R"(<a href=")" + EncodedForUrl(linked.name) + R"("><img src=")" +
-                       EncodedForUrl(shown.name) + R"(" width=")" + std::to_string(shown.image.width) +
-                       R"(" height=")" + std::to_string(shown.image.height) + R"(" alt="Frame )" +
+                       EncodedForUrl(shown.name) + R"(" width=")" + std::to_string(shown.picture.width) +
+                       R"(" height=")" + std::to_string(shown.picture.height) + R"(" alt="Frame )" +
                        std::to_string(picture.frame) +
                        (picture.process == 1 ? "" : " of process " + std::to_string(picture.process)) +
                        (picture.surface == 1 ? "" : " of window " + std::to_string(picture.surface)) + ", " +
                        column + R"(" loading="lazy" decoding="async"></a><p><b>)" + column + "</b> " +
-                       SizeText(linked.image) + (format.empty() ? "" : ", " + EscapedForHtml(format)) + ", " +
-                       EscapedForHtml(Upper(extension)) + "\u00A0" + Bytes(linked.image.bytes);
+                       SizeText(picture) + (format.empty() ? "" : ", " + EscapedForHtml(format)) + ", " +
+                       EscapedForHtml(Upper(extension)) + "\u00A0" + Bytes(linked.bytes);
     if (linked.depthRange) {
         html += ", <em>black " + Number(static_cast<double>(linked.depthRange->least)) + ", white " +
                 Number(static_cast<double>(linked.depthRange->greatest)) + "</em>";

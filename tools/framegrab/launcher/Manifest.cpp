@@ -67,13 +67,13 @@ Json Described(const PictureFile& file)
     object["target"] = picture.target != 0 ? Json(picture.target) : Json();
     object["attachment"] =
         picture.target != 0 && picture.buffer == Buffer::Color ? Json(picture.attachment) : Json();
-    object["width"] = file.image.width;
-    object["height"] = file.image.height;
+    object["width"] = picture.width;
+    object["height"] = picture.height;
     object["format"] = picture.format.ToString();
     object["internalFormat"] =
         picture.internalFormat != 0 ? Json(InternalFormatName(picture.internalFormat)) : Json();
     object["samples"] = picture.samples;
-    object["bytes"] = file.image.bytes;
+    object["bytes"] = file.bytes;
     object["status"] = picture.status;
     object["readAt"] = Seconds(picture.readAt);
     object["readSeconds"] = Seconds(picture.readTime);

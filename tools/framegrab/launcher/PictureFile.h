@@ -1,6 +1,5 @@
 #pragma once
 
-#include "launcher/ImageHeader.h"
 #include "launcher/Values.h"
 #include "shared/Picture.h"
 
@@ -15,7 +14,7 @@ struct PictureFile
 {
     Picture picture;
     std::string name;         ///< in the output folder
-    ImageHeader image;        ///< all 0 where the file is not there whole
+    std::uint64_t bytes = 0;  ///< 0 where the file is not there whole
     std::string valuesName{}; ///< of the file that has its values without a loss; empty when there is none
     std::uint64_t valuesBytes = 0;
     std::int64_t writtenAt = 0; ///< nanoseconds since 1970; 0 where it is not known

@@ -73,8 +73,7 @@ WrittenPicture WritePicture(const FileSettings& settings, const Picture& picture
 
     const ImageKind& kind = ImageKinds[settings.imageKind];
     const std::string stem = FileStem(picture);
-    WrittenPicture written{.file = {.picture = picture, .name = stem + "." + kind.name, .image = {}},
-                           .error = {}};
+    WrittenPicture written{.file = {.picture = picture, .name = stem + "." + kind.name}, .error = {}};
     const std::string path = settings.folder + "/" + written.file.name;
 
     const Clock::time_point start = Clock::now();

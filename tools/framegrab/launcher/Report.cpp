@@ -5,9 +5,24 @@
 #include "launcher/Say.h"
 #include "launcher/Text.h"
 
+#include <cstdint>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace Framegrab {
+
+namespace {
+
+/// @return in bytes; 0 of a file that is not there
+std::uint64_t FileSize(const std::string& path)
+{
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    return error ? 0 : size;
+}
+
+} // namespace
 
 void Report::Take(const Record& record)
 {
@@ -71,7 +86,7 @@ void Report::TakeFile(const Record& record)
         integers.insert(*next);
     }
     PictureFile file = record.file;
-    ReadImageHeader(PathOf(file), file.image);
+    file.bytes = FileSize(PathOf(file));
     m_manifest.Add(file);
     CountFile(file);
     m_files.push_back(std::move(file));
@@ -80,7 +95,7 @@ void Report::TakeFile(const Record& record)
 void Report::CountFile(const PictureFile& file)
 {
     m_fileCount += file.valuesName.empty() ? 1U : 2U;
-    m_bytes += file.image.bytes + file.valuesBytes;
+    m_bytes += file.bytes + file.valuesBytes;
 }
 
 std::string Report::Progress(std::uint64_t framesRead) const
@@ -103,13 +118,13 @@ FrameList Report::Finish(const std::string& program, const SharedCounters& count
 {
     FrameList broken;
     for (PictureFile& file : m_files) {
-        if (!ReadImageHeader(PathOf(file), file.image)) {
-            file.image = {};
-            Say(PathOf(file) + " is missing or is not a picture any more");
+        if (file.bytes == 0 || FileSize(PathOf(file)) != file.bytes) {
+            file.bytes = 0;
+            Say(PathOf(file) + " is missing or is not what was written any more");
             broken.Add(file.picture.frame);
         }
     }
-    std::erase_if(m_files, [](const PictureFile& file) { return file.image.bytes == 0; });
+    std::erase_if(m_files, [](const PictureFile& file) { return file.bytes == 0; });
     m_bytes = 0;
     m_fileCount = 0;
     for (const PictureFile& file : m_files) {
@@ -193,10 +208,10 @@ void Report::ListFiles() const
     const std::size_t end = count > MostListed ? Few : count;
     const std::size_t start = count > MostListed ? count - Few : count;
     for (std::size_t i = 0; i < count; ++i) {
-        const ImageHeader& image = m_files[i].image;
+        const Picture& picture = m_files[i].picture;
         const std::string line =
-            PathOf(m_files[i]) + "  " + std::to_string(image.width) + "x" + std::to_string(image.height) +
-            "  " + Count(image.bytes, "byte") +
+            PathOf(m_files[i]) + "  " + std::to_string(picture.width) + "x" + std::to_string(picture.height) +
+            "  " + Count(m_files[i].bytes, "byte") +
             (m_files[i].valuesName.empty()
                  ? ""
                  : ", values in " + m_files[i].valuesName + "  " + Count(m_files[i].valuesBytes, "byte"));

@@ -180,7 +180,7 @@ std::vector<Record> Writers::DealWith(const Entry& entry)
 Record Writers::DealWithOther(const Entry& entry)
 {
     const std::span<const std::uint8_t> bytes = m_memory.BytesOf(entry);
-    Record record{.file = {.picture = entry.picture, .name = {}, .image = {}}};
+    Record record{.file = {.picture = entry.picture, .name = {}}};
     switch (entry.kind) {
     case EntryKind::Image:
     case EntryKind::Values:
