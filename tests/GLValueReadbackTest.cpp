@@ -196,7 +196,7 @@ TEST_F(ValuesTest, EveryFixedPointDepth)
     }
 }
 
-TEST_F(ValuesTest, FloatDepthAsItIs)
+TEST_F(ValuesTest, FloatDepthAsItIsAloneAndWithStencil)
 {
     const GLContext context({.width = 8, .height = 8});
     const std::vector<float> depths{0.0F, 1.0F, 0.1F, std::nextafter(1.0F, 0.0F), 1e-30F, 0.7F};
@@ -206,6 +206,18 @@ TEST_F(ValuesTest, FloatDepthAsItIs)
     ASSERT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_DEPTH_ATTACHMENT), 0U);
     EXPECT_EQ(sink.As<float>(), depths);
     EXPECT_EQ(sink.values.type, CapturedValues::Float32);
+
+    std::vector<std::uint32_t> packed;
+    for (const float depth : depths) {
+        packed.insert(packed.end(), {std::bit_cast<std::uint32_t>(depth),
+                                     static_cast<std::uint32_t>(50 * (packed.size() % 5))});
+    }
+    AttachTexels(GL_DEPTH_STENCIL_ATTACHMENT, GL_DEPTH32F_STENCIL8, 3, 2, GL_DEPTH_STENCIL,
+                 GL_FLOAT_32_UNSIGNED_INT_24_8_REV, packed.data());
+    ASSERT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_DEPTH_ATTACHMENT), 0U);
+    EXPECT_EQ(sink.As<float>(), depths);
+    ASSERT_EQ(Util::ReadAttachmentValues(sink, "shot", GL_STENCIL_ATTACHMENT), 0U);
+    EXPECT_EQ(sink.As<std::uint8_t>(), (std::vector<std::uint8_t>{0, 100, 200, 50, 150, 0}));
 }
 
 TEST_F(ValuesTest, WindowSurfacesAndSamples)
