@@ -42,7 +42,8 @@ namespace Util {
 /// reading; with polygons drawn as lines or points (`GL_NV_polygon_mode`, `GL_ANGLE_polygon_mode`), depth and
 /// stencil are black where `eglGetProcAddress` does not know the function that changes it; conditional
 /// rendering in progress (`GL_NV_conditional_render`) may leave thumbnails, depth and stencil without
-/// content.
+/// content; 16-bit signed normalized colour is black at full size where the driver refuses to read it as
+/// bytes, with a warning, while its thumbnails and its values (`GLValueReadback.h`) are right.
 ///
 /// In a context without error reporting (`GL_KHR_no_error`) a copy that the driver refuses cannot be noticed,
 /// and the target of a texture is not found out by trial: of framebuffer objects, renderbuffers, cube map
