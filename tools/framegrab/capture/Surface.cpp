@@ -6,8 +6,6 @@
 
 namespace Framegrab {
 
-using Util::GetInteger;
-
 std::string WhyNotCaptured(const Driver& driver, EGLDisplay display, EGLSurface surface)
 {
     if (HasEntryPoints(EGL::GetCurrentDisplay, EGL::GetCurrentSurface)) {
