@@ -1,5 +1,6 @@
 // Stands in for the capture library: reads each frame into memory used before, and does nothing with it. What
-// a program keeps of its frame rate then is the most that any capture can leave.
+// a program keeps of its frame rate then is the most that any capture can leave. Bytes come in the order that
+// the driver names as its own, which is how framegrab takes them.
 
 #include "shared/CaptureInterface.h"
 
@@ -16,16 +17,20 @@ FramegrabBeforeSwap(const CaptureContext* context, EGLDisplay display, EGLSurfac
     };
     static PFNEGLQUERYSURFACEPROC s_querySurface = nullptr;
     static PFNGLREADPIXELSPROC s_readPixels = nullptr;
+    static PFNGLGETINTEGERVPROC s_getIntegerv = nullptr;
     static std::vector<unsigned char> s_pixels;
     if (!s_readPixels) {
         find(s_querySurface, "libEGL.so.1", "eglQuerySurface");
         find(s_readPixels, "libGLESv2.so.2", "glReadPixels");
+        find(s_getIntegerv, "libGLESv2.so.2", "glGetIntegerv");
     }
     EGLint width = 0;
     EGLint height = 0;
     s_querySurface(display, surface, EGL_WIDTH, &width);
     s_querySurface(display, surface, EGL_HEIGHT, &height);
     s_pixels.resize(std::size_t{4} * static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-    s_readPixels(0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, s_pixels.data());
+    GLint format = GL_RGBA;
+    s_getIntegerv(GL_IMPLEMENTATION_COLOR_READ_FORMAT, &format);
+    s_readPixels(0, 0, width, height, static_cast<GLenum>(format), GL_UNSIGNED_BYTE, s_pixels.data());
     return {};
 }

@@ -21,6 +21,9 @@ namespace {
 class WritingThread : public Util::ImageSink
 {
 public:
+    /// Whatever the order of the bytes: the handler that writes knows both.
+    WritingThread() : ImageSink(Util::PixelOrder::OfTheDriver) {}
+
     /// Writes what was taken, then ends the thread.
     ~WritingThread() override
     {

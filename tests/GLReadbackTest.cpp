@@ -34,6 +34,8 @@ constexpr std::array<Pixel, 4> AllNothing{Nothing, Nothing, Nothing, Nothing};
 class NotingSink : public Util::ImageSink
 {
 public:
+    using ImageSink::ImageSink;
+
     std::uint32_t Take(const CapturedImage& image) override
     {
         images.push_back(image);
@@ -89,23 +91,37 @@ TEST_F(ReadbackTest, ASinkGetsWhatIsNeededToWriteAndItsStatusCounts)
     EXPECT_EQ(handler.TakeScreenshot(m_folder.File("shot"), GL_COLOR_BUFFER_BIT), 8U);
 }
 
-TEST_F(ReadbackTest, APictureIsWrittenWithTheSettingsThatItWasReadWith)
+TEST_F(ReadbackTest, WhatCountsIsTheColourWhateverTheOrderOfTheDriver)
 {
-    const std::array<std::uint8_t, 4> pixel{1, 2, 3, 4};
-    CapturedImage image{.fileName = m_folder.File("shot"),
-                        .width = 1,
-                        .height = 1,
-                        .format = GL_RGBA,
-                        .type = GL_UNSIGNED_BYTE,
-                        .pixels = pixel.data(),
-                        .opaque = true};
-    GLScreenshotHandler handler(ScreenshotWriter::FormatPNG);
-    EXPECT_EQ(handler.WriteScreenshot(image), 0U);
-    EXPECT_EQ(LoadImage(m_folder.File("shot.png")).At(0, 0), (Pixel{1, 2, 3, 255}));
-    const std::string small = ReadFile(m_folder.File("shot.png"));
-    image.encoding = Util::PNGFast;
-    EXPECT_EQ(handler.WriteScreenshot(image), 0U);
-    EXPECT_NE(ReadFile(m_folder.File("shot.png")), small);
+    const GLContext context({.width = Width, .height = Height});
+    DrawQuadrants(Width, Height);
+    NotingSink plain;
+    ASSERT_EQ(Util::ReadScreenshot(plain, "shot", GL_COLOR_BUFFER_BIT), 0U);
+    ASSERT_FALSE(plain.images.at(0).isBGRA);
+    GLint own = 0;
+    glGetIntegerv(GL_IMPLEMENTATION_COLOR_READ_FORMAT, &own);
+    const auto expectSame = [&](bool isBGRA) {
+        NotingSink sink(Util::PixelOrder::OfTheDriver);
+        ASSERT_EQ(Util::ReadScreenshot(sink, "shot", GL_COLOR_BUFFER_BIT), 0U);
+        EXPECT_EQ(sink.images.at(0).isBGRA, isBGRA);
+        for (std::size_t i = 0; isBGRA && i < sink.memory.size(); i += 4) {
+            std::swap(sink.memory[i], sink.memory[i + 2]);
+        }
+        EXPECT_EQ(sink.memory, plain.memory);
+        EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR});
+    };
+    expectSame(own == GL_BGRA_EXT);
+
+    // One that names an order and does not read it.
+    const ReplacedEntry query(Util::GL::GetIntegerv, [](GLenum name, GLint* value) {
+        glGetIntegerv(name, value);
+        *value = name == GL_IMPLEMENTATION_COLOR_READ_FORMAT ? GL_BGRA_EXT : *value;
+    });
+    const ReplacedEntry read(Util::GL::ReadPixels, [](auto... arguments) {
+        const auto format = std::get<4>(std::tuple(arguments...));
+        format == GL_BGRA_EXT ? glEnable(0xFFFF) : glReadPixels(arguments...);
+    });
+    expectSame(false);
 }
 
 /// A picture that the driver does not deliver, or not whole, after one that it did.

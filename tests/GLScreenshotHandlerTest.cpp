@@ -97,14 +97,20 @@ TEST_F(EncodingTest, RowsKeepTheirPlaceAtEverySize)
     struct Kind
     {
         ScreenshotWriter::ImageFormat format;
-        ScreenshotWriter::PNGEncoding encoding;
+        Util::PNGEncoding encoding;
+        bool isBGRA;
         bool opaque;
     };
-    const Kind kinds[]{{ScreenshotWriter::FormatBMP, ScreenshotWriter::PNGSmall, false},
-                       {ScreenshotWriter::FormatPNG, ScreenshotWriter::PNGSmall, false},
-                       {ScreenshotWriter::FormatPNG, ScreenshotWriter::PNGSmall, true},
-                       {ScreenshotWriter::FormatPNG, ScreenshotWriter::PNGFast, false},
-                       {ScreenshotWriter::FormatPNG, ScreenshotWriter::PNGFast, true}};
+    const Kind kinds[]{{ScreenshotWriter::FormatBMP, Util::PNGSmall, false, false},
+                       {ScreenshotWriter::FormatBMP, Util::PNGSmall, true, false},
+                       {ScreenshotWriter::FormatBMP, Util::PNGSmall, true, true},
+                       {ScreenshotWriter::FormatPNG, Util::PNGSmall, false, false},
+                       {ScreenshotWriter::FormatPNG, Util::PNGSmall, false, true},
+                       {ScreenshotWriter::FormatPNG, Util::PNGSmall, true, true},
+                       {ScreenshotWriter::FormatPNG, Util::PNGFast, false, false},
+                       {ScreenshotWriter::FormatPNG, Util::PNGFast, false, true},
+                       {ScreenshotWriter::FormatPNG, Util::PNGFast, true, false},
+                       {ScreenshotWriter::FormatPNG, Util::PNGFast, true, true}};
     // Narrower than, as wide as and wider than the block that pixels are converted in.
     for (const auto& [width, height] : std::vector<std::pair<std::uint32_t, std::uint32_t>>{
              {2, 2}, {1, 140000}, {131072, 2}, {131073, 3}, {127, 131}}) {
@@ -112,12 +118,17 @@ TEST_F(EncodingTest, RowsKeepTheirPlaceAtEverySize)
         std::vector<std::uint32_t> pixels(std::size_t{width} * height);
         std::uint32_t seed = 1;
         std::generate(pixels.begin(), pixels.end(), [&seed] { return seed = seed * 1664525 + 1013904223; });
-        for (const auto& [format, encoding, opaque] : kinds) {
-            PlaybackEnvironment::Instance().m_opaqueScreenshots = opaque;
-            ScreenshotWriter::SetPNGEncoding(encoding);
+        for (const auto& [format, encoding, isBGRA, opaque] : kinds) {
             GLScreenshotHandler handler(format);
-            ASSERT_EQ(handler.WriteScreenshot(m_name, width, height, BytesOf(pixels).data(), GL_RGBA,
-                                              GL_UNSIGNED_BYTE),
+            ASSERT_EQ(handler.WriteScreenshot({.fileName = m_name,
+                                               .width = width,
+                                               .height = height,
+                                               .format = GL_RGBA,
+                                               .type = GL_UNSIGNED_BYTE,
+                                               .isBGRA = isBGRA,
+                                               .pixels = reinterpret_cast<std::uint8_t*>(pixels.data()),
+                                               .opaque = opaque,
+                                               .encoding = encoding}),
                       0U);
             const auto image =
                 TestSupport::LoadImage(m_name + (format == ScreenshotWriter::FormatPNG ? ".png" : ".bmp"));
@@ -126,13 +137,15 @@ TEST_F(EncodingTest, RowsKeepTheirPlaceAtEverySize)
             int wrong = 0;
             for (std::size_t i = 0; i < pixels.size(); ++i) {
                 const std::size_t flipped = (height - 1 - i / width) * width + i % width;
-                const std::uint32_t pixel = pixels[flipped] | (opaque ? 0xFF000000U : 0);
-                wrong += std::memcmp(image.pixels[i].data(), &pixel, 4) != 0;
+                TestSupport::Pixel pixel{};
+                std::memcpy(pixel.data(), &pixels[flipped], 4);
+                std::swap(pixel[0], pixel[isBGRA ? 2 : 0]);
+                pixel[3] = opaque ? 255 : pixel[3];
+                wrong += image.pixels[i] != pixel;
             }
-            EXPECT_EQ(wrong, 0) << format << " " << encoding << " " << opaque;
+            EXPECT_EQ(wrong, 0) << format << " " << encoding << " " << isBGRA << " " << opaque;
         }
     }
-    ScreenshotWriter::SetPNGEncoding(ScreenshotWriter::PNGSmall);
 }
 
 TEST_F(EncodingTest, WriteAsBGRAByItself)

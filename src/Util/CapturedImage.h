@@ -17,6 +17,7 @@ struct CapturedImage
     std::uint32_t height = 0;
     std::uint32_t format = 0; ///< `GL_RGBA`
     std::uint32_t type = 0;   ///< `GL_UNSIGNED_BYTE`, or `GL_FLOAT`
+    bool isBGRA = false;      ///< bytes that come as B, G, R, A: only for sinks of `PixelOrder::OfTheDriver`
 
     /// As `glReadPixels` lays them out: bottom row first, rows of width x `GetPitch(format, type)` bytes
     /// without padding.
@@ -30,6 +31,17 @@ struct CapturedImage
     UTIL_EXPORT void NoteSettings();
 };
 
+/// In which order a sink takes the four bytes of a pixel.
+enum class PixelOrder
+{
+    RGBA,
+
+    /// B, G, R, A as well, where the driver names that order as its own for what is read
+    /// (`GL_IMPLEMENTATION_COLOR_READ_FORMAT`; OpenGL ES 3.2, section 16.1.2). Window surfaces are often
+    /// stored so, and are read several times as fast when the driver need not swap bytes.
+    OfTheDriver,
+};
+
 /// Takes the pictures that are read back. Called on the thread that captures, between GL calls of the
 /// library: makes no GL call that changes state, and throws nothing.
 ///
@@ -39,7 +51,7 @@ struct CapturedImage
 class UTIL_EXPORT ImageSink
 {
 public:
-    ImageSink() = default;
+    explicit ImageSink(PixelOrder order = PixelOrder::RGBA) : m_order(order) {}
     ImageSink(const ImageSink&) = delete;
     ImageSink& operator=(const ImageSink&) = delete;
     virtual ~ImageSink();
@@ -58,6 +70,11 @@ public:
     /// @return room for as many, of any content and alignment: what the driver does not fill becomes zero.
     ///         Null: the picture is read into memory of the library's own.
     virtual std::uint8_t* Lend(std::size_t bytes);
+
+    [[nodiscard]] PixelOrder Order() const { return m_order; }
+
+private:
+    const PixelOrder m_order;
 };
 
 } // namespace Util

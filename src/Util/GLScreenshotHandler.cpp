@@ -59,7 +59,9 @@ try {
 
     const std::string path = image.fileName + (isPng ? ".png" : ".bmp");
     const bool isEmpty = image.width == 0 || image.height == 0;
-    if (GetPitch(image.format, image.type) == 0 || (!image.pixels && !isEmpty)) {
+    const bool isEncodable =
+        GetPitch(image.format, image.type) != 0 && (!image.isBGRA || image.type == GL_UNSIGNED_BYTE);
+    if (!isEncodable || (!image.pixels && !isEmpty)) {
         LogNotCreated(path);
         return StatusFailure;
     }
@@ -73,6 +75,7 @@ try {
                                       .rgba = true,
                                       .encoding = image.encoding,
                                       .pixels = isEncodedInPlace ? image.pixels : nullptr,
+                                      .isBGRA = image.isBGRA,
                                       .opaque = image.opaque});
     } else {
         status = CreateBMPFile(path, image.width, image.height);
@@ -83,8 +86,7 @@ try {
     }
 
     if (!isEncodedInPlace) {
-        status = WriteAsBGRA(image.pixels, image.width, image.height, image.format, image.type, isPng,
-                             image.opaque);
+        status = WriteAsBGRA(image, isPng);
     }
     const bool isClosed = CloseFile() == StatusSuccess;
     if (status == StatusSuccess && (!isClosed || (isPng && HasPNGFailed()))) {
@@ -102,12 +104,26 @@ std::uint32_t GLScreenshotHandler::WriteAsBGRA(const std::uint8_t* pixels, std::
                                                std::uint32_t height, std::uint32_t format, std::uint32_t type,
                                                bool flipVertical, bool makeOpaque)
 {
+    return WriteAsBGRA({.fileName = {},
+                        .width = width,
+                        .height = height,
+                        .format = format,
+                        .type = type,
+                        .pixels = pixels,
+                        .opaque = makeOpaque},
+                       flipVertical);
+}
+
+std::uint32_t GLScreenshotHandler::WriteAsBGRA(const CapturedImage& image, bool flipVertical)
+{
+    const std::uint32_t width = image.width;
+    const std::uint32_t height = image.height;
     if (width == 0 || height == 0) {
         return StatusSuccess;
     }
-    const std::size_t pitch = GetPitch(format, type);
+    const std::size_t pitch = GetPitch(image.format, image.type);
     const PixelBuffer block = AllocatePixels(BlockPixels, 1, OutputPitch);
-    if (pitch == 0 || !pixels || !block) {
+    if (pitch == 0 || !image.pixels || !block) {
         return StatusFailure;
     }
 
@@ -120,10 +136,15 @@ std::uint32_t GLScreenshotHandler::WriteAsBGRA(const std::uint8_t* pixels, std::
 
     const std::size_t rowBytes = width * pitch;
     for (std::uint32_t row = 0; row < height; ++row) {
-        const std::uint8_t* source = pixels + (flipVertical ? height - 1 - row : row) * rowBytes;
+        const std::uint8_t* source = image.pixels + (flipVertical ? height - 1 - row : row) * rowBytes;
         for (std::uint32_t left = width; left > 0;) {
             const std::uint32_t count = std::min(left, BlockPixels - used);
-            ConvertToBGRA(source, count, type, makeOpaque, block.get() + std::size_t{used} * OutputPitch);
+            std::uint8_t* const bgra = block.get() + std::size_t{used} * OutputPitch;
+            if (image.isBGRA) {
+                CopyBGRA(source, count, image.opaque, bgra);
+            } else {
+                ConvertToBGRA(source, count, image.type, image.opaque, bgra);
+            }
             source += count * pitch;
             left -= count;
             used += count;

@@ -219,6 +219,8 @@ private:
         std::size_t m_size = 0;
     };
 
+    UTIL_INTERNAL std::uint32_t WriteAsBGRA(const CapturedImage& image, bool flipVertical);
+
     const ImageFormat m_imageFormat;
     WritingSink m_writing{*this};
     ImageSink* m_pSink = &m_writing;

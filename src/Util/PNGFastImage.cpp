@@ -66,7 +66,7 @@ private:
         }
         m_memory.band[m_used++] = above ? PNG_FILTER_VALUE_UP : PNG_FILTER_VALUE_NONE;
 
-        const std::size_t unit = image.samples == PNGSamples::AsStored ? 1 : 4; // bytes that stay together
+        const std::size_t unit = image.isBGRA || image.makeOpaque ? 4 : 1; // bytes that stay together
         for (std::size_t x = 0; x < image.rowBytes;) {
             const std::size_t size =
                 std::min(image.rowBytes - x, (PNGFastMemory::BandBytes - m_used) / unit * unit);
@@ -76,13 +76,14 @@ private:
                 }
                 continue;
             }
-            FilterPiece(row + x, above ? above + x : nullptr, size, image.samples);
+            FilterPiece(row + x, above ? above + x : nullptr, size, image);
             x += size;
         }
         return true;
     }
 
-    void FilterPiece(const std::uint8_t* row, const std::uint8_t* above, std::size_t size, PNGSamples samples)
+    void FilterPiece(const std::uint8_t* row, const std::uint8_t* above, std::size_t size,
+                     const PNGImage& image)
     {
         std::uint8_t* const filtered = &m_memory.band[m_used];
         m_used += size;
@@ -93,12 +94,13 @@ private:
         } else {
             std::memcpy(filtered, row, size);
         }
-        // A pass of its own, over what is still in the nearest cache: compilers vectorise each of the two.
-        if (samples == PNGSamples::SwapBlue) {
+        // Passes of their own, over what is still in the nearest cache: compilers vectorise each of them.
+        if (image.isBGRA) {
             ChangePixels(filtered, size, SwapFirstAndThirdByte);
-        } else if (samples == PNGSamples::MakeOpaque && above) {
+        }
+        if (image.makeOpaque && above) {
             ChangePixels(filtered, size, [](std::uint32_t pixel) { return pixel & 0x00FFFFFFU; });
-        } else if (samples == PNGSamples::MakeOpaque) {
+        } else if (image.makeOpaque) {
             ChangePixels(filtered, size, [](std::uint32_t pixel) { return pixel | 0xFF000000U; });
         }
     }

@@ -50,6 +50,13 @@ void ConvertPixels(const std::uint8_t* source, std::size_t count, bool opaque, s
     }
 }
 
+std::uint32_t LoadWord(const std::uint8_t* pixel)
+{
+    std::uint32_t word = 0;
+    std::memcpy(&word, pixel, sizeof(word));
+    return word;
+}
+
 } // namespace
 
 void ConvertToBGRA(const std::uint8_t* source, std::size_t count, unsigned int type, bool opaque,
@@ -58,9 +65,7 @@ void ConvertToBGRA(const std::uint8_t* source, std::size_t count, unsigned int t
     switch (type) {
     case GL_UNSIGNED_BYTE:
         return ConvertPixels<4>(source, count, opaque, bgra, [](const std::uint8_t* pixel) {
-            std::uint32_t rgba = 0;
-            std::memcpy(&rgba, pixel, sizeof(rgba));
-            return SwapFirstAndThirdByte(rgba);
+            return SwapFirstAndThirdByte(LoadWord(pixel));
         });
     case GL_UNSIGNED_INT:
         return ConvertPixels<16>(source, count, opaque, bgra, [](const std::uint8_t* pixel) {
@@ -76,6 +81,11 @@ void ConvertToBGRA(const std::uint8_t* source, std::size_t count, unsigned int t
     default:
         return;
     }
+}
+
+void CopyBGRA(const std::uint8_t* source, std::size_t count, bool opaque, std::uint8_t* bgra)
+{
+    ConvertPixels<4>(source, count, opaque, bgra, LoadWord);
 }
 
 } // namespace Util

@@ -30,4 +30,7 @@ constexpr std::uint32_t SwapFirstAndThirdByte(std::uint32_t pixel)
 void ConvertToBGRA(const std::uint8_t* source, std::size_t count, unsigned int type, bool opaque,
                    std::uint8_t* bgra);
 
+/// The same of pixels that are 8-bit B, G, R, A already.
+void CopyBGRA(const std::uint8_t* source, std::size_t count, bool opaque, std::uint8_t* bgra);
+
 } // namespace Util

@@ -42,4 +42,14 @@ GLenum ReadPixels(Size size, GLenum format, GLenum type, std::span<std::uint8_t>
     return error;
 }
 
+bool IsOwnOrderBGRA()
+{
+    if (!CanReportErrors()) {
+        return false; // the query is an error where nothing can be read
+    }
+    const bool isBGRA = GetInteger(GL_IMPLEMENTATION_COLOR_READ_FORMAT) == GL_BGRA_EXT &&
+                        GetInteger(GL_IMPLEMENTATION_COLOR_READ_TYPE) == GL_UNSIGNED_BYTE;
+    return TakeError() == GL_NO_ERROR && isBGRA;
+}
+
 } // namespace Util

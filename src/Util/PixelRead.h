@@ -19,4 +19,8 @@ namespace Util {
 GLenum ReadPixels(Size size, GLenum format, GLenum type, std::span<std::uint8_t> memory, std::size_t pitch,
                   bool isZero);
 
+/// Whether the driver names bytes in the order B, G, R, A as its own for the buffer selected for reading.
+/// Needs quiet errors.
+bool IsOwnOrderBGRA();
+
 } // namespace Util

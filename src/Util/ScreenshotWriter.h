@@ -196,9 +196,10 @@ protected:
         bool rgba;
         PNGEncoding encoding;
 
-        /// An RGBA image that lies whole in memory, R, G, B, A, bottom row first, without padding:
-        /// `CloseFile` encodes it from there. Null: the image is gathered.
+        /// An RGBA image that lies whole in memory, bottom row first, without padding: `CloseFile` encodes it
+        /// from there. Null: the image is gathered.
         const std::uint8_t* pixels = nullptr;
+        bool isBGRA = false; ///< `pixels` are B, G, R, A, not R, G, B, A
         bool opaque = false; ///< every alpha of `pixels` is written as 255
     };
 
@@ -219,6 +220,7 @@ private:
     std::string m_fileName;
     pid_t m_owner = 0; ///< process that opened the file
     bool m_hasPNGFailed = false;
+    bool m_isPNGBGRA = false;
     bool m_makesPNGOpaque = false; ///< see `PNGLayout::opaque`
     std::uint64_t m_pngTicket = 0; ///< what the open PNG file is counted as
     std::unique_ptr<std::uint8_t[]> m_pKeptImage;

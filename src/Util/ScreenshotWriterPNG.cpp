@@ -74,9 +74,10 @@ bool WritePNGImage(png_structp png, const PNGImage& image)
     if (setjmp(png_jmpbuf(png))) {
         return false;
     }
-    if (image.samples == PNGSamples::SwapBlue) {
+    if (image.isBGRA) {
         png_set_bgr(png);
-    } else if (image.samples == PNGSamples::MakeOpaque) {
+    }
+    if (image.makeOpaque) {
         png_set_write_user_transform_fn(png, &MakeRowOpaque);
     }
     png_write_image(png, const_cast<png_bytepp>(image.rows)); // reads them
@@ -153,6 +154,7 @@ std::uint32_t ScreenshotWriter::WritePNGHeader(const PNGLayout& layout)
     m_pPng = png;
     m_pPngInfo = info;
     m_pngEncoding = layout.encoding;
+    m_isPNGBGRA = layout.pixels ? layout.isBGRA : layout.rgba; // it is gathered so
     m_makesPNGOpaque = layout.opaque;
     return StatusSuccess;
 }
@@ -216,14 +218,11 @@ void ScreenshotWriter::LibPngSignalHandler(int signal)
 
 bool ScreenshotWriter::EncodePNG()
 {
-    PNGSamples samples = m_makesPNGOpaque ? PNGSamples::MakeOpaque : PNGSamples::AsStored;
-    if (m_pPngImage && png_get_channels(m_pPng, m_pPngInfo) == 4) {
-        samples = PNGSamples::SwapBlue;
-    }
     const PNGImage image{.rows = m_ppPngRows,
                          .rowBytes = png_get_rowbytes(m_pPng, m_pPngInfo),
                          .height = png_get_image_height(m_pPng, m_pPngInfo),
-                         .samples = samples};
+                         .isBGRA = m_isPNGBGRA,
+                         .makeOpaque = m_makesPNGOpaque};
 #ifdef FRAMEGRAB_WITH_ISAL
     if (m_pngEncoding == PNGFast) {
         if (!m_pFastMemory) {

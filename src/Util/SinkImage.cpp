@@ -16,8 +16,13 @@ SinkImage::SinkImage(ImageSink& sink, Size size, GLenum type)
 
 GLenum SinkImage::Read()
 {
-    return ReadPixels(m_size, GL_RGBA, m_type, m_memory.Bytes(), GetPitch(GL_RGBA, m_type),
-                      m_memory.IsZero());
+    const auto read = [this](GLenum format) {
+        return ReadPixels(m_size, format, m_type, m_memory.Bytes(), GetPitch(GL_RGBA, m_type),
+                          m_memory.IsZero());
+    };
+    m_isBGRA = m_type == GL_UNSIGNED_BYTE && m_sink.Order() == PixelOrder::OfTheDriver && IsOwnOrderBGRA() &&
+               read(GL_BGRA_EXT) == GL_NO_ERROR;
+    return m_isBGRA ? GLenum{GL_NO_ERROR} : read(GL_RGBA);
 }
 
 std::uint32_t SinkImage::HandOver(const std::string& fileName)
@@ -27,6 +32,7 @@ try {
                         .height = static_cast<std::uint32_t>(m_size.height),
                         .format = GL_RGBA,
                         .type = m_type,
+                        .isBGRA = m_isBGRA,
                         .pixels = Pixels()};
     image.NoteSettings();
     return m_sink.Take(image);

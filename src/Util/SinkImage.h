@@ -23,7 +23,7 @@ public:
 
     [[nodiscard]] std::uint8_t* Pixels() const { return m_memory.Bytes().data(); }
 
-    /// Reads it, see `ReadPixels`.
+    /// Reads it, see `ReadPixels`, in the order that the sink takes.
     ///
     /// @return `GL_NO_ERROR`, or what the driver raised
     GLenum Read();
@@ -35,6 +35,7 @@ private:
     ImageSink& m_sink;
     Size m_size;
     GLenum m_type;
+    bool m_isBGRA = false;
     SinkMemory m_memory;
 };
 

@@ -19,7 +19,8 @@ std::int64_t Now()
 } // namespace
 
 PictureSink::PictureSink(Connection& connection, const Picture& picture)
-    : m_connection(connection), m_picture(picture), m_start(Now<std::chrono::steady_clock>())
+    : ImageSink(Util::PixelOrder::OfTheDriver), m_connection(connection), m_picture(picture),
+      m_start(Now<std::chrono::steady_clock>())
 {
     m_picture.readAt = Now<std::chrono::system_clock>();
 }
@@ -82,6 +83,7 @@ std::uint32_t PictureSink::Take(const Util::CapturedImage& image)
     }
     m_entry->format = image.format;
     m_entry->type = image.type;
+    m_entry->isBGRA = image.isBGRA ? 1 : 0;
     Commit(EntryKind::Image, image.width, image.height);
     return 0;
 }

@@ -79,9 +79,15 @@ WrittenPicture WritePicture(const FileSettings& settings, const Picture& picture
     const Clock::time_point start = Clock::now();
     Util::GLScreenshotHandler handler(kind.format);
     errno = 0;
-    const std::uint32_t status =
-        handler.WriteScreenshot(settings.folder + "/" + stem, picture.width, picture.height,
-                                pixels.bytes.data(), pixels.format, pixels.type);
+    Util::CapturedImage image{.fileName = settings.folder + "/" + stem,
+                              .width = picture.width,
+                              .height = picture.height,
+                              .format = pixels.format,
+                              .type = pixels.type,
+                              .isBGRA = pixels.isBGRA,
+                              .pixels = pixels.bytes.data()};
+    image.NoteSettings();
+    const std::uint32_t status = handler.WriteScreenshot(image);
     written.file.picture.status = status;
     if (status != 0) {
         written.error = errno != 0 ? std::strerror(errno) : "";

@@ -65,6 +65,7 @@ struct ReadPixels
     std::span<const std::uint8_t> bytes;
     std::uint32_t format;
     std::uint32_t type;
+    bool isBGRA = false; ///< bytes that come as B, G, R, A
 };
 
 /// What came of writing a picture.

@@ -158,7 +158,8 @@ std::vector<Record> Writers::DealWith(const Entry& entry)
     std::vector<Record> records;
     Values values;
     if (entry.kind == EntryKind::Image && IsWhole(entry, bytes.size())) {
-        written.push_back(WritePicture(m_settings, entry.picture, {bytes, entry.format, entry.type}));
+        written.push_back(
+            WritePicture(m_settings, entry.picture, {bytes, entry.format, entry.type, entry.isBGRA != 0}));
     } else if (entry.kind == EntryKind::Values && IsWhole(entry, bytes, values)) {
         written = WriteValues(
             m_settings, entry.picture, values,

@@ -74,7 +74,8 @@ struct Entry
     std::uint32_t client;   ///< who it belongs to until it is `Ready`: a number below `MostClients`
     std::uint32_t format;   ///< of the pixels, as of `glReadPixels`
     std::uint32_t type;     ///< the same
-    ValueLayout values;     ///< of values, in place of these two
+    std::uint32_t isBGRA;   ///< not 0: bytes that come as B, G, R, A
+    ValueLayout values;     ///< of values, in place of these three
     std::uint64_t turn;     ///< its place in the line, and among those that are `Ready`
     std::uint64_t position; ///< of the pixels or the text in the arena
     std::uint64_t size;     ///< in bytes
