@@ -57,7 +57,7 @@ void StayBehind()
         const sched_param none{};
         sched_setscheduler(0, SCHED_BATCH, &none); // interrupts nobody when it is woken
     }
-    constexpr int Lower = 5; // a third of the others' share, so that a busy machine does not stop it either
+    constexpr int Lower = 10; // a tenth of the others' share, so that a busy machine does not stop it either
     [[maybe_unused]] const int ignored = nice(Lower);
 }
 
