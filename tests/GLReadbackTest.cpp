@@ -173,7 +173,16 @@ TEST_F(ReadbackTest, MemoryUsedAgainShowsNoEarlierPicture)
          {Pixel{255, 0, 0, 255}, Nothing, Nothing, Nothing}},
         {"a window's colour", refuseToRead(window(GL_COLOR_BUFFER_BIT)), "shot.png", 1, AllNothing},
         {"a window's depth", refuseToRead(window(GL_DEPTH_BUFFER_BIT)), "shot_depth.png", 1, AllBlack},
-        {"a window's stencil", refuseToRead(window(GL_STENCIL_BUFFER_BIT)), "shot_stencil.png", 1, AllBlack},
+        {"a lost context",
+         [&](GLScreenshotHandler& handler, const std::string& name) {
+             const ReplacedEntry read(Util::GL::ReadPixels, [](auto...) {});
+             const ReplacedEntry error(Util::GL::GetError, [] {
+                 glGetError();
+                 return GLenum{GL_CONTEXT_LOST_KHR};
+             });
+             return handler.TakeScreenshot(name, GL_COLOR_BUFFER_BIT);
+         },
+         "shot.png", 1, AllNothing},
         {"half a read, in a context that reports no errors",
          [&](GLScreenshotHandler& handler, const std::string& name) {
              const ReplacedEntry read(Util::GL::ReadPixels, [](auto... arguments) {
