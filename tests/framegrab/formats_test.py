@@ -15,4 +15,5 @@ def test_files_hold_every_value_that_was_drawn(tmp_path):
 
     files = json.loads((tmp_path / "manifest.json").read_text())["files"]
     assert {"GL_RGB10_A2", "GL_SRGB8_ALPHA8", "GL_RGBA8"} <= {file["internalFormat"] for file in files}
+    assert ", R16G16B16A16 float, " in (tmp_path / "index.html").read_text()
     assert all((tmp_path / file["values"]).stat().st_size == file["valuesBytes"] for file in files)

@@ -115,11 +115,12 @@ def test_many_frames_in_a_folder_with_the_programs_name_and_the_time(display, tm
     progress, _, report = terminal.text.rpartition(" \r")
     assert re.search(r"framegrab: \d+ of 300 frames, \d+ files?, \d+ bytes\r", progress)
     assert "of 300 frames" not in report and "framegrab: 300 files, " in report
+    assert report.count(".png  320x240  ") == 20 and "framegrab: ... 280 files more ...\r\n" in report
     [folder] = tmp_path.iterdir()
     stamp = datetime.strptime(folder.name + "+0000", "glmark2-es2-%Y%m%dT%H%M%SZ%z")
     assert start <= stamp <= datetime.now(timezone.utc)
     assert pictures(folder) == [f"frame{i:06}.png" for i in range(1, 301)]
-    assert log(folder).count(" captured in ") == 300
+    assert log(folder).count(" captured in ") == log(folder).count(".png  320x240  ") == 300
 
 
 def test_folders_named_in_the_same_second_are_two_and_empty_ones_go(tmp_path):
