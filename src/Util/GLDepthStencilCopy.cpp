@@ -1,5 +1,7 @@
 #include "Util/GLDepthStencilCopy.h"
 
+#include <array>
+
 namespace Util {
 
 namespace {
