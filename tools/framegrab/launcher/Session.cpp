@@ -195,12 +195,16 @@ void Session::Welcome(Descriptor connection)
     if (!connection.IsOpen() || getsockopt(connection.Get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
         return;
     }
+    const auto leaveOut = [&](const std::string& reason) {
+        m_failures.push_back({.kind = RecordKind::FirstSwap});
+        m_failures.push_back(
+            {.kind = RecordKind::Message,
+             .text = "nothing can be captured of process " + std::to_string(peer.pid) + ": " + reason});
+    };
     Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, peer.pid, 0)));
     if (!process.IsOpen()) {
         if (errno != ESRCH) {
-            m_failures.push_back({.kind = RecordKind::Message,
-                                  .text = "nothing can be captured of process " + std::to_string(peer.pid) +
-                                          ": " + std::generic_category().message(errno)});
+            leaveOut(std::generic_category().message(errno));
         }
         return;
     }
@@ -213,8 +217,11 @@ void Session::Welcome(Descriptor connection)
         client = isSame ? m_clients.erase(client) : std::next(client);
     }
     const std::uint32_t number = FreeNumber();
-    if (number >= MostClients ||
-        !SendWelcome(connection, {.client = number, .size = m_memorySize}, m_memoryFile)) {
+    if (number >= MostClients) {
+        leaveOut("there are " + std::to_string(MostClients) + " already");
+        return;
+    }
+    if (!SendWelcome(connection, {.client = number, .size = m_memorySize}, m_memoryFile)) {
         return;
     }
     Watch(process);
