@@ -1,10 +1,11 @@
-#include "launcher/MemoryBudget.h"
+#include "launcher/Defaults.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <sched.h>
 #include <string>
 
 namespace Framegrab {
@@ -87,6 +88,13 @@ std::size_t DefaultPictureMemory()
 {
     constexpr std::size_t Wanted = std::size_t{128} << 20U;
     return std::min(Wanted, AvailableMemory() / 2);
+}
+
+std::size_t DefaultThreads()
+{
+    cpu_set_t set;
+    const int count = sched_getaffinity(0, sizeof(set), &set) == 0 ? CPU_COUNT(&set) : 1;
+    return static_cast<std::size_t>(std::max(count - 1, 1));
 }
 
 } // namespace Framegrab

@@ -9,7 +9,7 @@ namespace Framegrab {
 
 namespace {
 
-/// The same for types whose pixels are packed into one integer, as far as it is asked for.
+/// How the values of a type lie in memory.
 struct TypeLayout
 {
     std::size_t bytes; ///< of a component; of a pixel where the components are packed

@@ -104,11 +104,10 @@ Pixels PaintIntegers(const Values& integers, Legend& legend);
 
 inline constexpr std::size_t MostInLegend = 256;
 
-/// Scales a picture down so that it fits a box, with its proportions kept.
+/// Scales a picture up or down to the largest that fits a box, with its proportions kept.
 ///
 /// @param isMixed  a pixel is the average of what it stands for; false: one of them, where the average of two
 ///                 colors would stand for something else
-/// @return the picture as it is when it fits
 Pixels FitInto(const Pixels& picture, std::uint32_t maxWidth, std::uint32_t maxHeight, bool isMixed);
 
 } // namespace Framegrab

@@ -3,7 +3,6 @@
 #include "Util/GLUtils.h"
 #include "launcher/LauncherLog.h"
 
-#include <algorithm>
 #include <iterator>
 #include <new>
 #include <sched.h>
@@ -234,13 +233,6 @@ bool Writers::IsIdle()
 {
     const std::scoped_lock lock(m_mutex);
     return m_taken == m_delivered && m_memory.CountCommitted() == 0;
-}
-
-std::size_t DefaultThreads()
-{
-    cpu_set_t set;
-    const int count = sched_getaffinity(0, sizeof(set), &set) == 0 ? CPU_COUNT(&set) : 1;
-    return static_cast<std::size_t>(std::max(count - 1, 1));
 }
 
 } // namespace Framegrab

@@ -67,7 +67,4 @@ private:
     std::vector<std::thread> m_threads;
 };
 
-/// @return how many threads leave a processor to the program: one less than there are, and one at least
-std::size_t DefaultThreads();
-
 } // namespace Framegrab
