@@ -187,6 +187,9 @@ def test_a_thread_may_be_cancelled_while_it_is_captured(tmp_path, option):
     assert (outcome.status, outcome.output) == (0, "goes-on"), outcome.errors
 
 
+WITHOUT_CACHE = os.environ | {"MESA_SHADER_CACHE_DISABLE": "true"}  # in which the driver would write files
+
+
 @cases("limit, reason", {
     "by a limit": ("ulimit -S -f 1", "File too large"),
     "by a full disk": ("mount -t tmpfs -o size=4k none .", "No space left on device"),  # the manifest's 4k
@@ -194,15 +197,15 @@ def test_a_thread_may_be_cancelled_while_it_is_captured(tmp_path, option):
 def test_a_file_that_is_cut_short_is_told_and_removed(tmp_path, limit, reason):
     words = command(".", "-format bmp -thumbnail 64x64", "context swap print:goes-on")
     disk = apart("--map-root-user", "--mount") if "mount" in limit else []
-    outcome = run([*disk, "sh", "-c", f'{limit} && cd "$PWD" && "$@"; echo " $?" *', "sh", *words], cwd=tmp_path)
+    outcome = run([*disk, "sh", "-c", f'{limit} && cd "$PWD" && "$@"; echo " $?" *', "sh", *words],
+                  cwd=tmp_path, env=WITHOUT_CACHE)
     assert outcome.output == "goes-on 1 framegrab.log manifest.json\n", outcome.errors
     assert f"thumbnail of the color buffer was not captured whole (status 1): {reason}; the cut" in outcome.said
 
 
 def test_needs_no_more_descriptors_with_every_frame_and_no_files(tmp_path):
-    # The driver would write a file of its own.
-    program = ["sh", "-c", f"ulimit -n 64; ulimit -f 0; MESA_SHADER_CACHE_DISABLE=true {STEPS} context swap:100"]
-    outcome = grab(tmp_path, "-frames 1-100", program)
+    program = ["sh", "-c", f"ulimit -n 64; ulimit -f 0; {STEPS} context swap:100"]
+    outcome = grab(tmp_path, "-frames 1-100", program, env=WITHOUT_CACHE)
     assert outcome.status == 0, outcome.errors
     assert len(pictures(tmp_path)) == 100
 
