@@ -1,8 +1,10 @@
 // Stands in for the capture library: reads each frame into memory used before, and does nothing with it. What
-// a program keeps of its frame rate then is the most that any capture can leave. Bytes come in the order that
-// the driver names as its own, which is how framegrab takes them.
+// a program keeps of its frame rate then is the most that any capture can leave. Bytes come in B, G,
+// R, A where the driver names that order as its own, which is how framegrab takes them.
 
 #include "shared/CaptureInterface.h"
+
+#include <GLES2/gl2ext.h>
 
 #include <dlfcn.h>
 #include <vector>
@@ -29,8 +31,11 @@ FramegrabBeforeSwap(const CaptureContext* context, EGLDisplay display, EGLSurfac
     s_querySurface(display, surface, EGL_WIDTH, &width);
     s_querySurface(display, surface, EGL_HEIGHT, &height);
     s_pixels.resize(std::size_t{4} * static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-    GLint format = GL_RGBA;
+    GLint format = 0;
+    GLint type = 0;
     s_getIntegerv(GL_IMPLEMENTATION_COLOR_READ_FORMAT, &format);
-    s_readPixels(0, 0, width, height, static_cast<GLenum>(format), GL_UNSIGNED_BYTE, s_pixels.data());
+    s_getIntegerv(GL_IMPLEMENTATION_COLOR_READ_TYPE, &type);
+    const bool isBGRA = format == GL_BGRA_EXT && type == GL_UNSIGNED_BYTE;
+    s_readPixels(0, 0, width, height, isBGRA ? GL_BGRA_EXT : GL_RGBA, GL_UNSIGNED_BYTE, s_pixels.data());
     return {};
 }

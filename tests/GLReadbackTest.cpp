@@ -39,16 +39,20 @@ public:
     std::uint32_t Take(const CapturedImage& image) override
     {
         images.push_back(image);
-        EXPECT_EQ(image.pixels, memory.data());
+        if (!lends) {
+            memory.assign(image.pixels, image.pixels + std::size_t{Width} * Height * 4);
+        }
+        EXPECT_EQ(image.pixels == memory.data(), lends);
         return images.size() == most ? 77 : 0;
     }
 
     std::uint8_t* Lend(std::size_t bytes) override
     {
         memory.assign(bytes, 0xAB);
-        return memory.data();
+        return lends ? memory.data() : nullptr;
     }
 
+    bool lends = true;
     std::vector<CapturedImage> images;
     std::vector<std::uint8_t> memory;
     std::size_t most = 100; ///< number of the picture that is not taken
@@ -122,6 +126,16 @@ TEST_F(ReadbackTest, WhatCountsIsTheColourWhateverTheOrderOfTheDriver)
         format == GL_BGRA_EXT ? glEnable(0xFFFF) : glReadPixels(arguments...);
     });
     expectSame(false);
+
+    // One that gives up each time when some of it has been written.
+    const ReplacedEntry half(Util::GL::ReadPixels, [](auto... arguments) {
+        glReadPixels(arguments...);
+        glEnable(0xFFFF);
+    });
+    NotingSink sink(Util::PixelOrder::OfTheDriver);
+    sink.lends = false;
+    EXPECT_EQ(Util::ReadScreenshot(sink, "shot", GL_COLOR_BUFFER_BIT), 0U);
+    EXPECT_EQ(sink.memory, std::vector<std::uint8_t>(sink.memory.size()));
 }
 
 /// A picture that the driver does not deliver, or not whole, after one that it did.

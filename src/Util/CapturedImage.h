@@ -37,8 +37,9 @@ enum class PixelOrder
     RGBA,
 
     /// B, G, R, A as well, where the driver names that order as its own for what is read
-    /// (`GL_IMPLEMENTATION_COLOR_READ_FORMAT`; OpenGL ES 3.2, section 16.1.2). Window surfaces are often
-    /// stored so, and are read several times as fast when the driver need not swap bytes.
+    /// (`GL_IMPLEMENTATION_COLOR_READ_FORMAT`; OpenGL ES 3.2, section 16.1.2), and errors can be reported.
+    /// Window surfaces with alpha are often stored so, and are read several times as fast when the driver
+    /// need not swap bytes.
     OfTheDriver,
 };
 

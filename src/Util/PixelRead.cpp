@@ -23,12 +23,15 @@ GLenum ReadPixels(Size size, GLenum format, GLenum type, std::span<std::uint8_t>
         return TakeError();
     };
     const auto clear = [memory] { std::ranges::fill(memory, std::uint8_t{0}); };
-    if (isZero) {
-        return read();
-    }
-    if (!CanReportErrors()) {
-        clear();
-        return read();
+    if (isZero || !CanReportErrors()) {
+        if (!isZero) {
+            clear();
+        }
+        const GLenum error = read();
+        if (error != GL_NO_ERROR) {
+            clear(); // of what was read until then
+        }
+        return error;
     }
     // GL raises no error for pixels outside of the source and leaves them as they are. The last one is
     // outside whenever any is.

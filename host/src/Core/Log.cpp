@@ -1,8 +1,8 @@
 #include "Core/Log.h"
 
 #include "Core/StdioWriter.h"
+#include "Descriptors.h"
 #include "LogOutput.h"
-#include "QuietWrite.h"
 
 #include <cerrno>
 #include <cstddef>

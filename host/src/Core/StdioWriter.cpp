@@ -1,6 +1,6 @@
 #include "Core/StdioWriter.h"
 
-#include "QuietWrite.h"
+#include "Descriptors.h"
 
 #include <fcntl.h>
 #include <unistd.h>

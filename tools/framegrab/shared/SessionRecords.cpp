@@ -1,6 +1,6 @@
 #include "shared/SessionRecords.h"
 
-#include "QuietWrite.h"
+#include "Descriptors.h"
 
 #include <cerrno>
 #include <climits>

@@ -1,4 +1,4 @@
-#include "QuietWrite.h"
+#include "Descriptors.h"
 
 #include <cerrno>
 #include <ctime>
