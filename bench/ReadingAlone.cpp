@@ -1,6 +1,6 @@
 // Stands in for the capture library: reads each frame into memory used before, and does nothing with it. What
-// a program keeps of its frame rate then is the most that any capture can leave. Bytes come in B, G,
-// R, A where the driver names that order as its own, which is how framegrab takes them.
+// a program keeps of its frame rate then is the most that any capture can leave. Bytes come as
+// B, G, R, A where the driver names that order as its own, which is how framegrab takes them.
 
 #include "shared/CaptureInterface.h"
 

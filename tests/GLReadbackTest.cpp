@@ -115,6 +115,10 @@ TEST_F(ReadbackTest, WhatCountsIsTheColourWhateverTheOrderOfTheDriver)
         EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR});
     };
     expectSame(own == GL_BGRA_EXT);
+    {
+        const NoErrorReports none;
+        expectSame(false);
+    }
 
     // One that names an order and does not read it.
     const ReplacedEntry query(Util::GL::GetIntegerv, [](GLenum name, GLint* value) {

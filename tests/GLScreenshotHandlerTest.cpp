@@ -15,6 +15,7 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <set>
 
 namespace {
 
@@ -118,6 +119,7 @@ TEST_F(EncodingTest, RowsKeepTheirPlaceAtEverySize)
         std::vector<std::uint32_t> pixels(std::size_t{width} * height);
         std::uint32_t seed = 1;
         std::generate(pixels.begin(), pixels.end(), [&seed] { return seed = seed * 1664525 + 1013904223; });
+        std::set<std::string> files;
         for (const auto& [format, encoding, isBGRA, opaque] : kinds) {
             GLScreenshotHandler handler(format);
             ASSERT_EQ(handler.WriteScreenshot({.fileName = m_name,
@@ -130,8 +132,9 @@ TEST_F(EncodingTest, RowsKeepTheirPlaceAtEverySize)
                                                .opaque = opaque,
                                                .encoding = encoding}),
                       0U);
-            const auto image =
-                TestSupport::LoadImage(m_name + (format == ScreenshotWriter::FormatPNG ? ".png" : ".bmp"));
+            const std::string path = m_name + (format == ScreenshotWriter::FormatPNG ? ".png" : ".bmp");
+            files.insert(TestSupport::ReadFile(path));
+            const auto image = TestSupport::LoadImage(path);
             ASSERT_EQ(image.width, static_cast<int>(width));
             ASSERT_EQ(image.height, static_cast<int>(height));
             int wrong = 0;
@@ -145,6 +148,7 @@ TEST_F(EncodingTest, RowsKeepTheirPlaceAtEverySize)
             }
             EXPECT_EQ(wrong, 0) << format << " " << encoding << " " << isBGRA << " " << opaque;
         }
+        EXPECT_EQ(files.size(), std::size(kinds)) << "the encoding counts as well";
     }
 }
 
@@ -181,6 +185,7 @@ TEST_F(EncodingTest, RefusesBeforeItMakesAFile)
         GLenum type;
         std::uint32_t status;
         std::vector<std::string> messages;
+        bool isBGRA = false;
     };
     const Bytes pixels(64);
     const std::string notCreated = "Screenshot failed: Could not create image file " + m_name;
@@ -200,12 +205,20 @@ TEST_F(EncodingTest, RefusesBeforeItMakesAFile)
         {"integers", bmp, pixels.data(), GL_RGBA_INTEGER, GL_INT, 1, {notCreated + ".bmp"}},
         {"three components", bmp, pixels.data(), GL_RGB, GL_UNSIGNED_BYTE, 1, {notCreated + ".bmp"}},
         {"no pixels", bmp, nullptr, GL_RGBA, GL_UNSIGNED_BYTE, 1, {notCreated + ".bmp"}},
+        {"B, G, R, A of floats", bmp, pixels.data(), GL_RGBA, GL_FLOAT, 1, {notCreated + ".bmp"}, true},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         TestSupport::ClearLog();
         GLScreenshotHandler handler(row.kind);
-        EXPECT_EQ(handler.WriteScreenshot(m_name, 1, 1, row.pixels, row.format, row.type), row.status);
+        EXPECT_EQ(handler.WriteScreenshot({.fileName = m_name,
+                                           .width = 1,
+                                           .height = 1,
+                                           .format = row.format,
+                                           .type = row.type,
+                                           .isBGRA = row.isBGRA,
+                                           .pixels = row.pixels}),
+                  row.status);
         EXPECT_EQ(TestSupport::LogTexts(), row.messages);
         EXPECT_TRUE(std::filesystem::is_empty(m_folder.Path()));
     }

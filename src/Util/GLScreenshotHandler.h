@@ -188,7 +188,8 @@ public:
     std::uint32_t WriteScreenshot(const std::string& fileName, std::uint32_t width, std::uint32_t height,
                                   const std::uint8_t* pixels, std::uint32_t format, std::uint32_t type);
 
-    /// As the other, with the settings that were in force when the picture was read.
+    /// As the other, with the settings that were in force when the picture was read. Of B, G, R, A only
+    /// `GL_UNSIGNED_BYTE` is taken.
     std::uint32_t WriteScreenshot(const CapturedImage& image);
 
     /// Converts pixels to B, G, R, A bytes and appends them to the open file.

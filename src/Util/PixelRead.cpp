@@ -23,24 +23,22 @@ GLenum ReadPixels(Size size, GLenum format, GLenum type, std::span<std::uint8_t>
         return TakeError();
     };
     const auto clear = [memory] { std::ranges::fill(memory, std::uint8_t{0}); };
-    if (isZero || !CanReportErrors()) {
-        if (!isZero) {
-            clear();
-        }
-        const GLenum error = read();
-        if (error != GL_NO_ERROR) {
-            clear(); // of what was read until then
-        }
-        return error;
-    }
     // GL raises no error for pixels outside of the source and leaves them as they are. The last one is
     // outside whenever any is.
     const auto last = memory.last(pitch);
-    std::copy_n(Mark.begin(), pitch, last.begin());
-    GLenum error = read();
-    if (error != GL_NO_ERROR || std::equal(last.begin(), last.end(), Mark.begin())) {
+    const bool isMarked = !isZero && CanReportErrors();
+    if (isMarked) {
+        std::copy_n(Mark.begin(), pitch, last.begin());
+    } else if (!isZero) {
         clear();
-        error = error != GL_NO_ERROR ? error : read();
+    }
+    GLenum error = read();
+    if (error == GL_NO_ERROR && isMarked && std::equal(last.begin(), last.end(), Mark.begin())) {
+        clear();
+        error = read();
+    }
+    if (error != GL_NO_ERROR) {
+        clear(); // of what was read until then
     }
     return error;
 }
